@@ -1,0 +1,108 @@
+#include "AppMain/CommandLineTool.h"
+
+#include "Services/AppRuntimeError.h"
+#include "Services/DetectorService.h"
+#include "Services/RuntimeResolver.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int failureStatus = 2;
+
+volatile std::sig_atomic_t receivedSignal = 0;
+
+void noteSignal(int signal)
+{
+    receivedSignal = signal;
+    DetectorService::stopAll();
+}
+
+/// While it lives, an interrupt or a termination request ends the detector first and then this process, by the same
+/// signal.
+class DetectorEndsWithUs final
+{
+public:
+    DetectorEndsWithUs()
+    {
+        std::signal(SIGINT, noteSignal);
+        std::signal(SIGTERM, noteSignal);
+    }
+    ~DetectorEndsWithUs()
+    {
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
+        if (receivedSignal != 0)
+            std::raise(receivedSignal);
+    }
+    Q_DISABLE_COPY_MOVE(DetectorEndsWithUs)
+};
+
+void printLine(const char* key, const QByteArray& value)
+{
+    std::fprintf(stdout, "%s=%s\n", key, value.constData());
+}
+
+void selfTest()
+{
+    const RuntimeConfiguration runtime = RuntimeResolver::resolve();
+    printLine("python", QFile::encodeName(runtime.pythonURL.path()));
+    printLine("script", QFile::encodeName(runtime.detectorScriptURL.path()));
+    printLine("ffmpeg", QFile::encodeName(runtime.ffmpegURL.path()));
+}
+
+void detectSummary(const QByteArrayList& arguments)
+{
+    if (arguments.size() < 2)
+        throw AppRuntimeError::invalidDetectorOutput(u"用法: --detect-summary <video-path>"_s);
+    DetectionRequest request;
+    request.videoURL = FileURL::fromUserPath(QFile::decodeName(arguments[1]));
+    const DetectorService service(RuntimeResolver::resolve());
+
+    // A child process needs an application object; it gets no arguments to interpret and nobody's warnings to print.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    QByteArray programName = "kestrel";
+    int argumentCount = 1;
+    char* argumentVector[] = {programName.data(), nullptr};
+    const QCoreApplication application(argumentCount, argumentVector);
+
+    const DetectorEndsWithUs detectorEndsWithUs;
+    const DetectorPayload payload = service.detectSync(request);
+    printLine("events", QByteArray::number(payload.events.size()));
+    printLine("keep_segments", QByteArray::number(payload.keepSegments.size()));
+}
+
+[[noreturn]] void fail(const std::exception& error)
+{
+    const QByteArray message = QByteArray(error.what()) + '\n';
+    std::fwrite(message.constData(), 1, static_cast<std::size_t>(message.size()), stderr);
+    std::exit(failureStatus);
+}
+
+} // namespace
+
+bool CommandLineTool::runIfNeeded(const QByteArrayList& arguments)
+{
+    if (arguments.isEmpty())
+        return false;
+    try {
+        if (arguments.first() == "--self-test") {
+            selfTest();
+            return true;
+        }
+        if (arguments.first() == "--detect-summary") {
+            detectSummary(arguments);
+            return true;
+        }
+    } catch (const std::exception& error) {
+        fail(error);
+    }
+    return false;
+}

@@ -1,0 +1,71 @@
+#include "Models/JsonStrictness.h"
+
+namespace {
+
+bool isDigit(char byte)
+{
+    return byte >= '0' && byte <= '9';
+}
+
+qsizetype skipDigits(QByteArrayView json, qsizetype position)
+{
+    while (position < json.size() && isDigit(json[position]))
+        ++position;
+    return position;
+}
+
+/// The end of a well-formed fraction or exponent's digits, or nothing when there is no digit.
+std::optional<qsizetype> requireDigits(QByteArrayView json, qsizetype position)
+{
+    const qsizetype end = skipDigits(json, position);
+    return end > position ? std::optional(end) : std::nullopt;
+}
+
+/// Follows -?(0|[1-9]\d*)(\.\d+)?([eE][+-]?\d+)? from `position`; the end, or nothing when the number breaks off.
+std::optional<qsizetype> endOfNumber(QByteArrayView json, qsizetype position)
+{
+    if (json[position] == '-')
+        ++position;
+    const bool startsWithZero = position < json.size() && json[position] == '0';
+    std::optional<qsizetype> end = requireDigits(json, position);
+    if (!end || (startsWithZero && *end > position + 1))
+        return std::nullopt;
+    if (*end < json.size() && json[*end] == '.')
+        end = requireDigits(json, *end + 1);
+    if (end && *end < json.size() && (json[*end] == 'e' || json[*end] == 'E')) {
+        qsizetype digits = *end + 1;
+        if (digits < json.size() && (json[digits] == '+' || json[digits] == '-'))
+            ++digits;
+        end = requireDigits(json, digits);
+    }
+    return end;
+}
+
+} // namespace
+
+std::optional<qsizetype> firstLenientByte(QByteArrayView json)
+{
+    bool insideString = false;
+    qsizetype position = 0;
+    while (position < json.size()) {
+        const char byte = json[position];
+        if (insideString) {
+            if (static_cast<unsigned char>(byte) < 0x20)
+                return position;
+            if (byte == '\\')
+                ++position;
+            else if (byte == '"')
+                insideString = false;
+            ++position;
+        } else if (byte == '-' || isDigit(byte)) {
+            const auto end = endOfNumber(json, position);
+            if (!end)
+                return position;
+            position = *end;
+        } else {
+            insideString = byte == '"';
+            ++position;
+        }
+    }
+    return std::nullopt;
+}

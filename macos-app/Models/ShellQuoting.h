@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QString>
+
+/// A word of a command line for reading: bare when it holds only letters, marks, numbers and "/._:-", otherwise in
+/// double quotes with its double quotes escaped. For display; no shell ever runs it.
+[[nodiscard]] QString shellQuoted(const QString& text);

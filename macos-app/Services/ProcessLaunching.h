@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+#include <exception>
+
+/// A child process could not be started; the message is the system's own.
+class ProcessLaunchError final : public std::exception
+{
+public:
+    explicit ProcessLaunchError(QString message)
+        : m_message(std::move(message))
+        , m_utf8(m_message.toUtf8())
+    {}
+
+    [[nodiscard]] const QString& message() const { return m_message; }
+    /// The message in UTF-8.
+    [[nodiscard]] const char* what() const noexcept override { return m_utf8.constData(); }
+
+private:
+    QString m_message;
+    QByteArray m_utf8;
+};
+
+/// How long a child may take to end after SIGTERM before it gets SIGKILL.
+inline constexpr int terminationGraceMilliseconds = 3000;
+
+/// Gives the child a process group of its own, so that stopping it reaches what it started in turn, and a signal from
+/// the terminal reaches Kestrel alone. Before start().
+void useOwnProcessGroup(QProcess& process);
+
+/// Returns once the child runs; throws ProcessLaunchError with the system's own words otherwise.
+void startOrThrow(QProcess& process);
+
+/// Sends a signal to a running child, and to its process group when it leads one.
+void signalProcessGroup(const QProcess& process, int signal);
