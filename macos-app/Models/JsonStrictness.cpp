@@ -52,16 +52,17 @@ std::optional<qsizetype> firstLenientByte(QByteArrayView json)
         if (insideString) {
             if (static_cast<unsigned char>(byte) < 0x20)
                 return position;
-            if (byte == '\\')
-                ++position;
-            else if (byte == '"')
-                insideString = false;
+            if (byte == '\\' && ++position < json.size() && !QByteArrayView("\"\\/bfnrtu").contains(json[position]))
+                return position;
+            insideString = byte != '"';
             ++position;
         } else if (byte == '-' || isDigit(byte)) {
             const auto end = endOfNumber(json, position);
             if (!end)
                 return position;
             position = *end;
+        } else if (byte == '.' || byte == '+') {
+            return position;
         } else {
             insideString = byte == '"';
             ++position;

@@ -2,6 +2,12 @@
 
 #include <array>
 #include <charconv>
+#include <clocale>
+#include <cstdlib>
+
+#ifdef Q_OS_MACOS
+#include <xlocale.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -94,5 +100,6 @@ std::optional<double> parseDecimal(QStringView text)
 {
     if (!followsDecimalGrammar(text))
         return std::nullopt;
-    return text.toLatin1().toDouble(); // infinite when too large, zero when too small
+    static const locale_t cLocale = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    return ::strtod_l(text.toLatin1().constData(), nullptr, cLocale); // Qt gives 0 for a number that is too large
 }

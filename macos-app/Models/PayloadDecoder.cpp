@@ -181,7 +181,7 @@ QJsonObject parseObject(const QByteArray& json)
                                    error.errorString() + u"）。"_s);
     if (const auto offset = firstLenientByte(json))
         throw PayloadDecodingError(u"不是有效的 JSON（"_s + positionText(json, *offset) +
-                                   u"：数字格式错误或文本中有控制字符）。"_s);
+                                   u"：数字、转义或控制字符的写法不合规范）。"_s);
     if (!document.isObject())
         throw PayloadDecodingError(u"顶层应为对象，实际是数组。"_s);
     return document.object();

@@ -1,8 +1,8 @@
 #include "Services/ProcessSurroundings.h"
 
 #include <csignal>
-#include <initializer_list>
 #include <fcntl.h>
+#include <initializer_list>
 #include <unistd.h>
 
 void repairProcessSurroundings()

@@ -1,0 +1,111 @@
+#include "Models/EventSummary.h"
+#include "Models/FadeRemovalStrategy.h"
+#include "Models/JobBuilder.h"
+
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const FileURL video(u"/v/long film.mp4"_s);
+const FileURL folder(u"/out"_s);
+
+QStringList fileNames(const QList<FFmpegJob>& jobs)
+{
+    QStringList names;
+    for (const FFmpegJob& job : jobs)
+        names << job.outputURL.lastPathComponent();
+    return names;
+}
+
+} // namespace
+
+class Jobs final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void onlyEnabledSegmentsWithALengthAreNumbered()
+    {
+        DetectorPayload payload;
+        payload.keepSegments = {{5, 0, 2, 99}, {6, 3, 3, 1}, {7, 9, 4, 1}, {8, 4, 6, 2}, {9, 7, 8, 1}};
+        QList<EditableSegment> segments = buildEditableSegments(payload);
+        QCOMPARE(segments.size(), 5);
+        QCOMPARE(segments[2], (EditableSegment{7, true, 9, 4, false}));
+        QCOMPARE(segments[2].duration(), 0.0);
+        segments[3].isEnabled = false;
+
+        const auto jobs = buildJobs(segments, video, folder, u"a/b"_s, CropParameters{2, 4, 0, 1});
+        QCOMPARE(fileNames(jobs), QStringList({u"a-b-01.mp4"_s, u"a-b-02.mp4"_s}));
+        QCOMPARE(jobs[1], (FFmpegJob{2, video, FileURL(u"/out/a-b-02.mp4"_s), 7, 1, CropParameters{2, 4, 0, 1}}));
+        QVERIFY(buildJobs({}, video, folder, u"x"_s, std::nullopt).isEmpty());
+    }
+
+    void namesFollowTheVideo()
+    {
+        const QList<EditableSegment> one = {{0, true, 0, 1, false}};
+        QCOMPARE(fileNames(buildJobs(one, video, folder, u" "_s, std::nullopt)), QStringList(u"long film-01.mp4"_s));
+        QCOMPARE(fileNames(buildJobs(one, FileURL(u"/v/film"_s), folder, u"/"_s, std::nullopt)),
+                 QStringList(u"film-01"_s));
+        QCOMPARE(fileNames(buildJobs(one, FileURL(u"/v/.x"_s), folder, u""_s, std::nullopt)), QStringList(u".x-01"_s));
+    }
+
+    void argumentsInTheirOrder()
+    {
+        FFmpegJob job = {1, video, FileURL(u"/out/c-01.mp4"_s), 12.5, 30, CropParameters{1280, 720, 0, 40}};
+        const QStringList executed = {u"-y"_s,
+                                      u"-hide_banner"_s,
+                                      u"-nostdin"_s,
+                                      u"-stats_period"_s,
+                                      u"0.5"_s,
+                                      u"-progress"_s,
+                                      u"pipe:2"_s,
+                                      u"-ss"_s,
+                                      u"12.5"_s,
+                                      u"-i"_s,
+                                      u"/v/long film.mp4"_s,
+                                      u"-t"_s,
+                                      u"30"_s,
+                                      u"-strict"_s,
+                                      u"-2"_s,
+                                      u"-vf"_s,
+                                      u"crop=1280:720:0:40"_s,
+                                      u"/out/c-01.mp4"_s};
+        QCOMPARE(job.executionArguments(), executed);
+        QCOMPARE(job.commandPreview(), u"ffmpeg -y -hide_banner -ss 12.5 -i \"/v/long film.mp4\" -t 30 -strict -2 -vf "
+                                       "\"crop=1280:720:0:40\" /out/c-01.mp4"_s);
+        job.crop.reset();
+        job.start = -3;
+        QCOMPARE(job.arguments().mid(2), QStringList({u"-ss"_s, u"0"_s, u"-i"_s, u"/v/long film.mp4"_s, u"-t"_s,
+                                                      u"30"_s, u"-strict"_s, u"-2"_s, u"/out/c-01.mp4"_s}));
+    }
+
+    void eventSummary()
+    {
+        DetectorPayload payload;
+        payload.video = u"%1.mp4"_s;
+        payload.keepSegments = {{}, {}};
+        QCOMPARE(buildEventSummary(payload), u"视频: %1.mp4\n检测到换场: 0\n保留片段: 2\n\n未检测到换场。"_s);
+        payload.events = {{7, u"fade"_s, 0.0625, 1e3, -0.5, 9, u"%2"_s}, {-1, u"cut"_s, 0, 0, 0, 0, u"s"_s}};
+        QCOMPARE(buildEventSummary(payload), u"视频: %1.mp4\n检测到换场: 2\n保留片段: 2\n\n"
+                                             "007 fade start=0.062 end=1000.000 duration=-0.500 source=%2\n"
+                                             "-01 cut start=0.000 end=0.000 duration=0.000 source=s"_s);
+    }
+
+    void strategies()
+    {
+        QCOMPARE(FadeRemovalStrategy::defaultValue.pythonArgument(), u"aggressive"_s);
+        QVERIFY(!FadeRemovalStrategy::fromRawValue(u"Standard"_s));
+        for (const std::optional<QString>& unknown :
+             {std::optional<QString>(), std::optional(u""_s), std::optional(u"Standard"_s)})
+            QVERIFY(FadeRemovalStrategy::fromPythonArgument(unknown) == FadeRemovalStrategy::aggressive);
+        for (const FadeRemovalStrategy strategy : FadeRemovalStrategy::allCases)
+            QVERIFY(FadeRemovalStrategy::fromPythonArgument(strategy.rawValue()) == strategy);
+        QCOMPARE(FadeRemovalStrategy(FadeRemovalStrategy::standard).defaultPaddingSettings(),
+                 (FadePaddingSettings{0.08, 0.18}));
+    }
+};
+
+QTEST_GUILESS_MAIN(Jobs)
+#include "tst_Jobs.moc"

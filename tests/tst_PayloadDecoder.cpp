@@ -1,0 +1,154 @@
+#include "Models/PayloadDecoder.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QByteArray wholeDocument = R"({
+  "video": "片.mp4", "fps": 29.97, "duration": 12, "aggressive": true, "fade_removal_profile": "extreme",
+  "extra": {"deep": [1, 2]},
+  "events": [{"index": 9223372036854775807, "type": "cut", "start": 1.5, "end": 2, "duration": 0.5, "score": -1e-3,
+              "source": "a\nb", "more": null}],
+  "keep_segments": [{"index": -1, "start": 0, "end": 1.5, "duration": 1.5},
+                    {"index": 2, "start": 2, "end": 12, "duration": 10}]
+})";
+
+QByteArray replaced(const char* before, const QByteArray& after)
+{
+    Q_ASSERT(wholeDocument.contains(before));
+    return QByteArray(wholeDocument).replace(before, after);
+}
+
+/// The decoder's description, or an empty text when it accepts the document.
+QString refusal(const QByteArray& json)
+{
+    try {
+        [[maybe_unused]] const DetectorPayload payload = decodePayload(json);
+        return QString();
+    } catch (const PayloadDecodingError& error) {
+        return error.description();
+    }
+}
+
+} // namespace
+
+class PayloadDecoderTest final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void wholePayload()
+    {
+        const DetectorPayload expected = {
+            u"片.mp4"_s,
+            29.97,
+            12,
+            true,
+            u"extreme"_s,
+            {{std::numeric_limits<qint64>::max(), u"cut"_s, 1.5, 2, 0.5, -1e-3, u"a\nb"_s}},
+            {{-1, 0, 1.5, 1.5}, {2, 2, 12, 10}}};
+        QCOMPARE(decodePayload(wholeDocument), expected);
+        QCOMPARE(decodePayload(replaced("keep_segments", "keepSegments")), expected);
+        QCOMPARE(decodePayload(replaced("fade_removal_profile", "fadeRemovalProfile")), expected);
+        QCOMPARE(decodePayload(replaced("keep_segments", "keep__segments")), expected);
+    }
+
+    void absentProfileAndEmptyLists()
+    {
+        QVERIFY(!decodePayload(replaced("\"extreme\"", "null")).fadeRemovalProfile);
+        QVERIFY(!decodePayload(replaced("fade_removal_profile", "_fade_removal_profile")).fadeRemovalProfile);
+        const DetectorPayload payload =
+            decodePayload(R"({"video":"","fps":0,"duration":0,"aggressive":false,"events":[],"keep_segments":[]})");
+        QVERIFY(payload.events.isEmpty() && payload.keepSegments.isEmpty());
+    }
+
+    void refused_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<QString>("place"); // what the description must name
+        QTest::newRow("nothing") << QByteArray() << u"空"_s;
+        QTest::newRow("blank") << QByteArray(" \n") << u"空"_s;
+        QTest::newRow("missing list") << replaced("keep_segments", "segments") << u"keep_segments"_s;
+        QTest::newRow("missing field") << replaced("\"end\": 12", "\"End\": 12") << u"keep_segments[1].end"_s;
+        QTest::newRow("number as text") << replaced("1.5, \"end\"", "\"1.5\", \"end\"") << u"events[0].start"_s;
+        QTest::newRow("null is none") << replaced("29.97", "null") << u"fps"_s;
+        QTest::newRow("a number is no bool") << replaced("true", "1") << u"aggressive"_s;
+        QTest::newRow("a bool is no number") << replaced("29.97", "false") << u"fps"_s;
+        QTest::newRow("mistyped profile") << replaced("\"extreme\"", "3") << u"fade_removal_profile"_s;
+        QTest::newRow("fraction for an index") << replaced("-1,", "3.5,") << u"keep_segments[0].index"_s;
+        QTest::newRow("2^63") << replaced("9223372036854775807", "9223372036854775808") << u"events[0].index"_s;
+        QTest::newRow("list as object") << replaced("\"events\": [", "\"events\": {}, \"x\": [") << u"events"_s;
+        QTest::newRow("element no object")
+            << replaced("{\"index\": -1, \"start\": 0, \"end\": 1.5, \"duration\": 1.5}", "17")
+            << u"keep_segments[0]"_s;
+        QTest::newRow("array at the top") << QByteArray("[1]") << u"顶层"_s;
+        QTest::newRow("number at the top") << QByteArray("1") << u"JSON"_s;
+        QTest::newRow("text before") << QByteArray("ok\n" + wholeDocument) << u"第 1 行"_s;
+        QTest::newRow("text behind") << QByteArray(wholeDocument + "ok") << u"JSON"_s;
+        QTest::newRow("cut off") << wholeDocument.chopped(1) << u"JSON"_s;
+        QTest::newRow("fraction without digits") << replaced("29.97", "29.") << u"第 2 行"_s;
+        QTest::newRow("no digit before the point") << replaced("29.97", ".5") << u"JSON"_s;
+        QTest::newRow("leading zero") << replaced("29.97", "029.97") << u"JSON"_s;
+        QTest::newRow("leading plus") << replaced("29.97", "+29.97") << u"JSON"_s;
+        QTest::newRow("empty exponent") << replaced("29.97", "2e") << u"JSON"_s;
+        QTest::newRow("not a number") << replaced("29.97", "NaN") << u"JSON"_s;
+        QTest::newRow("infinite") << replaced("29.97", "Infinity") << u"JSON"_s;
+        QTest::newRow("beyond double") << replaced("29.97", "1e999") << u"JSON"_s;
+        QTest::newRow("raw control character") << replaced("a\\nb", "a\nb") << u"JSON"_s;
+        QTest::newRow("trailing comma") << replaced("\"duration\": 10}", "\"duration\": 10,}") << u"JSON"_s;
+        QTest::newRow("trailing comma in a list") << replaced("[1, 2]", "[1, 2,]") << u"JSON"_s;
+        QTest::newRow("single quotes") << replaced("\"cut\"", "'cut'") << u"JSON"_s;
+        QTest::newRow("comment") << replaced("29.97", "29.97 /* fps */") << u"JSON"_s;
+        QTest::newRow("broken UTF-8") << replaced("cut", "\xff\xfe") << u"JSON"_s;
+        QTest::newRow("unknown escape") << replaced("a\\nb", "a\\qb") << u"JSON"_s;
+        QTest::newRow("broken escape") << replaced("a\\nb", "a\\u12g4") << u"JSON"_s;
+        QTest::newRow("nested beyond measure") << replaced("[1, 2]", QByteArray(100000, '[')) << u"JSON"_s;
+    }
+    void refused()
+    {
+        QFETCH(QByteArray, json);
+        QFETCH(QString, place);
+        const QString description = refusal(json);
+        QVERIFY2(description.contains(place), qPrintable(description));
+    }
+
+    void mutatedDocumentsAreDecodedOrRefused()
+    {
+        QRandomGenerator random(20240229);
+        const QByteArray alphabet = "{}[]\",:.-+eE0123456789\\ntu\x01\xff\xc3\xa9 aN";
+        int refusals = 0;
+        for (int round = 0; round < 5000; ++round) {
+            QByteArray json = wholeDocument;
+            for (quint32 edits = random.bounded(1U, 5U); edits > 0; --edits) {
+                const auto position = static_cast<qsizetype>(random.bounded(static_cast<quint32>(json.size())));
+                const char byte = alphabet[random.bounded(static_cast<int>(alphabet.size()))];
+                switch (random.bounded(4)) {
+                case 0:
+                    json[position] = byte;
+                    break;
+                case 1:
+                    json.insert(position, byte);
+                    break;
+                case 2:
+                    json.remove(position, random.bounded(1, 20));
+                    break;
+                default:
+                    json.insert(position, json.mid(position, random.bounded(1, 40)));
+                }
+                if (json.isEmpty())
+                    break;
+            }
+            refusals += refusal(json).isEmpty() ? 0 : 1;
+        }
+        QVERIFY(refusals > 2000);
+        QVERIFY(refusals < 5000);
+    }
+};
+
+QTEST_GUILESS_MAIN(PayloadDecoderTest)
+#include "tst_PayloadDecoder.moc"

@@ -1,0 +1,185 @@
+#include "Models/InputReading.h"
+#include "Models/SegmentEditing.h"
+
+#include <QtTest>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString skipFormat = u"跳过检测秒数必须是大于等于 0 的数字。"_s;
+const QString paddingFormat = u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s;
+
+DetectorPayload payloadOf(double duration)
+{
+    DetectorPayload payload;
+    payload.duration = duration;
+    return payload;
+}
+
+TransitionEvent eventAt(double start, double end)
+{
+    return {0, u"fade"_s, start, end, end - start, 1, u"test"_s};
+}
+
+} // namespace
+
+class SegmentEditingTest final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void skip_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<double>("seconds");
+        QTest::newRow("empty") << u" "_s << QString() << 0.0;
+        QTest::newRow("trimmed") << u" 1.5\u3000"_s << QString() << 1.5;
+        QTest::newRow("a day") << u"86400"_s << QString() << 86400.0;
+        QTest::newRow("more than a day") << u"86400.5"_s << u"跳过检测秒数过大。"_s << 86400.5;
+        QTest::newRow("beyond double") << u"1e999"_s << u"跳过检测秒数过大。"_s
+                                       << std::numeric_limits<double>::infinity();
+        QTest::newRow("negative") << u"-1"_s << skipFormat << 0.0;
+        QTest::newRow("no number") << u"nan"_s << skipFormat << 0.0;
+    }
+    void skip()
+    {
+        QFETCH(QString, text);
+        QTEST(validateSkipStart(text).value_or(QString()), "message");
+        QTEST(readSkipStartSeconds(text), "seconds");
+    }
+
+    void crop()
+    {
+        QCOMPARE(readCropParameters(u" 1728:910:0:85 "_s).value_or(CropParameters{}),
+                 (CropParameters{1728, 910, 0, 85}));
+        QVERIFY(!validateCropParameters(u"1728:910:0:85"_s));
+        QVERIFY(!validateCropParameters(u" "_s));
+        for (const QString& text : {u"0:1:0:0"_s, u"1:0:0:0"_s, u"1:1:-1:0"_s, u"1:1:0:-1"_s, u"1:1:0"_s, u"1:1:0:0:"_s,
+                                    u"1:1:0:0.0"_s, u"1: 1:0:0"_s, u"1:1:0:9223372036854775808"_s, u"a:b:c:d"_s}) {
+            QCOMPARE(validateCropParameters(text).value_or(QString()),
+                     u"裁剪参数格式应为 宽:高:X:Y，例如 1728:910:0:85。"_s);
+            QVERIFY(!readCropParameters(text));
+        }
+    }
+
+    void padding()
+    {
+        QVERIFY(!validateFadePadding({u"5.0"_s, u" 0 "_s}));
+        QCOMPARE(validateFadePadding({u"0"_s, u"5.01"_s}).value_or(QString()), u"Fade 左右扩秒数过大。"_s);
+        QCOMPARE(validateFadePadding({u"9"_s, u""_s}).value_or(QString()), paddingFormat);
+        QCOMPARE(validateFadePadding({u"-0.1"_s}).value_or(QString()), paddingFormat);
+        QCOMPARE(readFadePadding(u"0.5"_s, u"x"_s, FadeRemovalStrategy::extreme), (FadePaddingSettings{0.5, 0.32}));
+    }
+
+    void concurrency_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("workers");
+        QTest::newRow("in range") << u"7"_s << 7;
+        QTest::newRow("too many") << u"20"_s << 12;
+        QTest::newRow("beyond 32 bits") << u"3000000000"_s << 12;
+        QTest::newRow("none") << u"0"_s << 1;
+        QTest::newRow("negative") << u"-5"_s << 1;
+        QTest::newRow("not trimmed") << u" 7"_s << 3;
+        QTest::newRow("no number") << u"x"_s << 3;
+        QTest::newRow("beyond 64 bits") << u"99999999999999999999"_s << 3;
+    }
+    void concurrency()
+    {
+        QFETCH(QString, text);
+        QTEST(readConcurrency(text), "workers");
+    }
+
+    void retiming()
+    {
+        const EditableSegment original = {1, true, 2, 5, false};
+        EditableSegment segment = original;
+        const auto refusal = [&](SegmentEdge edge, const QString& text) {
+            return retimeSegment(segment, edge, text).value_or(QString());
+        };
+        QCOMPARE(refusal(SegmentEdge::start, u"5"_s), u"时间格式应为 时:分:秒.毫秒，例如 00:01:23.456。"_s);
+        QCOMPARE(refusal(SegmentEdge::start, u"0:0:5"_s), u"开始时间必须小于结束时间。"_s);
+        QCOMPARE(refusal(SegmentEdge::end, u"0:0:2"_s), u"结束时间必须大于开始时间。"_s);
+        QCOMPARE(segment, original);
+        QCOMPARE(refusal(SegmentEdge::start, u"0:0:4.999"_s), QString());
+        QCOMPARE(refusal(SegmentEdge::end, u"0:1:0"_s), QString());
+        QCOMPARE(segment, (EditableSegment{1, true, 4.999, 60, false}));
+    }
+
+    void manualRow_data()
+    {
+        QTest::addColumn<double>("lastEnd");  // negative: no row before
+        QTest::addColumn<double>("duration"); // not a number: no payload
+        QTest::addColumn<double>("start");
+        QTest::addColumn<double>("end");
+        const double none = std::numeric_limits<double>::quiet_NaN();
+        QTest::newRow("first row of a short video") << none << 0.5 << 0.0 << 0.5;
+        QTest::newRow("first row without a payload") << none << none << 0.0 << 1.0;
+        QTest::newRow("behind the last row") << 3.0 << 10.0 << 3.0 << 4.0;
+        QTest::newRow("capped at the duration") << 9.5 << 10.0 << 9.5 << 10.0;
+        QTest::newRow("at the video's end") << 10.0 << 10.0 << 10.0 << 10.001;
+        QTest::newRow("beyond the video's end") << 12.0 << 10.0 << 10.0 << 10.001;
+        QTest::newRow("last row before zero") << -4.0 << none << 0.0 << 1.0;
+        QTest::newRow("negative duration") << 3.0 << -1.0 << -1.0 << -0.999;
+    }
+    void manualRow()
+    {
+        QFETCH(double, lastEnd);
+        QFETCH(double, duration);
+        QList<EditableSegment> segments;
+        if (!std::isnan(lastEnd))
+            segments = {{8, true, 0, 1, false}, {3, true, -9, lastEnd, false}};
+        const auto payload = std::isnan(duration) ? std::nullopt : std::optional(payloadOf(duration));
+        const EditableSegment added = makeManualSegment(segments, payload);
+        QTEST(added.start, "start");
+        QTEST(added.end, "end");
+        QCOMPARE(added.index, segments.isEmpty() ? 0 : 9);
+        QVERIFY(added.isManual && added.isEnabled);
+    }
+    void manualRowIndexSaturates()
+    {
+        constexpr qint64 largest = std::numeric_limits<qint64>::max();
+        QCOMPARE(makeManualSegment({{largest, true, 0, 1, false}}, std::nullopt).index, largest);
+    }
+
+    void relatedSegments_data()
+    {
+        QTest::addColumn<double>("start");
+        QTest::addColumn<double>("end");
+        QTest::addColumn<QList<qint64>>("related");
+        QTest::newRow("touching both") << 10.0 << 12.0 << QList<qint64>{1, 2};
+        QTest::newRow("within half a millisecond, one side only") << 10.0004 << 11.0 << QList<qint64>{1};
+        QTest::newRow("just outside: the nearest of each side") << 10.0006 << 11.0 << QList<qint64>{1, 2};
+        QTest::newRow("before everything") << -3.0 << -2.0 << QList<qint64>{1};
+        QTest::newRow("behind everything: the earlier of two equally near") << 40.0 << 41.0 << QList<qint64>{3};
+    }
+    void relatedSegments()
+    {
+        QFETCH(double, start);
+        QFETCH(double, end);
+        const QList<KeepSegment> segments = {{1, 0, 10, 10}, {2, 12, 20, 8}, {3, 21, 30, 9}, {4, 22, 30, 8}};
+        QTEST(relatedKeepSegmentIndices(eventAt(start, end), segments), "related");
+    }
+
+    void masterBoxAndSummary()
+    {
+        QList<EditableSegment> segments;
+        QCOMPARE(masterState(segments), MasterState::unavailable);
+        QCOMPARE(resultSummary(std::nullopt, 0), u"等待解析"_s);
+        segments = {{0, true, 0, 1, false}, {1, false, 0, 1, false}};
+        QCOMPARE(masterState(segments), MasterState::mixed);
+        segments[1].isEnabled = true;
+        QCOMPARE(masterState(segments), MasterState::on);
+        segments[0].isEnabled = segments[1].isEnabled = false;
+        QCOMPARE(masterState(segments), MasterState::off);
+        QCOMPARE(resultSummary(std::nullopt, 2), u"手动片段 2 个"_s);
+        QCOMPARE(resultSummary(payloadOf(1), 2), u"换场 0 个，保留片段 2 个"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(SegmentEditingTest)
+#include "tst_SegmentEditing.moc"
