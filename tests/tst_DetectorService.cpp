@@ -1,0 +1,191 @@
+#include "FakeTool.h"
+#include "Services/AppRuntimeError.h"
+#include "Services/DetectorService.h"
+#include "Services/ProcessLaunching.h"
+
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QByteArray emptyPayload =
+    R"({"video":"v","fps":25,"duration":1,"aggressive":true,"events":[],"keep_segments":[]})";
+
+} // namespace
+
+/// Requests to fake interpreters: shell scripts that get the detector's words.
+class DetectorServiceTest final : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_directory;
+
+    [[nodiscard]] RuntimeConfiguration runtimeWith(const QByteArray& body) const
+    {
+        return {writeFakeTool(m_directory.path(), u"python"_s, body), FileURL(m_directory.filePath(u"folder/d.py"_s)),
+                FileURL(u"/usr/bin/ffmpeg"_s)};
+    }
+
+    /// The message of the request's AppRuntimeError, or the payload's video when it succeeded.
+    [[nodiscard]] QString outcome(const QByteArray& body, QStringList* progress = nullptr) const
+    {
+        const DetectorService service(runtimeWith(body));
+        try {
+            return service
+                .detectSync({FileURL(u"/v.mp4"_s)},
+                            [progress](const QString& line) {
+                                if (progress)
+                                    progress->append(line);
+                            })
+                .video;
+        } catch (const AppRuntimeError& error) {
+            return error.message();
+        }
+    }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(QDir(m_directory.path()).mkdir(u"folder"_s)); }
+
+    void whatTheDetectorReceives()
+    {
+        qputenv("KESTREL_TEST_BYTES", "a\xff\nb");
+        const DetectorService service(
+            runtimeWith("printf '%s\\n' \"$0\" \"$@\" >words; pwd -P >folder; printf %s \"$PATH\" >path\n"
+                        "printf %s \"$KESTREL_TEST_BYTES\" >bytes; readlink /proc/self/fd/0 >input 2>&1\n"
+                        "printf '%s' '" +
+                        emptyPayload + "'"));
+        const DetectionRequest request = {FileURL(u"/v/-x 100%20#\n\"$.mp4"_s), -1.5, FadeRemovalStrategy::conservative,
+                                          FadePaddingSettings{-0.0, 0.1 + 0.2}};
+        QCOMPARE(service.detectSync(request).fps, 25.0);
+
+        const auto recorded = [this](const QString& name) {
+            QFile file(m_directory.filePath(u"folder/"_s + name));
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
+        QCOMPARE(QString::fromUtf8(recorded(u"words"_s)),
+                 m_directory.filePath(u"python"_s) + u'\n' + m_directory.filePath(u"folder/d.py"_s) +
+                     u"\n/v/-x 100%20#\n\"$.mp4\n--skip-start-seconds\n0.0\n--fade-removal-profile\nconservative\n"
+                     "--fade-left-padding-seconds\n0.0\n--fade-right-padding-seconds\n0.30000000000000004\n--json\n"_s);
+        QCOMPARE(QString::fromUtf8(recorded(u"folder"_s)).trimmed(),
+                 QFileInfo(m_directory.filePath(u"folder"_s)).canonicalFilePath());
+        QVERIFY(recorded(u"path"_s).startsWith(m_directory.path().toUtf8() + ":/usr/bin:/opt/homebrew/bin:"));
+        QCOMPARE(recorded(u"bytes"_s), QByteArray("a\xff\nb"));
+#ifdef Q_OS_LINUX
+        QCOMPARE(QString::fromUtf8(recorded(u"input"_s)).trimmed(), QFile::symLinkTarget(u"/proc/self/fd/0"_s));
+#endif
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("standard error") << QByteArray("echo ' 原因 '; echo ' 没有\n文件 ' >&2; exit 3")
+                                        << u"解析失败：没有\n文件"_s;
+        QTest::newRow("standard output instead")
+            << QByteArray("printf ' why\\n'; printf ' \\n' >&2; exit 1") << u"解析失败：why"_s;
+        QTest::newRow("nothing at all") << QByteArray("exit 1") << u"解析失败："_s;
+        QTest::newRow("undecodable standard error counts as empty")
+            << QByteArray("printf 'out'; printf '\\377' >&2; exit 1") << u"解析失败：out"_s;
+        QTest::newRow("death by signal after a payload") << QByteArray("printf '{}'; kill -9 $$") << u"解析失败：{}"_s;
+        QTest::newRow("no output") << QByteArray("exit 0") << u"无法解析检测脚本输出：输出为空。"_s;
+        QTest::newRow("no payload") << QByteArray("echo '{\"video\": 3}'")
+                                    << u"无法解析检测脚本输出：video：应为文本，实际是数字。"_s;
+    }
+    void failures()
+    {
+        QFETCH(QByteArray, body);
+        QTEST(outcome(body), "message");
+    }
+
+    void interpreterThatCannotBeStarted()
+    {
+        const DetectorService service({FileURL(u"/nonexistent/python"_s), FileURL(u"/d.py"_s), FileURL()});
+        QVERIFY_THROWS_EXCEPTION(ProcessLaunchError, (void)service.detectSync({FileURL(u"/v"_s)}));
+    }
+
+    void progressLines()
+    {
+        QStringList lines;
+        QCOMPARE(outcome("printf ' 一\\n\\n \\t\\n\\343\\200\\200二\\r\\n\\377\\n' >&2; printf '三' >&2\n"
+                         "printf '%s' '" +
+                             emptyPayload + "'",
+                         &lines),
+                 u"v"_s);
+        QCOMPARE(lines, QStringList({u"一"_s, u"二"_s, u"三"_s}));
+    }
+
+    /// Both pipes are full at the same time, long before the detector ends.
+    void floodsOnBothPipes()
+    {
+        QStringList lines;
+        QCOMPARE(outcome("head -c 5000000 /dev/zero | tr '\\0' 'x' | fold -w 99 >&2 &\n"
+                         "head -c 50000000 /dev/zero | tr '\\0' ' '; wait; printf '%s' '" +
+                             emptyPayload + "'",
+                         &lines),
+                 u"v"_s);
+        QCOMPARE(lines.size(), 5000000 / 99 + 1);
+    }
+
+    /// Waiting for a child has a limit of 30 s unless it is told otherwise.
+    void detectorThatTakesLong()
+    {
+        QCOMPARE(outcome("sleep 31; printf '%s' '" + emptyPayload + "'"), u"v"_s);
+    }
+
+    void requestsInTheBackground()
+    {
+        QSemaphore done;
+        QMutex mutex;
+        QStringList videos;
+        QThread* const mainThread = QThread::currentThread();
+        {
+            // They wait for one another, so they must run at the same time.
+            const DetectorService service(runtimeWith("touch \"ready$2\"; until [ -e ready/v3 ] && [ -e ready/v1 ] && "
+                                                      "[ -e ready/v2 ] && [ -e ready/v4 ]; do sleep 0.02; done\n"
+                                                      "printf '%s' '" +
+                                                      emptyPayload + "'"));
+            QVERIFY(QDir(m_directory.filePath(u"folder"_s)).mkdir(u"ready"_s));
+            for (const QString& video : {u"/v1"_s, u"/v2"_s, u"/v3"_s, u"/v4"_s}) {
+                service.detect({FileURL(video)}, {}, [&](const DetectionResult& result) {
+                    const QMutexLocker lock(&mutex);
+                    if (QThread::currentThread() != mainThread && std::holds_alternative<DetectorPayload>(result))
+                        videos << std::get<DetectorPayload>(result).video;
+                    done.release();
+                });
+            }
+        }
+        QVERIFY(done.tryAcquire(4, 20000));
+        QCOMPARE(videos.size(), 4);
+    }
+
+    /// Last: no request is taken after it.
+    void stoppingEndsTheDetectorAndWhatItStarted()
+    {
+        QSemaphore done;
+        const DetectorService service(
+            runtimeWith("sleep 1000 & echo $! >sleeper; trap '' TERM; echo bereit >&2; wait; sleep 1000"));
+        service.detect(
+            {FileURL(u"/v"_s)}, [&](const QString&) { done.release(); },
+            [&](const DetectionResult& result) {
+                QVERIFY(std::holds_alternative<std::exception_ptr>(result));
+                done.release();
+            });
+        QVERIFY(done.tryAcquire(1, 20000));
+        DetectorService::stopAll();
+        DetectorService::waitForAll();
+        QVERIFY(done.tryAcquire(1));
+        QFile file(m_directory.filePath(u"folder/sleeper"_s));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto sleeper = file.readAll().trimmed().toInt();
+        QVERIFY(sleeper > 0);
+        QTRY_VERIFY(::kill(sleeper, 0) == -1);
+    }
+};
+
+QTEST_GUILESS_MAIN(DetectorServiceTest)
+#include "tst_DetectorService.moc"
