@@ -94,8 +94,8 @@ public:
     {
         const QJsonValue value = required(field);
         expect(value.isDouble(), field, u"整数"_s, value);
-        // The parser keeps what fits 64 bits as an integer and everything else as a double.
-        if (value.toVariant().typeId() != QMetaType::LongLong)
+        // Two defaults tell a whole number within 64 bits from everything else.
+        if (value.toInteger(0) != value.toInteger(1))
             throw PayloadDecodingError(place(field) + u"：应为 64 位整数。"_s);
         return value.toInteger();
     }
