@@ -2,12 +2,12 @@
 
 #include "Models/NumberText.h"
 #include "Models/PayloadDecoder.h"
+#include "Models/Utf8Text.h"
 #include "Services/AppRuntimeError.h"
 #include "Services/LineSplitter.h"
 #include "Services/ProcessLaunching.h"
 
 #include <QProcess>
-#include <QStringDecoder>
 #include <QThreadPool>
 
 #include <atomic>
@@ -26,13 +26,6 @@ constexpr int mostBackgroundRequests = 64;
 std::atomic<bool> stopRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
-QString decodedOrEmpty(const QByteArray& bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder(bytes);
-    return decoder.hasError() ? QString() : text;
-}
-
 /// One run of the detector: its process, and what it has printed so far.
 class DetectorRun final
 {
@@ -40,7 +33,7 @@ public:
     DetectorRun(const RuntimeConfiguration& runtime, const DetectionRequest& request,
                 const DetectorService::ProgressHandler& progress)
         : m_lines([progress](const QByteArray& line) {
-            const QString text = decodedOrEmpty(line).trimmed();
+            const QString text = decodedUtf8OrEmpty(line).trimmed();
             if (progress && !text.isEmpty())
                 progress(text);
         })
@@ -73,8 +66,8 @@ public:
     {
         return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
     }
-    [[nodiscard]] QString outputText() const { return decodedOrEmpty(m_output); }
-    [[nodiscard]] QString errorText() const { return decodedOrEmpty(m_error); }
+    [[nodiscard]] QString outputText() const { return decodedUtf8OrEmpty(m_output); }
+    [[nodiscard]] QString errorText() const { return decodedUtf8OrEmpty(m_error); }
 
 private:
     void drainOutput() { m_output += m_process.readAllStandardOutput(); }

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Models/FileURL.h"
+
+#include <optional>
+
+/// What a path names at one moment: which file it is, and enough of its state to notice that it was written since.
+/// Two snapshots of a path differ when the file was created, replaced or changed between them.
+struct FileIdentity
+{
+    quint64 device = 0;
+    quint64 inode = 0;
+    qint64 size = 0;
+    qint64 modificationNanoseconds = 0;
+
+    /// Follows links. Nothing when the path names no file or folder that can be asked.
+    [[nodiscard]] static std::optional<FileIdentity> of(const FileURL& url);
+
+    /// Whether both are one file, however each was spelled and whatever was written to it in between.
+    [[nodiscard]] bool sameFile(const FileIdentity& other) const
+    {
+        return device == other.device && inode == other.inode;
+    }
+
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};

@@ -1,0 +1,61 @@
+#include "SplitCoordinator/JobProcess.h"
+
+#include "Services/ProcessLaunching.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTimer>
+
+#include <csignal>
+
+JobProcess::JobProcess(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+    : m_outputURL(job.outputURL)
+    , m_outputBefore(FileIdentity::of(job.outputURL))
+{
+    setProgram(runtime.ffmpegURL.path());
+    setArguments(job.executionArguments());
+    setProcessEnvironment(runtime.subprocessEnvironment());
+    setWorkingDirectory(job.outputURL.deletingLastPathComponent().path());
+    setStandardInputFile(nullDevice());
+    setProcessChannelMode(MergedChannels);
+    useOwnProcessGroup(*this);
+    connect(this, &QProcess::finished, this, [this] {
+        if (m_stopped && !succeeded())
+            removeUnfinishedOutput();
+    });
+}
+
+JobProcess::Owner JobProcess::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+{
+    auto process = std::unique_ptr<JobProcess>(new JobProcess(job, runtime));
+    startOrThrow(*process);
+    return Owner(process.release());
+}
+
+void JobProcess::stop()
+{
+    if (m_stopped)
+        return;
+    m_stopped = true;
+    signalProcessGroup(*this, SIGTERM);
+    QTimer::singleShot(terminationGraceMilliseconds, this, [this] { signalProcessGroup(*this, SIGKILL); });
+}
+
+void JobProcess::removeUnfinishedOutput() const
+{
+    const auto outputNow = FileIdentity::of(m_outputURL);
+    const QFileInfo file(m_outputURL.path());
+    if (outputNow && outputNow != m_outputBefore && file.isFile())
+        QFile::remove(file.canonicalFilePath()); // of a link, the file that was written
+}
+
+void JobProcess::Release::operator()(JobProcess* process) const
+{
+    if (process->state() == NotRunning) {
+        process->deleteLater();
+        return;
+    }
+    process->setParent(QCoreApplication::instance()); // whose end would kill it
+    connect(process, &QProcess::readyRead, process, [process] { process->readAll(); });
+    connect(process, &QProcess::finished, process, &QObject::deleteLater);
+}
