@@ -1,0 +1,70 @@
+#!/usr/bin/env python3
+"""Checks that includes follow the layers: check_layers.py SOURCE_DIRECTORY"""
+
+import re
+import sys
+from pathlib import Path
+
+# What a module may include besides itself.
+MODELS = {"Models"}
+SERVICES = {"Services"} | MODELS
+WORKER_WINDOW = {"WorkerWindowController"} | SERVICES
+SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
+CONTROLS = {"Controls"}
+MAIN_WINDOW = {"MainWindowController"} | SPLIT | CONTROLS
+ALLOWED = {
+    "Models": MODELS,
+    "Services": SERVICES,
+    "WorkerWindowController": WORKER_WINDOW,
+    "SplitCoordinator": SPLIT,
+    "Controls": CONTROLS,
+    "MainWindowController": MAIN_WINDOW,
+    "AppMain": {"AppMain"} | MAIN_WINDOW,
+}
+# These make up kestrel_core, which runs without a display.
+CORE_MODULES = {"Models", "Services"}
+CORE_FILES = {"AppMain/CommandLineTool.h": SERVICES, "AppMain/CommandLineTool.cpp": SERVICES}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+
+
+def faults_of_include(file, bracket, included, root):
+    name = file.relative_to(root).as_posix()
+    module = name.split("/")[0]
+    in_core = module in CORE_MODULES or name in CORE_FILES
+    if bracket == "<":
+        # Names without a folder need no check: kestrel_core is given the headers of QtCore alone.
+        if in_core and re.match(r"Qt(?!Core/)\w+/", included):
+            yield f"{included} is not QtCore, and {module} belongs to kestrel_core"
+        return
+    if included.endswith(".moc"):
+        return
+    if not (root / included).is_file():
+        yield f'"{included}" names no file; includes start with the module'
+        return
+    allowed = CORE_FILES.get(name, ALLOWED[module])
+    own_header = name.replace(".cpp", ".h")
+    if included.split("/")[0] not in allowed and included != own_header:
+        yield f'"{included}" is not below {module}'
+
+
+def faults(root):
+    for file in sorted([*root.rglob("*.h"), *root.rglob("*.cpp")]):
+        if file.relative_to(root).parts[0] not in ALLOWED:
+            yield f"{file}: no module of that name"
+            continue
+        for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+            include = INCLUDE.match(line)
+            if include:
+                for fault in faults_of_include(file, *include.groups(), root):
+                    yield f"{file}:{number}: {fault}"
+
+
+def main():
+    found = list(faults(Path(sys.argv[1])))
+    print("\n".join(found) or "includes follow the layers")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
