@@ -2,8 +2,6 @@
 #include "Models/TimeText.h"
 
 #include <QGuiApplication>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <clocale>
@@ -15,17 +13,6 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
-
-/// Runs with a decimal comma in the C library and in Qt, as on a German desktop.
-void useLocaleWithDecimalComma(const QTemporaryDir& directory)
-{
-#ifdef Q_OS_LINUX
-    const QString locale = directory.filePath(u"de_DE.UTF-8"_s);
-    QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, locale});
-    qputenv("LOCPATH", directory.path().toUtf8());
-#endif
-    qputenv("LC_ALL", "de_DE.UTF-8");
-}
 
 } // namespace
 
@@ -197,8 +184,7 @@ private Q_SLOTS:
 
 int main(int argc, char* argv[])
 {
-    const QTemporaryDir localeDirectory;
-    useLocaleWithDecimalComma(localeDirectory);
+    qputenv("LC_ALL", "de_DE.UTF-8");              // has a decimal comma
     const QGuiApplication application(argc, argv); // switches the C library to the user's locale
     NumbersAndTimes test;
     return QTest::qExec(&test, argc, argv);

@@ -90,7 +90,7 @@ void WorkerWindowController::setRunning(const FFmpegJob& job, int position, int 
 {
     m_statusLabel->setText(u"运行中"_s);
     m_detailLabel->setText(u"第 %1/%2 段 -> %3"_s.arg(QString::number(position), QString::number(total),
-                                                   job.outputURL.lastPathComponent()));
+                                                      job.outputURL.lastPathComponent()));
     appendLog(u">>> "_s + job.commandPreview() + u'\n');
 }
 
