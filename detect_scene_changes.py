@@ -11,14 +11,13 @@ How it works: one ffmpeg decodes the video and hands over every picture as 32x18
 A cheap distance is measured for every picture; only where something happens do the deciders look closer. What they
 found is cached, so another profile or padding needs no second decoding.
 
-The sections, in the order of the data: command line, failures, frames (ffmpeg), measures, decisions (cuts, fades,
-gradual), analysis in blocks, cache, profiles, segments, output.
+The sections, in the order of the data: command line, frames (ffmpeg), measures, the block, the deciders (cuts, fades,
+dissolves and wipes), analysis, cache, profiles, segments, output.
 """
 
-import argparse
 import array
 import bisect
-import hashlib
+import functools
 import json
 import os
 import re
@@ -27,17 +26,14 @@ import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import time
 import zlib
-from itertools import repeat
+from itertools import accumulate, repeat
 from operator import mul, sub
 
 VERSION = "1"  # of the measures and decisions; part of the cache's key
 
-# --- command line ---------------------------------------------------------------------------------------------------
-
-PROFILES = ("conservative", "standard", "aggressive", "extreme")
+# --- failures -------------------------------------------------------------------------------------------------------
 
 
 class Failure(Exception):
@@ -52,37 +48,71 @@ class Interrupted(BaseException):
         self.number = number
 
 
-class Arguments(argparse.ArgumentParser):
-    def error(self, message):
-        raise Failure("命令行参数有误：" + message)
-
-
-def seconds(text):
-    value = float(text)
-    if value != value or value in (float("inf"), float("-inf")):
-        raise ValueError(text)
-    return max(0.0, value)
-
-
-def parse_arguments(words):
-    parser = Arguments(description="检测视频换场", add_help=True, allow_abbrev=False)
-    parser.add_argument("video", help="视频文件")
-    parser.add_argument("--skip-start-seconds", type=seconds, default=0.0, metavar="S")
-    parser.add_argument("--fade-removal-profile", choices=PROFILES, default="aggressive", metavar="|".join(PROFILES))
-    parser.add_argument("--fade-left-padding-seconds", type=seconds, default=0.12, metavar="S")
-    parser.add_argument("--fade-right-padding-seconds", type=seconds, default=0.24, metavar="S")
-    parser.add_argument("--json", action="store_true", help="输出 JSON（默认输出便于阅读的列表）")
-    parser.add_argument("--no-cache", action="store_true", help="不读写缓存")
-    # The video is the first word and may begin with a dash.
-    if words and words[0].startswith("-") and words[0] not in ("-h", "--help", "--"):
-        words = words[1:] + ["--", words[0]]
-    return parser.parse_args(words)
-
-
 def printable(path):
     """A path as one line of valid text, whatever bytes it holds."""
     text = os.fsencode(path).decode("utf-8", "replace")
     return "".join(c if c.isprintable() else "\N{REPLACEMENT CHARACTER}" for c in text)
+
+
+# --- command line ---------------------------------------------------------------------------------------------------
+
+PROFILES = ("conservative", "standard", "aggressive", "extreme")
+USAGE = """用法：detect_scene_changes.py 视频 [选项]
+  --skip-start-seconds 秒           跳过开头
+  --fade-removal-profile 策略       conservative、standard、aggressive（默认）或 extreme
+  --fade-left-padding-seconds 秒    渐变之前多去掉的时间（默认 0.12）
+  --fade-right-padding-seconds 秒   渐变之后多去掉的时间（默认 0.24）
+  --json                            输出 JSON（默认输出便于阅读的列表）
+  --no-cache                        不使用缓存"""
+
+
+class Options:
+    def __init__(self, words):
+        self.video = None
+        self.skip_start_seconds = 0.0
+        self.fade_removal_profile = "aggressive"
+        self.fade_left_padding_seconds, self.fade_right_padding_seconds = 0.12, 0.24
+        self.json = self.no_cache = False
+        words = list(words)
+        if words and not words[0].startswith("--"):
+            self.video = words.pop(0)  # the first word is the video, also when it begins with a dash
+        while words:
+            self.take(words.pop(0), words)
+        if self.video is None:
+            raise Failure("没有指定视频文件。")
+
+    def take(self, word, rest):
+        name, given, value = word.partition("=")
+        field = name[2:].replace("-", "_")
+        if name in ("--json", "--no-cache") and not given:
+            setattr(self, field, True)
+        elif name in ("--skip-start-seconds", "--fade-left-padding-seconds", "--fade-right-padding-seconds"):
+            setattr(self, field, seconds(name, value if given else self.value(name, rest)))
+        elif name == "--fade-removal-profile":
+            self.fade_removal_profile = value if given else self.value(name, rest)
+            if self.fade_removal_profile not in PROFILES:
+                raise Failure("不认识的策略：" + printable(self.fade_removal_profile))
+        elif self.video is None and not word.startswith("--"):
+            self.video = word
+        else:
+            raise Failure("不认识的参数：" + printable(word))
+
+    @staticmethod
+    def value(name, rest):
+        if not rest:
+            raise Failure("参数 " + name + " 缺少值。")
+        return rest.pop(0)
+
+
+def seconds(name, text):
+    """A number of seconds, not negative and not absurdly large."""
+    try:
+        value = float(text)
+    except ValueError:
+        value = float("nan")
+    if value != value:
+        raise Failure("参数 " + name + " 不是秒数：" + printable(text))
+    return min(max(0.0, value), 1e9)
 
 
 # --- frames: one ffmpeg, small pictures, true timestamps --------------------------------------------------------------
@@ -94,7 +124,7 @@ FRAME = LUMA + 2 * CHROMA
 LEAD_IN = 4_000_000  # microseconds decoded before a skip, so that a change right at the skip has a before
 
 
-def ffmpeg_command(ffmpeg, path, seek, timestamp_fd):
+def ffmpeg_command(ffmpeg, path, seek, timestamp_fd, sync):
     """The words for ffmpeg: pictures go to standard output, one line of timestamp each to `timestamp_fd`.
 
     The loop filter only smooths block edges, which nobody sees at 32x18; skipping it pays for the scaling.
@@ -107,15 +137,17 @@ def ffmpeg_command(ffmpeg, path, seek, timestamp_fd):
     words += ["-skip_loop_filter", "all", "-filter_threads", "1"]
     if seek:
         words += ["-ss", "%.6f" % (seek / 1e6)]
-    words += ["-i", b"file:" + os.fsencode(path), "-an", "-sn", "-dn", "-vf", filters]
-    words += ["-vsync", "passthrough", "-flush_packets", "0", "-f", "rawvideo", "-pix_fmt", "yuv420p", "pipe:1"]
+    # The file's own timestamps: otherwise ffmpeg shifts some formats by the streams that are not decoded here.
+    words += ["-copyts", "-i", b"file:" + os.fsencode(path), "-an", "-sn", "-dn", "-vf", filters]
+    words += [sync, "passthrough", "-flush_packets", "0", "-f", "rawvideo", "-pix_fmt", "yuv420p", "pipe:1"]
     return words
 
 
 class Header:
-    """What ffmpeg says about the file before it decodes: length and the kinds of streams."""
+    """What ffmpeg says about the file before it decodes: length, start and the kinds of streams."""
 
     LENGTH = re.compile(rb"^  Duration: (\d+):(\d\d):(\d\d(?:\.\d+)?)", re.M)
+    START = re.compile(rb"^  Duration: .*?, start: (-?[\d.]+)", re.M)
     VIDEO = re.compile(rb"^\s+Stream #0:.*?: Video: (.*)$", re.M)
 
     def __init__(self):
@@ -125,10 +157,8 @@ class Header:
     def feed(self, data):
         if not self.complete:
             self.text += data
-            end = self.text.find(b"\nOutput #0")
-            self.complete = end >= 0 or len(self.text) > 1 << 20
-            if end >= 0:
-                self.text = self.text[:end]
+            self.complete = b"\nOutput #0" in self.text
+            self.text = self.text.split(b"\nOutput #0")[0][-(1 << 20):]
 
     @property
     def opened(self):
@@ -144,6 +174,12 @@ class Header:
         return int(hours) * 3_600_000_000 + int(minutes) * 60_000_000 + round(float(rest) * 1e6)
 
     @property
+    def start(self):
+        """The timestamp in microseconds at which the file's time 0 lies, as ffmpeg's -ss counts it."""
+        found = self.START.search(self.text)
+        return round(float(found.group(1)) * 1e6) if found else 0
+
+    @property
     def has_video(self):
         streams = self.VIDEO.findall(self.text.split(b"\nStream mapping:")[0])
         return any(b"(attached pic)" not in stream for stream in streams)
@@ -152,8 +188,8 @@ class Header:
 class Frames:
     """Runs ffmpeg and yields batches ([microseconds], [picture]); bounded memory, all pipes are read at once."""
 
-    def __init__(self, path, seek=0):
-        self.path, self.seek = path, seek
+    def __init__(self, path, seek=0, sync="-vsync"):
+        self.path, self.seek, self.sync = path, seek, sync
         self.header = Header()
         self.process = None
 
@@ -164,7 +200,7 @@ class Frames:
         self.stamps, stamp_writer = os.pipe()
         try:
             self.process = subprocess.Popen(
-                ffmpeg_command(ffmpeg, self.path, self.seek, stamp_writer),
+                ffmpeg_command(ffmpeg, self.path, self.seek, stamp_writer, self.sync),
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                 pass_fds=(stamp_writer,), bufsize=0)
         except OSError as error:
@@ -172,6 +208,7 @@ class Frames:
             raise Failure("无法启动 ffmpeg：" + (error.strerror or str(error))) from error
         finally:
             os.close(stamp_writer)
+        widen(self.process.stdout)
         return self
 
     def __exit__(self, *_):
@@ -207,65 +244,104 @@ class Frames:
                         line = lines.pop()
                         stamps += [self.timestamp(text) for text in lines if text.startswith(b"frame:")]
                 ready = min(len(pictures), len(stamps))
-                yield stamps[:ready], pictures[:ready]
+                if not self.header.complete and selector.get_map() and ready < 1000:
+                    ready = 0  # the header tells what the timestamps count from
+                start = self.header.start if ready else 0
+                yield [None if stamp is None else stamp - start for stamp in stamps[:ready]], pictures[:ready]
                 del pictures[:ready], stamps[:ready]
 
-    def timestamp(self, text):
+    @staticmethod
+    def timestamp(text):
         """From "frame:7 pts:280000 pts_time:0.28"; None when the picture has no timestamp."""
         pts = text.split(b"pts:", 1)[1].split(None, 1)[0]
-        return None if pts == b"NOPTS" else int(pts) + self.seek
+        return None if pts == b"NOPTS" else int(pts)
+
+
+def widen(pipe):
+    """Lets ffmpeg run ahead while pictures are analysed; where the system cannot, it waits a little more often."""
+    try:
+        import fcntl
+        fcntl.fcntl(pipe, getattr(fcntl, "F_SETPIPE_SZ", 1031), 1 << 20)
+    except (ImportError, OSError):
+        pass
 
 
 def regular_times(batches):
-    """Makes timestamps strictly rising and fills missing ones: damaged files have both faults."""
-    last, step = None, 40_000
+    """Makes timestamps strictly rising and fills missing ones: damaged and joined files have such faults."""
+    last, step, shift = None, 40_000, 0
     for stamps, pictures in batches:
         times = []
         for stamp in stamps:
-            if last is not None:
-                if stamp is None:
+            if stamp is None:
+                stamp = 0 if last is None else last + step
+            elif last is not None:
+                stamp += shift
+                if stamp < last - 1_000_000:  # the timestamps begin anew
+                    shift += last + step - stamp
                     stamp = last + step
                 elif stamp <= last:
                     stamp = last + 1
                 elif stamp - last < 1_000_000:
                     step = stamp - last
-            last = stamp or 0
+            last = stamp
             times.append(last)
         yield times, pictures
 
 
 # --- measures -----------------------------------------------------------------------------------------------------
 
+@functools.lru_cache(maxsize=128)
+def lanes(length):
+    """Integers with, in every 16 bits: the low byte full, the lowest bit, the bit above the low byte."""
+    low = int.from_bytes(b"\xff\x00" * (length // 2), "little")
+    return low, low // 255, low // 255 << 8
+
+
+def differences(a, b):
+    """The absolute differences of two byte strings, summed two by two. All bytes are subtracted at once, as two long
+    integers with room for a carry between the bytes: several times as fast as one by one."""
+    length = len(a) + len(a) % 2
+    low, one, above = lanes(length)
+    a, b = int.from_bytes(a, "little"), int.from_bytes(b, "little")
+    result = 0
+    for a, b in ((a & low, b & low), ((a >> 8) & low, (b >> 8) & low)):
+        raw = (a | above) - b  # 256 + a - b in every place of 16 bits
+        positive = (raw >> 8) & one
+        flip = low + positive - (positive << 8)  # 255 where a < b
+        result += ((raw & low) ^ flip) + one - positive
+    places = array.array("H", result.to_bytes(length, "little"))
+    if sys.byteorder == "big":
+        places.byteswap()
+    return places
+
+
 def distance(a, b):
     """Mean absolute difference of two pictures, 0 to 255."""
-    return sum(map(abs, map(sub, a, b))) / FRAME
+    return sum(differences(a, b)) / len(a)
+
+
+def distances(old, new):
+    """The distances between the pictures of two lists, pair by pair."""
+    result = []
+    for k in range(0, len(new), 32):
+        size = len(new[0])
+        places = differences(b"".join(old[k:k + 32]), b"".join(new[k:k + 32]))
+        result += [sum(places[i:i + size // 2]) / size for i in range(0, len(places), size // 2)]
+    return result
+
+
+def dot(a, b):
+    return sum(map(mul, a, b))
 
 
 def correlation(a, b):
-    """Of two luma planes: 1 for the same structure whatever the light, around 0 for unrelated pictures."""
+    """Of two planes: 1 for the same structure whatever the light, around 0 for unrelated pictures."""
     n = len(a)
     mean_a, mean_b = sum(a) / n, sum(b) / n
-    covariance = sum(map(mul, a, b)) / n - mean_a * mean_b
-    variance_a = sum(map(mul, a, a)) / n - mean_a * mean_a
-    variance_b = sum(map(mul, b, b)) / n - mean_b * mean_b
+    variance_a, variance_b = dot(a, a) / n - mean_a * mean_a, dot(b, b) / n - mean_b * mean_b
     if variance_a < 2 or variance_b < 2:  # a plain picture has no structure
         return 0.0
-    return covariance / (variance_a * variance_b) ** 0.5
-
-
-def colour(picture):
-    """The mean colour (y, u, v)."""
-    return (sum(picture[:LUMA]) / LUMA, sum(picture[LUMA:LUMA + CHROMA]) / CHROMA, sum(picture[LUMA + CHROMA:]) / CHROMA)
-
-
-def spread(picture):
-    """Mean absolute deviation of luma from its mean: near 0 for a plain picture."""
-    luma = picture[:LUMA]
-    return sum(map(abs, map(sub, luma, repeat(sum(luma) // LUMA)))) / LUMA
-
-
-def plain_picture(y, u, v):
-    return [y] * LUMA + [u] * CHROMA + [v] * CHROMA
+    return (dot(a, b) / n - mean_a * mean_b) / (variance_a * variance_b) ** 0.5
 
 
 def fit_line(xs, ys):
@@ -277,247 +353,782 @@ def fit_line(xs, ys):
     return slope, mean_y - slope * mean_x
 
 
-def best_shift(a, b, reach_x=8, reach_y=4):
-    """The smallest mean luma difference over shifts of `b` against `a`: low where motion explains the change."""
-    rows_a = [a[i * WIDTH:(i + 1) * WIDTH] for i in range(HEIGHT)]
-    rows_b = [b[i * WIDTH:(i + 1) * WIDTH] for i in range(HEIGHT)]
-    best = 255.0
-    for dy in range(-reach_y, reach_y + 1):
-        above = b"".join(rows_a[max(0, dy):HEIGHT + min(0, dy)])
-        below = b"".join(rows_b[max(0, -dy):HEIGHT + min(0, -dy)])
-        for dx in range(-reach_x, reach_x + 1):
-            # Rows run on into each other here; the seam columns are few and only raise the difference a little.
-            x, y = (above[dx:], below[:len(below) - dx]) if dx >= 0 else (above[:dx], below[-dx:])
-            best = min(best, sum(map(abs, map(sub, x, y))) / len(x))
-    return best
+def middle(values):
+    return sorted(values)[len(values) // 2]
 
 
-# --- decisions ------------------------------------------------------------------------------------------------------
+# --- the block: what the deciders see -----------------------------------------------------------------------------------
+
+SAMPLE = 80_000  # microseconds between the samples that are looked at for gradual changes
+LENGTHS = (3, 4, 5, 7, 9, 12, 16, 21, 28, 37)  # in samples: the lengths of gradual changes that are looked for
+
+
+WEAK = 0.5  # the score below which a find is only good enough for the extreme profile
+
 
 class Event:
-    """A transition. `first` is the first picture that is not purely the old scene, `last` the first purely new one
-    (as microseconds); for a cut both are the first new picture."""
+    """A transition, times in microseconds. `first` is the first picture that is not purely the old scene, `last` the
+    first purely new one; for a plain cut both are the first new picture. `edge` tells what joins no two scenes: the
+    "opening" and "closing" fades, and "black" stretches between cuts."""
 
-    def __init__(self, kind, first, last, before, score, source, edge=""):
-        self.kind, self.first, self.last, self.before = kind, first, last, before
-        self.score, self.source, self.edge = score, source, edge
-
-    def as_list(self):
-        return [self.kind, self.first, self.last, self.before, self.score, self.source, self.edge]
+    def __init__(self, kind, first, last, score, source, edge=""):
+        self.kind, self.first, self.last, self.score, self.source, self.edge = kind, first, last, score, source, edge
 
 
 class Block:
-    """A stretch of pictures under analysis: times in microseconds, pictures, distance to the previous picture."""
+    """The stretch of the video that is in memory: times in microseconds, pictures without static black bars, the distance
+    of each to the one before it (the step), and for the samples what gradual changes are found by. Everything is measured
+    once, when a picture comes in."""
 
-    def __init__(self, times, pictures, steps, opening, closing):
-        self.times, self.pictures, self.steps = times, pictures, steps
-        self.opening, self.closing = opening, closing  # whether the video's first or last picture is in here
-        gaps = sorted(map(sub, times[1:], times))
-        self.frame = gaps[len(gaps) // 2] if gaps else 40_000
+    def __init__(self):
+        self.times, self.whole_pictures = [], []
+        self.opening, self.closing = True, False  # whether the video's first or last picture is in here
+        self.frame = 40_000  # the usual time between two pictures
+        self.crop = (0, 0, WIDTH, HEIGHT)
+        self.clear()
+
+    def clear(self):
+        """Forgets all measures."""
+        left, top, right, bottom = self.crop
+        self.width, self.height = right - left, bottom - top
+        self.luma = self.width * self.height
+        self.pictures, self.steps, self.steady_steps = [], [], {}
+        self.samples, self.ranges, self.coarse, self.products, self.due = [], [], [], [], None
+        self.candidates, self.verdicts = [], {}
+
+    def extend(self, times, pictures):
+        known = len(self.times)
+        self.times += times
+        self.whole_pictures += pictures
+        if not known or known < 100:
+            self.frame = middle(list(map(sub, self.times[1:], self.times))) if len(self.times) > 1 else 40_000
+        self.measure(known)
+
+    def measure(self, known):
+        """Measures the pictures from index `known` on."""
+        new = self.whole_pictures[known:]
+        if self.luma < LUMA:
+            new = [cropped(picture, *self.crop) for picture in new]
+        previous = self.pictures[-1:] or new[:1]
+        self.pictures += new
+        self.steps += distances((previous + new)[:len(new)], new)
+        for i in range(known, len(self.times)):
+            if self.due is None or self.times[i] >= self.due:
+                self.due = self.times[i] + SAMPLE - self.frame // 3
+                self.samples.append(i)
+                self.ranges.append(luma_range(self, i))
+                self.coarse.append(coarse(self, i))
+                self.products.append({})
+                last = len(self.samples) - 1
+                for n in LENGTHS:
+                    outside = max(2, n * 2 // 5)
+                    self.consider(last - outside - n, last - outside, outside)
+
+    def consider(self, k0, k1, outside):
+        if k0 >= 0:
+            trust = way_between(self, k0, k1, outside)
+            if trust:
+                self.candidates.append((trust, self.times[self.samples[k0]], self.times[self.samples[k1]]))
+
+    def end(self):
+        """No more pictures come: the windows that reach to the end are looked at too."""
+        self.closing = True
+        last = len(self.samples) - 1
+        for n in LENGTHS:
+            outside = max(2, n * 2 // 5)
+            for k1 in range(max(n, last - outside + 1), last + 1):
+                self.consider(k1 - n, k1, outside)
+
+    def fit_bars(self):
+        """Masks the static black bars of all that is in memory; measures anew when they have changed."""
+        crop = bars([self.whole_pictures[i] for i in self.samples])
+        if crop != self.crop:
+            self.crop = crop
+            self.clear()
+            self.measure(0)
+
+    def drop(self, before):
+        """Forgets the pictures before this time."""
+        gone = bisect.bisect_left(self.times, before)
+        if not gone:
+            return
+        self.opening = False
+        del self.times[:gone], self.whole_pictures[:gone], self.pictures[:gone], self.steps[:gone]
+        self.steady_steps = {}
+        past = bisect.bisect_left(self.samples, gone)
+        del self.samples[:past], self.ranges[:past], self.coarse[:past], self.products[:past]
+        self.samples = [i - gone for i in self.samples]
+        start = self.times[0]
+        self.candidates = [c for c in self.candidates if c[1] >= start]
+        self.verdicts = {key: verdict for key, verdict in self.verdicts.items() if key[0] >= start}
+
+    def product(self, a, b):
+        """The dot product of the coarse pictures of the samples a and b."""
+        if a < b:
+            a, b = b, a
+        known = self.products[a]
+        if a - b not in known:
+            known[a - b] = dot(self.coarse[a], self.coarse[b])
+        return known[a - b]
 
     def at(self, microseconds):
-        """The index of the first picture at or after this time."""
+        """The index of the first picture at or after this time, or the last one."""
         return min(len(self.times) - 1, bisect.bisect_left(self.times, microseconds))
 
     def around(self, i, microseconds):
-        """The range of indices within this time of picture i."""
+        """The limits of the indices within this time of picture i, as for range()."""
         return (bisect.bisect_left(self.times, self.times[i] - microseconds),
                 bisect.bisect_right(self.times, self.times[i] + microseconds))
 
+    def luma_of(self, i):
+        return self.pictures[i][:self.luma]
 
-# Cuts: a local peak of the step distance, then the vetoes.
 
-CUT_FLOOR = 5.0   # grain and compression stay below this mean difference
+BAR = 26  # black bars are not brighter
+
+
+def bars(pictures):
+    """The part of the pictures inside static black bars: (left, top, right, bottom), all even."""
+    whole = (0, 0, WIDTH, HEIGHT)
+    last = pictures[-1]
+    sides = (last[:WIDTH], last[LUMA - WIDTH:LUMA], last[0:LUMA:WIDTH], last[WIDTH - 1:LUMA:WIDTH])
+    if all(max(side) > BAR for side in sides) or len(pictures) < 5:
+        return whole
+    pictures = pictures[::max(1, len(pictures) // 50)] + [last]
+    brightest = bytes(map(max, *(p[:LUMA] for p in pictures)))
+    rows = [y for y in range(HEIGHT) if max(brightest[y * WIDTH:(y + 1) * WIDTH]) > BAR]
+    columns = [x for x in range(WIDTH) if max(brightest[x:LUMA:WIDTH]) > BAR]
+    if not rows or not columns:
+        return whole
+    left, top = (columns[0] + 1) // 2 * 2, (rows[0] + 1) // 2 * 2
+    right, bottom = (columns[-1] + 1) // 2 * 2, (rows[-1] + 1) // 2 * 2
+    return (left, top, right, bottom) if right - left >= 8 and bottom - top >= 6 else whole
+
+
+def cropped(picture, left, top, right, bottom):
+    rows = [picture[y * WIDTH + left:y * WIDTH + right] for y in range(top, bottom)]
+    for start in (LUMA, LUMA + CHROMA):
+        rows += [picture[start + y * WIDTH // 2 + left // 2:start + y * WIDTH // 2 + right // 2]
+                 for y in range(top // 2, bottom // 2)]
+    return b"".join(rows)
+
+
+# --- cuts: a step that stands out, then the vetoes ---------------------------------------------------------------------
+
+CUT_FLOOR = 4.0   # compression and grain stay below this mean difference
 CUT_RATIO = 2.6   # a cut stands out against the motion around it by this factor
 FLASH = 350_000   # the old picture is back within this time after a flash
 
 
-def find_cuts(block):
-    steps, pictures = block.steps, block.pictures
-    for i in range(1, len(steps)):
-        step = steps[i]
-        if step < CUT_FLOOR:
+def find_cuts(block, after, upto):
+    """The cuts in the stretch of time after `after`, up to `upto`."""
+    candidates = []
+    for i in range(max(1, bisect.bisect_right(block.times, after) - 3), min(len(block.times), block.at(upto) + 4)):
+        if block.steps[i] >= CUT_FLOOR:
+            strength = stands_out(block, i)
+            if strength and not (is_light_change(block, i) or is_partial(block, i) or is_flash(block, i)):
+                candidates.append((strength, i))
+    for strength, i in candidates:
+        if any(block.steps[j] > block.steps[i] and abs(j - i) <= 2 for _, j in candidates):
             continue
-        low, high = block.around(i, 250_000)
-        if high - low < 7:
-            low, high = max(0, i - 3), min(len(steps), i + 4)
-        near = sorted(steps[max(1, low):i] + steps[i + 1:high])
-        if step < max(steps[max(1, i - 2):i + 3]):
+        if not after < block.times[i] <= upto:
             continue
-        usual = near[len(near) * 6 // 10] if near else 0.0
-        if step < CUT_RATIO * usual + 3.0:
-            continue
-        old, new = pictures[i - 1], pictures[i]
-        if is_flash(block, i) or is_light_change(old, new, step) or is_partial(old, new) or is_motion(old, new, usual):
-            continue
-        ratio = step / (usual + 3.0)
-        score = min(0.99, 0.5 + 0.1 * min(ratio, 4) + step / 400)
-        yield Event("cut", block.times[i], block.times[i], block.times[i - 1], score, "画面突变")
+        first, last = blend_around(block, i)
+        score = min(0.99, 0.5 + 0.08 * min(strength, 4) + block.steps[i] / 300)
+        if last - first > 2:
+            yield Event("dissolve", block.times[first], block.times[last], score, "快速叠化")
+        else:
+            yield Event("cut", block.times[first], block.times[last], score, "画面突变")
+
+
+def stands_out(block, i):
+    """How far the step to picture i exceeds what is usual around it, as a factor; 0 if it does not stand out."""
+    steps, step = block.steps, block.steps[i]
+    low, high = block.around(i, 250_000)
+    low, high = max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))
+    near = sorted(steps[low:i] + steps[i + 1:high]) or [0.0]
+    usual = near[len(near) * 6 // 10]
+    if step >= CUT_RATIO * usual + 2.5:
+        moving = near[-1] > 0.2 * step
+        return 0 if moving and is_motion(block, i) else step / (usual + 2.5)
+    if usual < 3.0:
+        return 0
+    # Perhaps the light flickers: compare without the change of brightness.
+    still = sorted(steady_step(block, j) for j in range(low, high) if j != i) or [0.0]
+    usual, step = still[len(still) * 6 // 10], steady_step(block, i)
+    if step >= CUT_RATIO * usual + 2.5:
+        return 0 if is_motion(block, i) else step / (usual + 2.5)
+    # Or the scene itself seethes evenly; then only a wholly other structure is a cut.
+    if step >= 1.6 * still[-2 if len(still) > 1 else -1] and step >= 1.6 * usual + 2.5:
+        if correlation(block.luma_of(i - 1), block.luma_of(i)) < 0.4 and shifted(block, i - 1, i) > 0.75:
+            return step / (usual + 2.5)
+    return 0
+
+
+def steady_step(block, i):
+    """The step to picture i without a change of the overall brightness."""
+    if i not in block.steady_steps:
+        block.steady_steps[i] = measure_steady_step(block, i)
+    return block.steady_steps[i]
+
+
+def measure_steady_step(block, i):
+    old, new = block.luma_of(i - 1), block.luma_of(i)
+    shift = round((sum(new) - sum(old)) / len(new))
+    return sum(map(abs, map(sub, map(sub, new, old), repeat(shift)))) / len(new)
 
 
 def is_flash(block, i):
-    """A flash or a strobe: the picture before the peak returns soon after it, or this is the return itself."""
-    times, pictures, step = block.times, block.pictures, block.steps[i]
-    old, new = pictures[i - 1], pictures[i]
+    """A flash or a strobe: the picture before the step returns soon after it, or this step is the return itself."""
+    pictures, step, n = block.pictures, block.steps[i], block.luma
+
+    low, high = block.around(i, 250_000)
+    near = sorted(block.steps[max(1, low):high])
+    drift = near[len(near) * 6 // 10] if near else 0.0  # what moves in the scene meanwhile
+
+    def same(a, b, frames):
+        rest = distance(a, b)
+        return rest < max(1.5, 0.12 * step, min(drift * frames, 0.25 * step)) or rest < 0.35 * step and correlation(a[:n], b[:n]) > 0.85
+
     _, high = block.around(i, FLASH)
-    if any(distance(old, pictures[j]) < 0.35 * step for j in range(i + 1, high)):
+    if any(same(pictures[i - 1], pictures[j], j - i + 1) for j in range(i + 1, high)):
         return True
     low, _ = block.around(i - 1, FLASH)
-    return any(distance(new, pictures[j]) < 0.35 * step for j in range(low, i - 1))
+    return any(same(pictures[i], pictures[j], i - j) for j in range(low, i - 1))
 
 
-def is_light_change(old, new, step):
+def is_light_change(block, i):
     """The same structure after a change of light: exposure, lamps, flicker."""
-    return correlation(old[:LUMA], new[:LUMA]) > 0.92
+    return correlation(block.luma_of(i - 1), block.luma_of(i)) > 0.92
 
 
-def is_partial(old, new):
+def is_partial(block, i):
     """Only a part of the picture changed: captions, a picture in the picture."""
-    changed = [abs(a - b) > 10 for a, b in zip(old[:LUMA], new[:LUMA])]
-    busy = sum(a > 24 or b > 24 for a, b in zip(old[:LUMA], new[:LUMA])) or 1
-    return sum(changed) < 0.36 * busy
+    old, new, n = block.pictures[i - 1], block.pictures[i], block.luma
+    changes = list(map(abs, map(sub, old, new)))
+    enough = max(4.0, 0.35 * sum(changes[:n]) / n)
+    luma = sum(map(enough.__lt__, changes[:n])) / n
+    chroma = sum(map((4.0).__lt__, changes[n:])) / (len(changes) - n)
+    return max(luma, chroma) < 0.4
 
 
-def is_motion(old, new, usual):
+def is_motion(block, i):
     """A quick camera movement: the new picture is the old one shifted."""
-    if usual < 2.0:
-        return False
-    plain = sum(map(abs, map(sub, old[:LUMA], new[:LUMA]))) / LUMA
-    return best_shift(old[:LUMA], new[:LUMA]) < 0.4 * plain
+    return shifted(block, i - 1, i) < 0.4
 
 
-# Fades through a plain colour: the spread of the picture falls to almost nothing and comes back.
+def shifted(block, i, j, reach_x=8, reach_y=4):
+    """How little of the difference between the pictures i and j is left when one is moved or zoomed best: 0 to 1."""
+    old, new, width, height = block.luma_of(i), block.luma_of(j), block.width, block.height
+    best = plain = distance(old, new)
+    for dy in range(-reach_y, reach_y + 1):
+        above = old[max(0, dy) * width:(height + min(0, dy)) * width]
+        below = new[max(0, -dy) * width:(height + min(0, -dy)) * width]
+        for dx in range(-reach_x, reach_x + 1):
+            # Rows run on into each other here; the columns of the seam are few and raise the difference only a little.
+            x, y = (above[dx:], below[:len(below) - dx]) if dx >= 0 else (above[:dx], below[-dx:])
+            best = min(best, distance(x, y))
+    for places in zooms(width, height):
+        best = min(best, distance(bytes(map(old.__getitem__, places)), new),
+                   distance(bytes(map(new.__getitem__, places)), old))
+    return best / plain if plain else 1.0
 
-SAMPLE = 80_000  # microseconds between the samples that are looked at for gradual changes
-PLAIN = 3.0      # the spread of a plain picture
+
+ZOOMS = {}
+
+
+def zooms(width, height):
+    """For some factors, the cell from which each cell of an enlarged picture comes."""
+    if (width, height) not in ZOOMS:
+        ZOOMS[width, height] = [
+            [round((height - 1) / 2 + (y - (height - 1) / 2) / factor) * width
+             + round((width - 1) / 2 + (x - (width - 1) / 2) / factor) for y in range(height) for x in range(width)]
+            for factor in (1.08, 1.16, 1.25, 1.4, 1.6)]
+    return ZOOMS[width, height]
+
+
+def blend_around(block, i):
+    """Widens a cut by pictures that mix both scenes, as frame rate conversion leaves them: (first, last) as indices."""
+    pictures, count = block.pictures, len(block.pictures)
+    before, after = max(0, i - 4), min(count - 1, i + 3)
+    # Stay on this side of other changes.
+    total = distance(pictures[i - 1], pictures[i])
+    old, new = pictures[before], pictures[after]
+    way = list(map(sub, new, old))
+    energy, base = dot(way, way), dot(old, way)
+    if distance(old, pictures[i - 1]) > 0.6 * total or distance(new, pictures[i]) > 0.6 * total or not energy:
+        return i, i
+
+    def mixed(j):
+        alpha = (dot(pictures[j], way) - base) / energy
+        if not 0.12 < alpha < 0.88:
+            return False
+        off = sum(abs(f - o - alpha * w) for f, o, w in zip(pictures[j], old, way)) / len(way)
+        return off < 0.12 * sum(map(abs, way)) / len(way)
+
+    first = last = i
+    while first - 1 > before and mixed(first - 1):
+        first -= 1
+    while last < after and mixed(last):
+        last += 1
+    return first, last
+
+
+# --- fades: the picture shrinks to one plain colour and another grows out of it ----------------------------------------
+
+PLAIN = 12  # the range of luma (the middle nine tenths) of a plain picture
+LONGEST = {"黑场": 6_000_000, "白场": 4_000_000, "纯色": 1_500_000}  # microseconds of colour that still make one fade
+
+
+def luma_range(block, i):
+    """The range of the middle nine tenths of luma: small for a plain picture, even with a logo on it."""
+    values = sorted(block.pictures[i][:block.luma:2])
+    edge = len(values) // 20
+    return values[-1 - edge] - values[edge]
 
 
 def find_fades(block):
-    times, pictures = block.times, block.pictures
-    samples, due = [], -1
-    for i, moment in enumerate(times):
-        if moment >= due:
-            samples.append(i)
-            due = moment + SAMPLE
-    if len(samples) < 2:
-        return
-    spreads = [spread(pictures[i]) for i in samples]
-    k = 0
-    while k < len(samples):
-        if spreads[k] > 12 or spreads[k] > min(spreads[max(0, k - 1):k + 2]):
-            k += 1
+    samples, times, ranges = block.samples, block.times, block.ranges
+    until = -1
+    for k, extent in enumerate(ranges):
+        if times[samples[k]] <= until or extent > min(ranges[max(0, k - 1):k + 2]):
             continue
-        reach = 1
-        event = fade_at(block, samples[k])
-        if event:
+        if extent > 0.4 * max(ranges[max(0, k - 8):k + 9]):
+            continue
+        key = (times[samples[k]], len(times) if block.closing else None)
+        if key not in block.verdicts:
+            block.verdicts[key] = fade_at(block, samples[k])
+        event = block.verdicts[key]
+        if event and event.first > until:
+            until = event.last
             yield event
-            while k + reach < len(samples) and times[samples[k + reach]] < event.last:
-                reach += 1
-        k += reach
 
 
-def fade_at(block, lowest):
-    """The fade whose plainest picture is near `lowest`, or None."""
-    times, pictures = block.times, block.pictures
-    low, high = block.around(lowest, SAMPLE)
-    lowest = min(range(low, high), key=lambda i: spread(pictures[i]))
-    least = spread(pictures[lowest])
-    if least > 8:
-        return None
-    y, u, v = colour(pictures[lowest])
-    if least > 1.5:  # a quick fade never shows the pure colour; black and white are what it heads for
-        y, u, v = (16, 128, 128) if y < 70 else (235, 128, 128) if y > 180 else (y, u, v)
-    plain = plain_picture(y, u, v)
+def fade_at(block, near):
+    """The fade whose plainest picture is close to index `near`, or None."""
+    times, pictures, n = block.times, block.pictures, block.luma
+    low, high = block.around(near, SAMPLE)
+    lowest = plainest(block, min(range(low, high), key=lambda i: luma_range(block, i)))
+    plain = pictures[lowest]
+    quarter = (len(plain) - n) // 2
+    y, u, v = middle(plain[:n]), middle(plain[n:n + quarter]), middle(plain[n + quarter:])
+    colour = bytes([y]) * n + bytes([u]) * quarter + bytes([v]) * quarter
     memo = {}
 
     def energy(i):
-        """How far picture i is from the plain colour; proportional to the fade's gain."""
+        """How far picture i is from the plain colour: proportional to how much of the scene is visible."""
         if i not in memo:
-            memo[i] = distance(pictures[i], plain)
+            memo[i] = distance(pictures[i], colour)
         return memo[i]
 
-    out = ramp(block, lowest, -1, energy)
-    into = ramp(block, lowest, +1, energy)
-    if out is None and into is None:
+    name = "黑场" if y < 32 else "白场" if y > 215 else "纯色"
+    # A dull scene is not yet a colour: other colours than black and white must be perfectly plain.
+    if luma_range(block, lowest) > (PLAIN if name != "纯色" else 2):
         return None
-    frame = block.frame
-    opening = closing = False
-    if out is None:
-        start, before = times[0], times[0]
-        opening = block.opening
-        if not opening:
-            return None
-        first = 0
-    else:
-        first = block.at(out - frame // 4)
-    if into is None:
-        closing = block.closing
-        if not closing:
-            return None
-        last = len(times) - 1
-    else:
-        last = block.at(into - frame // 4)
+    out, soft_out = ramp(block, lowest, -1, energy, LONGEST[name])
+    into, soft_in = ramp(block, lowest, +1, energy, LONGEST[name])
+    opening, closing = out == EDGE and block.opening, into == EDGE and block.closing
+    if (out in (None, EDGE) and not opening) or (into in (None, EDGE) and not closing) or (opening and closing):
+        return None
+    abrupt = not soft_out and not soft_in
+    if abrupt and name != "黑场":
+        return None
+    first = 0 if opening else block.at(out)
+    last = len(times) - 1 if closing else block.at(into)
     if last - first < 3:
         return None
-    gradual = (out is not None and lowest - first >= 3) or (into is not None and last - lowest >= 3)
-    if not gradual:
-        return None
-    if out is not None and into is not None:
+    if not opening and not closing:
         old, new = pictures[max(0, first - 1)], pictures[last]
-        same = correlation(old[:LUMA], new[:LUMA]) > 0.9 and distance(old, new) < 12
-        if same and times[last] - times[first] < 700_000:
+        if times[last] - times[first] < 700_000 and correlation(old[:n], new[:n]) > 0.9 and distance(old, new) < 12:
             return None  # a soft flash
-    name = "黑场" if y < 50 else "白场" if y > 200 else "纯色"
-    edge = "opening" if opening else "closing" if closing else ""
-    source = {"opening": "开头淡入", "closing": "结尾淡出"}.get(edge, "淡出淡入") + "（" + name + "）"
-    score = 0.95 if least < 1.5 else 0.85
-    return Event("fade", times[first], times[last], times[max(0, first - 1)], score, source, edge)
+    edge = "black" if abrupt else "opening" if opening else "closing" if closing else ""
+    source = {"black": "停留", "opening": "开头淡入", "closing": "结尾淡出"}.get(edge, "淡出淡入") + "（" + name + "）"
+    return Event("fade", times[first], times[last], 0.97 if soft_out and soft_in else 0.85, source, edge)
 
 
-def ramp(block, lowest, way, energy):
-    """Where the ramp from the plain picture reaches the full scene, going `way`; None where it never does."""
-    times = block.times
-    count = len(times)
-    at, limit = lowest, max(energy(lowest), PLAIN)
-    while 0 <= at + way < count and energy(at + way) <= limit + 1.0:
-        at += way
-        if abs(times[at] - times[lowest]) > 6_000_000:
-            return None
-    if not 0 <= at + way < count:
-        return None
-    # Climb while it still rises noticeably.
-    foot, top = at, at
+def plainest(block, near):
+    """The purest black or white of the plain pictures around index `near`: a dull scene stays plain while it fades."""
+    if luma_range(block, near) > PLAIN:
+        return near
+    low, high = near, near
+    while low > 0 and near - low < 200 and luma_range(block, low - 1) <= PLAIN:
+        low -= 1
+    while high + 1 < len(block.times) and high - near < 200 and luma_range(block, high + 1) <= PLAIN:
+        high += 1
+    brightness = {i: sum(block.luma_of(i)) / block.luma for i in range(low, high + 1)}
+    darkest, brightest = min(brightness, key=brightness.get), max(brightness, key=brightness.get)
+    if brightness[darkest] < 32:
+        return darkest
+    return brightest if brightness[brightest] > 215 else min(brightness, key=lambda i: luma_range(block, i))
+
+
+EDGE = -1  # the plain colour lasts to the end of what there is
+
+
+def ramp(block, lowest, way, energy, longest):
+    """Where the scene is fully there, going `way` from the plain picture: (microseconds, whether it came gradually);
+    (EDGE, False) where the plain colour lasts to the block's end, (None, False) where it lasts too long."""
+    times, count = block.times, len(block.times)
     reach = max(2, round(120_000 / block.frame))
-    while 0 <= top + way < count:
-        ahead = min(max(top + way * reach, 0), count - 1)
-        if energy(ahead) < energy(top) * 1.03 + 0.4 or abs(times[top] - times[foot]) > 4_000_000:
+    foot = lowest
+    while True:
+        while 0 <= foot + way < count and energy(foot + way) <= energy(lowest) + 1.0:
+            foot += way
+        if abs(times[foot] - times[lowest]) > longest:
+            return None, False
+        if not 0 <= foot + way < count:
+            return EDGE, False
+        # Climb while the scene still grows noticeably.
+        top = foot
+        while 0 <= top + way < count and abs(times[top] - times[foot]) < 4_000_000:
+            ahead = min(max(top + way * reach, 0), count - 1)
+            if energy(ahead) < energy(top) * 1.02 + 0.25:
+                break
+            top += way
+        full = middle([energy(i) for i in range(top, top + way * 3 * reach, way) if 0 <= i < count])
+        if full >= 5:
             break
-        top += way
-    full_range = range(top, min(max(top + way * reach, -1), count), way) or [top]
-    full = sorted(energy(i) for i in full_range)[len(full_range) // 2]
-    if full < 8:
-        return None
+        foot = top + way  # only a flicker of the plain colour
+        if not 0 <= foot < count:
+            return EDGE, False
     inner = [i for i in range(foot, top + way, way) if 0.12 * full < energy(i) < 0.88 * full]
-    if len(inner) < 2:
-        return times[foot + way] if way > 0 else times[foot]
-    slope, offset = fit_line([times[i] for i in inner], [energy(i) for i in inner])
-    if slope * way <= 0:
+    if len(inner) >= 2:
+        moments, levels = [times[i] for i in inner], [energy(i) for i in inner]
+        slope, offset = fit_line(moments, levels)
+        bend = max(abs(slope * t + offset - e) for t, e in zip(moments, levels))
+        if slope * way > 0 and bend < 0.2 * full:
+            limit = (full - offset) / slope
+            if abs(limit - times[top]) < abs(times[top] - times[foot]) / 3 + 2 * block.frame:
+                return round(limit - way * block.frame / 4), True
+    # Abrupt: the first picture of the plain colour, or the first of the scene.
+    beyond = foot + way
+    return times[beyond if way > 0 else foot], False
+
+
+# --- dissolves and wipes: a way from one steady picture to another ------------------------------------------------------
+
+COLUMNS, ROWS = 8, 6
+
+
+def coarse(block, i):
+    """The means of 8x6 cells of luma and 4x3 of both chroma planes: what moves in the scene hardly changes them."""
+    picture, means, start = block.pictures[i], [], 0
+    for width, height, columns, rows in ((block.width, block.height, COLUMNS, ROWS),) + (
+            (block.width // 2, block.height // 2, COLUMNS // 2, ROWS // 2),) * 2:
+        for row in range(rows):
+            low, high = row * height // rows, (row + 1) * height // rows
+            sums = list(map(sum, zip(*(picture[start + y * width:start + (y + 1) * width] for y in range(low, high)))))
+            for column in range(columns):
+                left, right = column * width // columns, (column + 1) * width // columns
+                means.append(sum(sums[left:right]) / ((right - left) * (high - low)))
+        start += width * height
+    return means
+
+
+class Way:
+    """The line from one picture to another: how far along it a third picture lies (0 old, 1 new)."""
+
+    def __init__(self, old, new):
+        self.line = list(map(sub, new, old))
+        self.energy = dot(self.line, self.line)
+        self.base = dot(old, self.line)
+
+    def __call__(self, picture):
+        return (dot(picture, self.line) - self.base) / self.energy
+
+
+def way_between(block, k0, k1, outside):
+    """How much the samples k0 and k1 look like the steady ends of a gradual change, from 0 (not at all) on.
+
+    All places along the way are worked out from dot products of coarse pictures, which are shared by many windows."""
+    product = block.product
+    old_old, old_new = product(k0, k0), product(k0, k1)
+    energy = old_old + product(k1, k1) - 2 * old_new
+    if energy < 16 * len(block.coarse[k0]):
+        return 0
+
+    def along(k):
+        return (product(k, k1) - product(k, k0) - old_new + old_old) / energy
+
+    n = k1 - k0
+    half = along(k0 + n // 2)
+    if not 0.15 < half < 0.85:
+        return 0
+    k_before, k_after = max(0, k0 - outside), min(len(block.samples) - 1, k1 + outside)
+    before, after = along(k_before), along(k_after)
+    if not (-0.35 < before < 0.35 and 0.65 < after < 1.35):
+        return 0
+    early, late = along(k0 + n // 4), along(k1 - n // 4)
+    if not -0.15 < early <= half + 0.1 <= late + 0.2:
+        return 0
+    bend = max(abs(half - n // 2 / n), abs(early - n // 4 / n), abs(late - 1 + n // 4 / n))
+    trust = 1 - abs(before) - abs(after - 1) - bend
+    if trust < 0.3:
+        return 0
+    drift = sum(product(a, a) + product(b, b) - 2 * product(a, b) for a, b in ((k_before, k0), (k_after, k1)))
+    if drift > 0.5 * energy:
+        return 0
+    # In between, the cells lie between old and new, too; when the camera moves, many lie elsewhere.
+    old, new, between = block.coarse[k0], block.coarse[k1], block.coarse[k0 + n // 2]
+    ways = [(m - o) / (w - o) for o, w, m in zip(old, new, between) if abs(w - o) > 4]
+    wild = sum(not -0.4 < way < 1.4 for way in ways)
+    return energy ** 0.5 * trust if wild < 0.35 * len(ways) else 0
+
+
+def find_gradual(block, taken):
+    """Dissolves and wipes outside the stretches that are already `taken`, the likeliest windows first."""
+    found, tried, weak = list(taken), [], []
+    for _, first, last in sorted(block.candidates, reverse=True):
+        inner = (first + (last - first) // 4, last - (last - first) // 4)
+        if any(e.first < inner[1] and e.last > inner[0] for e in found):
+            continue
+        if sum(a < inner[1] and b > inner[0] for a, b in tried) >= 2:
+            continue
+        if (first, last) not in block.verdicts:
+            block.verdicts[first, last] = gradual_at(block, block.at(first), block.at(last))
+        event = block.verdicts[first, last]
+        if event and event.score >= WEAK and not overlaps(event, found):
+            found.append(event)
+            yield event
+        else:
+            tried.append(inner)
+            weak += [event] if event and event.score < WEAK else []
+    for event in weak:
+        if not overlaps(event, found):
+            found.append(event)
+            yield event
+
+
+def overlaps(event, others):
+    return any(other.first < event.last and other.last > event.first for other in others)
+
+
+def gradual_at(block, i0, i1):
+    """The wipe or dissolve between the pictures i0 and i1, with its true limits, or None."""
+    if not steady_outside(block, i0, i1, 1.3) or correlation(block.luma_of(i0), block.luma_of(i1)) > 0.9:
         return None
-    return round((full - offset) / slope)
+    dissolve = dissolve_at(block, i0, i1)
+    if dissolve and dissolve.score > 0.8:
+        return dissolve
+    # The middle of a soft wipe looks like a poor dissolve, hence the order.
+    return wipe_at(block, i0, i1) or dissolve or slide_at(block, i0, i1)
 
 
-def find_events(block):
-    """All transitions of a block, in order and without overlap."""
-    gradual = list(find_fades(block))
-    cuts = [c for c in find_cuts(block) if not any(g.first <= c.first <= g.last for g in gradual)]
-    return sorted(gradual + cuts, key=lambda event: event.first)
+def steady_outside(block, i0, i1, tolerance=1.0):
+    """Whether both scenes keep still, compared with the way between them: a camera movement goes on instead."""
+    pictures = block.pictures
+    whole = distance(pictures[i0], pictures[i1])
+    if whole < 3:
+        return False
+    reach = max(2, min((i1 - i0) // 2, 600_000 // block.frame))
+    before = distance(pictures[max(0, i0 - reach)], pictures[i0]) / whole
+    if before > 0.47 * tolerance:
+        return False
+    after = distance(pictures[min(len(pictures) - 1, i1 + reach)], pictures[i1]) / whole
+    return after < 0.47 * tolerance and before + after < 0.75 * tolerance
 
 
-# --- analysis in blocks: memory does not grow with the video's length -------------------------------------------------
+def another_scene(block, i0, i1, unexplained=0.55):
+    """Whether the pictures i0 and i1 show different scenes: not the same one in another light, not a part of it, and not
+    the same one moved."""
+    old, new, n = block.pictures[i0], block.pictures[i1], block.luma
+    changes = list(map(abs, map(sub, old[:n], new[:n])))
+    part = sum(map(max(4.0, 0.35 * sum(changes) / n).__lt__, changes)) / n
+    return part > 0.35 and correlation(old[:n], new[:n]) < 0.88 and shifted(block, i0, i1) > unexplained
 
-BLOCK = 20_000_000    # microseconds decided at a time
+
+def dissolve_at(block, i0, i1):
+    pictures, times = block.pictures, block.times
+    for _ in range(3):
+        way = Way(pictures[i0], pictures[i1])
+        if way.energy < 9 * len(way.line):
+            return None
+        step = max(1, (i1 - i0) // 12)
+        inner = [(times[i], way(pictures[i])) for i in range(i0, i1 + 1, step)]
+        ramp_points = [(t, a) for t, a in inner if 0.15 < a < 0.85]
+        if len(ramp_points) < 2:
+            return None
+        slope, offset = fit_line(*zip(*ramp_points))
+        if slope <= 0 or max(abs(slope * t + offset - a) for t, a in ramp_points) > 0.25:
+            return None
+        begin, end = -offset / slope, (1 - offset) / slope
+        length = i1 - i0
+        next0 = max(0, min(block.at(begin) - 1, i1 - 2), i0 - length // 2)
+        next1 = min(len(times) - 1, max(block.at(end), next0 + 2), i1 + length // 2)
+        if (next0, next1) == (i0, i1):
+            break
+        i0, i1 = next0, next1
+    bend = (sum((a - slope * t - offset) ** 2 for t, a in ramp_points) / len(ramp_points)) ** 0.5
+    if bend > 0.1 or not steady_outside(block, i0, i1):
+        return None
+    if i1 - i0 > 4 and max(block.steps[i0 + 1:i1 + 1]) > 0.5 * distance(pictures[i0], pictures[i1]):
+        return None  # a cut
+    pure, wild, off = cells(block, i0, i1, way)
+    if wild > 0.16 or pure > 0.55 or off > 0.36 or not another_scene(block, i0, i1, 0.55 if off > 0.06 else 0.35):
+        return None
+    score = min(0.98, max(WEAK, 1.0 - 0.8 * off - 0.3 * pure - bend))
+    if wild > 0.12 or pure > 0.5 or off > 0.28:
+        score = 0.4
+    return Event("dissolve", times[min(i0 + 1, i1)], times[i1], score, "画面渐变叠化")
+
+
+def cells(block, i0, i1, way):
+    """How the cells of the pictures in the middle lie between old and new: the parts of them that are purely one of both,
+    and that are wildly neither; and the mean difference to an even blend, relative to the whole way."""
+    pictures = block.pictures
+    old = pictures[i0]
+    size = sum(map(abs, way.line)) / len(way.line)
+    enough = max(6.0, 0.5 * size)
+    cells_in = [c for c, w in enumerate(way.line) if abs(w) >= enough]
+    pure = wild = off = 0.0
+    spots = [i0 + (i1 - i0) * part // 4 for part in (1, 2, 3)]
+    for i in spots:
+        picture = pictures[i]
+        alpha = way(picture)
+        own = [(picture[c] - old[c]) / way.line[c] for c in cells_in]
+        pure += sum(-0.3 < a < 0.2 or 0.8 < a < 1.3 for a in own) / len(own)
+        wild += sum(not -0.3 < a < 1.3 for a in own) / len(own)
+        off += sum(abs(f - o - alpha * w) for f, o, w in zip(picture, old, way.line)) / len(old) / size
+    return pure / 3, wild / 3, off / 3
+
+
+def wipe_at(block, i0, i1):
+    """A wipe: each cell jumps from old to new at its own moment and stays there."""
+    pictures, times = block.pictures, block.times
+    more = max(2, (i1 - i0) // 8)
+    i0, i1 = max(0, i0 - more), min(len(times) - 1, i1 + more)
+    if i1 - i0 < 4 or not steady_outside(block, i0, i1):
+        return None
+    old, new = pictures[i0], pictures[i1]
+    if sum(block.steps[i0 + 1:i1 + 1]) > 3 * distance(old, new):
+        return None  # it goes other ways, too
+    line = list(map(sub, new, old))
+    enough = max(8.0, 0.4 * sum(map(abs, line)) / len(line))
+    cells_in = [c for c, w in enumerate(line) if abs(w) >= enough]
+    if sum(c < block.luma for c in cells_in) < 0.3 * block.luma:
+        return None
+    cells_in = cells_in[::max(1, len(cells_in) // 200)]
+    olds, lines = [old[c] for c in cells_in], [line[c] for c in cells_in]
+
+    def look(i):
+        """Of picture i: the part of the new scene, and the parts of cells that are purely one scene or wildly neither."""
+        picture = pictures[i]
+        own = [(picture[c] - o) / w for c, o, w in zip(cells_in, olds, lines)]
+        pure_old, pure_new = sum(-0.5 < a < 0.3 for a in own), sum(0.7 < a < 1.5 for a in own)
+        wild = sum(not -0.5 < a < 1.5 for a in own)
+        mixed = sum(a for a in own if 0.3 <= a <= 0.7)
+        return (pure_new + mixed) / len(own), (pure_old + pure_new) / len(own), wild / len(own)
+
+    # First a few pictures, which refute most; then all of them, for the limits.
+    few = [look(i0 + (i1 - i0) * part // 8) for part in range(1, 8)]
+    inner = [(part, pure, wild) for part, pure, wild in few if 0.1 < part < 0.9]
+    if any(0.3 < part < 0.7 and pure < 0.4 for part, pure, _ in inner):
+        return None  # a dissolve
+    if sum(pure for _, pure, _ in inner) < 0.6 * len(inner) or sum(wild for *_, wild in inner) > 0.15 * len(inner):
+        return None
+    if any(after[0] < before[0] - 0.1 for before, after in zip(few, few[1:])):
+        return None
+    where = list(range(i0, i1 + 1, max(1, (i1 - i0) // 30)))
+    looks = [look(i) for i in where]
+    new_part = [part for part, *_ in looks]
+    inner = [pure for part, pure, _ in looks if 0.1 < part < 0.9]
+    if len(inner) < 2:
+        return None
+    trust = sum(inner) / len(inner)
+    begin = onset(where, new_part, times)
+    end = onset(where[::-1], [1.0 - part for part in new_part[::-1]], times)
+    first, last = max(i0 + 1, block.at(begin)), min(i1, block.at(end))
+    if last - first < 3 or not is_wiped(block, first - 1, last):
+        return None
+    return Event("wipe", times[first], times[last], min(0.97, 0.4 + 0.6 * trust), "画面划变")
+
+
+def is_wiped(block, i0, i1):
+    """Whether the way from i0 to i1 is that of a wipe: at an even pace, without detours, between steady scenes."""
+    steps = block.steps[i0 + 1:i1 + 1]
+    path = sum(steps)
+    whole = distance(block.pictures[i0], block.pictures[i1])
+    if block.times[i1] - block.times[i0] < 150_000 or max(steps) > 4 * path / len(steps) or path > 2.4 * whole or not steady_outside(block, i0, i1, 0.8):
+        return False
+    old, new = block.luma_of(i0), block.luma_of(i1)
+    if correlation(old, new) > 0.7 or shifted(block, i0, i1) < 0.6:
+        return False
+    pure, wild, _ = cells(block, i0, i1, Way(block.pictures[i0], block.pictures[i1]))
+    return pure > 0.55 and wild < 0.09
+
+
+def slide_at(block, i0, i1):
+    """A slide: the new picture pushes the old one out, at an even pace."""
+    times, n, width, height = block.times, block.luma, block.width, block.height
+    if not steady_outside(block, i0, i1):
+        return None
+
+    def turned(picture):
+        return b"".join(picture[x:n:width] for x in range(width))
+
+    old, new = block.luma_of(i0), block.luma_of(i1)
+    spots = [i0 + (i1 - i0) * part // 8 for part in (2, 3, 4, 5, 6)]
+    upright = {i: block.luma_of(i) for i in (i0, i1, *spots)}
+    sideways = {i: turned(picture) for i, picture in upright.items()}
+    for pictures, line, reach in ((upright, width, height), (sideways, height, width)):
+        for first, second in ((i0, i1), (i1, i0)):
+            strip = pictures[first] + pictures[second]
+            places = []
+            for i in (spots[2], spots[0], spots[4], spots[1], spots[3]):
+                rests = [distance(strip[s * line:s * line + n], pictures[i]) for s in range(1, reach)]
+                rest = min(rests)
+                if rest > 0.4 * min(distance(old, upright[i]), distance(new, upright[i])):
+                    break
+                places.append((times[i], (rests.index(rest) + 1) / reach))
+            if len(places) < 5:
+                continue
+            if first == i1:
+                places = [(t, 1 - s) for t, s in places]
+            slope, offset = fit_line(*zip(*places))
+            if slope <= 0 or max(abs(slope * t + offset - s) for t, s in places) > 0.1:
+                continue
+            begin, end = block.at(-offset / slope), block.at((1 - offset) / slope)
+            if end - begin >= 3 and times[end] - times[begin] < 2 * (times[i1] - times[i0]):
+                return Event("wipe", times[begin], times[end], 0.85, "画面推移")
+    return None
+
+
+def onset(where, parts, times):
+    """When the growing `parts` leave 0: a straight wipe grows evenly, a round or soft one with the square of time."""
+    top = next((k for k, part in enumerate(parts) if part > 0.35), len(parts) - 1)
+    points = [k for k in range(top) if 0.015 < parts[k]]
+    while points and any(parts[k] <= 0.015 for k in range(points[0], top)):
+        points.pop(0)
+    if len(points) < 3:
+        return times[where[max(0, top - 1)]]
+    best = None
+    for root in (1.0, 2.0):
+        moments, values = [times[where[k]] for k in points], [parts[k] ** (1 / root) for k in points]
+        slope, offset = fit_line(moments, values)
+        error = sum(((slope * t + offset) ** root - v ** root) ** 2 for t, v in zip(moments, values))
+        if slope and (best is None or error < best[0]):
+            best = error, -offset / slope
+    return best[1] if best else times[where[points[0]]]
+
+
+def find_events(block, after, upto):
+    """The transitions that end after `after`, up to `upto`, in order and without overlap."""
+    fades = list(find_fades(block))
+    black = [fade for fade in fades if fade.edge == "black"]
+    slow = [fade for fade in fades if fade.edge != "black"]
+    slow += find_gradual(block, slow)
+    sure = [event for event in slow if event.score >= WEAK]
+    cuts = [c for c in find_cuts(block, after, upto) if not any(g.first <= c.last and c.first <= g.last for g in sure)]
+    weak = [event for event in slow if event.score < WEAK and not any(event.first <= c.last and c.first <= event.last for c in cuts)]
+    ended = [event for event in sure + weak + black if after < event.last <= upto]
+    return sorted(ended + cuts, key=lambda event: (event.first, event.last))
+
+
+# --- analysis: memory does not grow with the video's length -------------------------------------------------------------
+
+STRIDE = 4_000_000    # microseconds decided at a time
 CONTEXT = 8_000_000   # microseconds seen before and after what is decided
-MOST = 12_000         # pictures held at once, whatever the timestamps say
+MOST = 6_000          # pictures decided on at the latest, whatever their timestamps say
 
 
 class Analysis:
@@ -529,52 +1140,174 @@ class Analysis:
         self.events = events if events is not None else []
 
 
-def analyse(path, skip, progress):
-    seek = max(0, skip - LEAD_IN)
-    seek = seek // 1000 * 1000
-    result = Analysis()
-    held_times, held, steps = [], [], []
-    decided = None
-    with Frames(path, seek) as frames:
+class Analyser:
+    """Takes pictures as they are decoded and keeps the transitions."""
+
+    def __init__(self):
+        self.result, self.block, self.decided, self.fitted = Analysis(), Block(), None, False
+
+    def feed(self, times, pictures):
+        self.result.times.extend(times)
+        block = self.block
+        block.extend(times, pictures)
+        if self.decided is None:
+            self.decided = times[0] - 1
+        if not self.fitted and len(block.samples) > 25:
+            block.fit_bars()
+            self.fitted = True
+        while block.times[-1] - self.decided > STRIDE + CONTEXT or len(block.times) > MOST:
+            self.decide(min(self.decided + STRIDE, block.times[len(block.times) * 2 // 3]))
+            block.drop(self.decided - CONTEXT)
+
+    def decide(self, upto):
+        self.block.fit_bars()
+        for event in find_events(self.block, self.decided, upto):
+            if not any(event.first < other.last and event.last > other.first for other in self.result.events[-8:]
+                       if "black" not in (event.edge, other.edge)):
+                self.result.events.append(event)
+        self.decided = upto
+
+    def finish(self):
+        if self.block.times:
+            self.block.fit_bars()
+            self.block.end()
+            self.decide(self.block.times[-1])
+        return self.result
+
+
+def analyse(path, skip, progress, sync="-vsync"):
+    seek = max(0, skip - LEAD_IN) // 1000 * 1000
+    analyser = Analyser()
+    with Frames(path, seek, sync) as frames:
         for times, pictures in regular_times(frames.batches()):
             if times:
-                previous = held[-1:] + pictures
-                steps += [] if held else [0.0]
-                steps += map(distance, previous[1:], previous) if held else map(distance, pictures[1:], pictures)
-                held_times += times
-                held += pictures
-                result.times.extend(times)
-                if decided is None:
-                    decided = times[0] - 1
-                progress.show(times[-1], frames.header.duration)
-                while held_times[-1] - decided > BLOCK + CONTEXT or len(held) > MOST:
-                    upto = min(decided + BLOCK, held_times[len(held) * 2 // 3])
-                    block = Block(held_times, held, steps, held_times[0] == result.times[0], False)
-                    result.events += [e for e in find_events(block) if decided < e.last <= upto]
-                    decided = upto
-                    gone = bisect.bisect_left(held_times, decided - CONTEXT)
-                    del held_times[:gone], held[:gone], steps[:gone]
-            else:
-                progress.show(result.times[-1] if result.times else None, frames.header.duration)
+                analyser.feed(times, pictures)
+            progress.show(analyser.result.times[-1] if analyser.result.times else None, frames.header.duration)
         header = frames.header
-    if held:
-        block = Block(held_times, held, steps, held_times[0] == result.times[0], True)
-        result.events += [e for e in find_events(block) if e.last > decided]
-    elif not header.opened:
+    if b"option 'vsync'" in header.text and sync == "-vsync":  # the option's later name
+        return analyse(path, skip, progress, "-fps_mode")
+    result = analyser.finish()
+    if not header.opened:
         raise Failure("无法识别为视频文件：" + printable(path))
-    elif not header.has_video:
+    if not header.has_video:
         raise Failure("文件里没有视频画面：" + printable(path))
-    elif not seek:
+    if not result.times and not seek:
         raise Failure("无法读取视频画面，文件可能已损坏：" + printable(path))
-    result.duration = header.duration or (result.times[-1] + 40_000 if result.times else 0)
+    end = result.times[-1] + usual_gap(result.times) if result.times else 0
+    # ffmpeg prints hundredths of a second; where only these differ, the pictures know better.
+    result.duration = end if header.duration is None or abs(header.duration - end) <= 10_000 else header.duration
     return result
 
 
-# --- profiles and segments ----------------------------------------------------------------------------------------------
+# --- cache: another profile or padding needs no second decoding ---------------------------------------------------------
 
-def removable(event, profile):
-    return event.kind != "cut"
+CACHE_LIMIT = 256 << 20  # bytes in all; the oldest files go first
+FIELDS = ("kind", "first", "last", "score", "source", "edge")
 
+
+class Cache:
+    """The analyses of earlier runs. Whatever goes wrong here, the video is just analysed again."""
+
+    def __init__(self, path, skip):
+        import hashlib
+        if sys.platform == "darwin":
+            base = os.path.expanduser("~/Library/Caches")
+        else:
+            base = os.environ.get("XDG_CACHE_HOME", "")
+            base = base if os.path.isabs(base) else os.path.expanduser("~/.cache")
+        self.folder = os.path.join(base, "kestrel", "detector")
+        video, script = os.stat(path), os.stat(__file__)
+        key = (VERSION, script.st_size, script.st_mtime_ns, os.fsencode(os.path.abspath(path)), video.st_size,
+               video.st_mtime_ns, skip)
+        self.file = os.path.join(self.folder, hashlib.sha256(repr(key).encode()).hexdigest()[:40])
+
+    def load(self):
+        try:
+            with open(self.file, "rb") as file:
+                head, _, gaps = zlib.decompress(file.read()).partition(b"\n")
+            os.utime(self.file)
+            head = json.loads(head)
+            times = array.array("q")
+            times.frombytes(gaps)
+            events = [Event(**dict(zip(FIELDS, values))) for values in head["events"]]
+            return Analysis(head["duration"], array.array("q", accumulate(times)), events)
+        except (OSError, ValueError, KeyError, TypeError, zlib.error):
+            return None
+
+    def save(self, analysis):
+        import tempfile
+        head = {"duration": analysis.duration, "events": [[getattr(e, field) for field in FIELDS] for e in analysis.events]}
+        gaps = array.array("q", map(sub, analysis.times, array.array("q", [0]) + analysis.times[:-1]))
+        try:
+            os.makedirs(self.folder, mode=0o700, exist_ok=True)
+            number, name = tempfile.mkstemp(dir=self.folder)
+            try:
+                with open(number, "wb") as file:
+                    file.write(zlib.compress(json.dumps(head).encode() + b"\n" + gaps.tobytes(), 1))
+                os.replace(name, self.file)
+            except BaseException:
+                os.unlink(name)
+                raise
+            self.prune()
+        except OSError:
+            pass
+
+    def prune(self):
+        files = sorted((entry.stat().st_mtime, entry.stat().st_size, entry.path) for entry in os.scandir(self.folder))
+        size = sum(size for _, size, _ in files)
+        for _, one, path in files:
+            if size <= CACHE_LIMIT:
+                break
+            os.unlink(path)
+            size -= one
+
+
+def analysis_of(options):
+    skip = round(options.skip_start_seconds * 1e6)
+    cache = None
+    if not options.no_cache:
+        try:
+            cache = Cache(options.video, skip)
+        except (OSError, RuntimeError):  # no script file, no home folder
+            pass
+    known = cache and cache.load()
+    if known:
+        say("已读取上次的分析结果：100%")
+        return known
+    analysis = analyse(options.video, skip, Progress(skip))
+    if cache:
+        cache.save(analysis)
+    return analysis
+
+
+# --- profiles: what counts as removable -----------------------------------------------------------------------------------
+
+CONFIDENT = 0.75  # the score of dissolves that the standard profile trusts
+SLIVER = 0.3      # seconds; shorter segments are dropped by the extreme profile
+
+
+def reported(event, profile):
+    """Weak finds, and what joins no two scenes (opening and closing fades, black stretches), are the extreme profile's."""
+    return profile == "extreme" or not (event.edge or event.score < WEAK)
+
+
+def stretch_of(event, profile, gap):
+    """The limits (first, last) of an event as the profile sees them, and whether what lies between is taken out; a
+    gradual event that is not taken out is only divided in its middle. `gap` is the time of one picture."""
+    first, last = event.first, event.last
+    if event.kind == "cut":
+        return first, last, True
+    if profile == "conservative" and event.kind == "fade":
+        narrow = (last - first) // 6
+        return first + narrow, last - narrow, True
+    if profile == "extreme":
+        wide = max(gap, (last - first) // 12)
+        return first - wide, last + wide, True
+    trusted = event.kind == "fade" or event.kind == "dissolve" and event.score >= CONFIDENT
+    return first, last, profile == "aggressive" or profile == "standard" and trusted
+
+
+# --- segments: limits that survive being cut with three decimals -----------------------------------------------------------
 
 def milliseconds(microseconds):
     return microseconds // 1000 / 1000
@@ -586,7 +1319,9 @@ def usual_gap(times):
 
 
 class Timeline:
-    """Turns picture times into limits that survive being cut with three decimals."""
+    """Turns picture times into limits in seconds. ffmpeg keeps the pictures from -ss on for the length -t, both rounded to
+    milliseconds: a start is floored, so that its picture is not lost, and an end lies half a picture before the first
+    one that must not appear."""
 
     def __init__(self, analysis):
         self.times = analysis.times
@@ -597,7 +1332,7 @@ class Timeline:
     def start_at(self, microseconds):
         """The start of a segment whose first picture is the first at or after this time."""
         i = bisect.bisect_left(self.times, microseconds)
-        return milliseconds(self.times[i]) if i < len(self.times) else milliseconds(self.end)
+        return max(0.0, milliseconds(self.times[i] if i < len(self.times) else self.end))
 
     def end_before(self, microseconds):
         """The end of a segment that must not contain the first picture at or after this time."""
@@ -609,37 +1344,35 @@ class Timeline:
 
 
 def build(analysis, options):
-    """The events as reported and the segments to keep, both in seconds."""
-    timeline = Timeline(analysis)
-    times = analysis.times
+    """The events as reported, and the segments to keep as (start, end) in seconds."""
+    timeline, times = Timeline(analysis), analysis.times
     skip = round(options.skip_start_seconds * 1e6)
     profile = options.fade_removal_profile
-    left = round(options.fade_left_padding_seconds * 1e6)
-    right = round(options.fade_right_padding_seconds * 1e6)
-    events, segments = [], []
+    events, limits = [], []
     if not times or skip > times[-1]:
-        return events, segments
-    begin = timeline.start_at(skip) if skip > times[0] else milliseconds(times[0])
-
-    def keep(start, end):
-        if end - start > 0.0005:
-            segments.append((start, end))
-
+        return [], []
     for event in analysis.events:
-        if event.last <= skip or (event.edge and profile != "extreme"):
+        if event.last <= skip or not reported(event, profile):
             continue
-        start, end = timeline.end_before(event.first), timeline.start_at(event.last)
-        start = max(start, options.skip_start_seconds) if event.first < skip else start
+        first, last, taken_out = stretch_of(event, profile, timeline.gap)
+        start, end = max(timeline.end_before(first), options.skip_start_seconds), timeline.start_at(last)
         events.append({"index": len(events) + 1, "type": event.kind, "start": start, "end": end,
                        "duration": round(max(0.0, end - start), 3), "score": round(event.score, 3),
                        "source": event.source})
-        if removable(event, profile):
-            keep(begin, round(start - left / 1e6, 3))
-            begin = timeline.start_at(event.last + right)
+        if event.kind == "cut":
+            limits.append((start, end))
+        elif taken_out:
+            limits.append((round(start - options.fade_left_padding_seconds, 3),
+                           timeline.start_at(last + round(options.fade_right_padding_seconds * 1e6))))
         else:
-            keep(begin, start)
-            begin = end
-    keep(begin, round(timeline.end / 1e6, 3))
+            half = (first + last) // 2
+            limits.append((timeline.end_before(half), timeline.start_at(half)))
+    segments, begin = [], timeline.start_at(max(skip, times[0]))
+    for stop, resume in sorted(limits) + [(round(timeline.end / 1e6, 3), 0.0)]:
+        least = SLIVER if profile == "extreme" else 0.001
+        if round(stop - begin, 3) >= least:
+            segments.append((begin, stop))
+        begin = max(begin, resume)
     return events, segments
 
 
@@ -723,12 +1456,17 @@ def check_file(path):
 
 
 def run(words):
-    options = parse_arguments(words)
+    if words[:1] in (["-h"], ["--help"]):
+        write_out(USAGE)
+        return
+    options = Options(words)
     check_file(options.video)
-    skip = round(min(options.skip_start_seconds, 1e9) * 1e6)
-    analysis = analyse(options.video, skip, Progress(skip))
-    result = document(options, analysis)
+    result = document(options, analysis_of(options))
     text = json.dumps(result, ensure_ascii=False, allow_nan=False) if options.json else readable(result)
+    write_out(text)
+
+
+def write_out(text):
     data = (text + "\n").encode("utf-8", "replace")
     while data:
         data = data[os.write(1, data):]

@@ -1,0 +1,330 @@
+"""Tests of detect_scene_changes.py as it is run: the real script, the real ffmpeg, small clips made for the purpose.
+
+    python3 -m unittest discover -s tests/detector
+"""
+
+import json
+import math
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "detect_scene_changes.py")
+sys.path.insert(0, os.path.dirname(SCRIPT))
+import detect_scene_changes as detector  # noqa: E402
+
+FOLDER = None
+
+
+def setUpModule():
+    global FOLDER
+    FOLDER = tempfile.mkdtemp()
+    os.environ["XDG_CACHE_HOME"] = os.path.join(FOLDER, "cache")
+    if sys.platform == "darwin":
+        os.environ["HOME"] = FOLDER
+
+
+def tearDownModule():
+    shutil.rmtree(FOLDER)
+
+
+def ffmpeg(*words):
+    subprocess.run(["ffmpeg", "-y", "-v", "error", "-nostdin", *words], check=True)
+
+
+SHOTS = ("testsrc2", "mandelbrot", "rgbtestsrc", "smptebars", "yuvtestsrc")
+
+
+def clip(name, plan, rate="25", *more):
+    """A clip of shots joined as `plan` says: (shot's seconds, join to the next); cached by name. Joins: cut, fade (0.5 s to
+    black and back), dissolve and wipe (0.8 s)."""
+    path = os.path.join(FOLDER, name)
+    if os.path.exists(path):
+        return path
+    graph, label, length = [], None, 0.0
+    for n, (seconds, _) in enumerate(plan):
+        before, after = plan[n - 1][1] if n else "", plan[n][1]
+        fades = ",fade=in:d=0.5" if before == "fade" else ""
+        fades += ",fade=out:st=%f:d=0.5" % (seconds - 0.5) if after == "fade" else ""
+        graph.append(f"{SHOTS[n % len(SHOTS)]}=s=320x180:r={rate},trim=duration={seconds},format=yuv420p,setsar=1,"
+                     f"setpts=PTS-STARTPTS{fades},settb=1/90000[s{n}]")
+        if n == 0:
+            label, length = "s0", seconds
+        elif before in ("cut", "fade"):
+            graph.append(f"[{label}][s{n}]concat=n=2:v=1,fps={rate},settb=1/90000[j{n}]")
+            label, length = f"j{n}", length + seconds
+        else:
+            kind = "fade" if before == "dissolve" else "wipeleft"
+            graph.append(f"[{label}][s{n}]xfade={kind}:duration=0.8:offset={length - 0.8},fps={rate},settb=1/90000[j{n}]")
+            label, length = f"j{n}", length + seconds - 0.8
+    ffmpeg("-filter_complex", ";".join(graph), "-map", f"[{label}]", "-c:v", "libx264", "-preset", "ultrafast", *more, path)
+    return path
+
+
+def all_kinds():
+    return clip("kinds.mp4", [(2, "cut"), (2.5, "fade"), (3, "dissolve"), (3, "wipe"), (3, "")])
+
+
+def run(*words, env=None, **more):
+    return subprocess.run([sys.executable, SCRIPT, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          env=env, timeout=60, **more)
+
+
+def result(path, *words, **more):
+    done = run(path, *words, "--json", **more)
+    if done.returncode:
+        raise AssertionError(done.stderr.decode())
+    return json.loads(done.stdout)
+
+
+class Events(unittest.TestCase):
+    def test_all_kinds_are_found_where_they_are(self):
+        found = result(all_kinds())
+        self.assertEqual([e["type"] for e in found["events"]], ["cut", "fade", "dissolve", "wipe"])
+        for event, (start, end) in zip(found["events"], ((2, 2), (4, 5), (6.7, 7.5), (8.9, 9.7))):
+            self.assertAlmostEqual(event["start"], start, delta=0.13)
+            self.assertAlmostEqual(event["end"], end, delta=0.13)
+
+    def test_the_document_keeps_its_shape(self):
+        found = result(all_kinds())
+        self.assertEqual(list(found), ["video", "fps", "duration", "aggressive", "fade_removal_profile", "events", "keep_segments"])
+        self.assertEqual(found["fps"], 25)
+        self.assertAlmostEqual(found["duration"], 11.9, delta=0.1)
+        self.assertIs(found["aggressive"], True)
+        for number, event in enumerate(found["events"], 1):
+            self.assertEqual(list(event), ["index", "type", "start", "end", "duration", "score", "source"])
+            self.assertIs(type(event["index"]), int)
+            self.assertEqual(event["index"], number)
+            self.assertTrue(all(math.isfinite(event[key]) for key in ("start", "end", "duration", "score")))
+        self.assertEqual([s["index"] for s in found["keep_segments"]], [1, 2, 3, 4, 5])
+
+    def test_what_is_no_change_of_scene_is_not_reported(self):
+        traps = {
+            "flash": "lutyuv=y='clip(val+140,16,235)':enable='between(n,40,42)'",
+            "strobe": "lutyuv=y='clip(val*1.8,16,235)':enable='lt(mod(n,8),2)'",
+            "flicker": "eq=brightness='0.1*sin(n*1.9)':eval=frame",
+            "light": "eq=brightness='-0.2*gt(n,40)':eval=frame",
+            "caption": "drawbox=x=40:y=140:w=240:h=30:color=white:t=fill:enable='between(n,30,60)'",
+            "inset": "drawbox=x=200:y=10:w=110:h=70:color=blue:t=fill:enable='between(n,30,60)'",
+            "grain": "noise=alls=40:allf=t",
+        }
+        for name, effect in traps.items():
+            with self.subTest(name):
+                path = os.path.join(FOLDER, name + ".mp4")
+                ffmpeg("-f", "lavfi", "-i", f"mandelbrot=s=320x180:r=25,trim=duration=4,{effect},format=yuv420p",
+                       "-c:v", "libx264", "-preset", "ultrafast", path)
+                self.assertEqual(result(path)["events"], [])
+
+
+class Segments(unittest.TestCase):
+    def test_cut_clips_hold_exactly_their_own_pictures(self):
+        """Every frame rate, with the words of a real job: each clip has the pictures of its shot, and no other."""
+        for rate in ("24000/1001", "25", "30000/1001", "50", "60000/1001", "60"):
+            with self.subTest(rate):
+                path = clip("rate-%s.mp4" % rate.replace("/", "-"), [(1.3, "cut"), (1.1, "cut"), (1.2, "")], rate)
+                pictures = self.pictures(path)
+                found = result(path)
+                self.assertEqual([e["type"] for e in found["events"]], ["cut", "cut"])
+                kept = []
+                for segment in found["keep_segments"]:
+                    out = os.path.join(FOLDER, "out.mp4")
+                    ffmpeg("-ss", "%.3f" % segment["start"], "-i", path, "-t", "%.3f" % (segment["end"] - segment["start"]),
+                           "-strict", "-2", out)
+                    kept.append(len(self.pictures(out)))
+                starts = [round(e["end"] * eval(rate)) for e in found["events"]]
+                self.assertEqual(kept, [starts[0], starts[1] - starts[0], len(pictures) - starts[1]])
+
+    @staticmethod
+    def pictures(path):
+        return subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=pts", "-of",
+                               "csv=p=0", path], stdout=subprocess.PIPE, check=True).stdout.split()
+
+    def test_profiles_keep_ever_less_and_cuts_stay(self):
+        kept, cuts = [], []
+        for profile in detector.PROFILES:
+            found = result(all_kinds(), "--fade-removal-profile", profile)
+            self.assertEqual(found["fade_removal_profile"], profile)
+            self.assertEqual(found["aggressive"], profile in ("aggressive", "extreme"))
+            kept.append(sum(s["end"] - s["start"] for s in found["keep_segments"]))
+            cuts.append([(e["start"], e["end"]) for e in found["events"] if e["type"] == "cut"])
+        self.assertEqual(kept, sorted(kept, reverse=True))
+        self.assertEqual(len(set(kept)), 4)
+        self.assertEqual(cuts, cuts[:1] * 4)
+
+    def test_padding_moves_the_neighbours_of_gradual_events_only(self):
+        plain = result(all_kinds(), "--fade-left-padding-seconds", "0", "--fade-right-padding-seconds", "0")
+        padded = result(all_kinds(), "--fade-left-padding-seconds", "0.2", "--fade-right-padding-seconds", "0.4")
+        self.assertEqual(plain["events"], padded["events"])
+        for before, after in zip(plain["keep_segments"], padded["keep_segments"]):
+            number = before["index"]
+            self.assertAlmostEqual(after["start"] - before["start"], 0 if number < 3 else 0.4, places=2)
+            self.assertAlmostEqual(after["end"] - before["end"], 0 if number in (1, 5) else -0.2, places=2)
+        self.assertEqual(plain["keep_segments"][0]["end"], plain["events"][0]["start"])
+        self.assertEqual(plain["keep_segments"][1]["start"], plain["events"][0]["end"])
+
+    def test_a_segment_eaten_up_by_padding_is_dropped(self):
+        found = result(all_kinds(), "--fade-left-padding-seconds", "2", "--fade-right-padding-seconds", "2")
+        self.assertTrue(all(s["end"] > s["start"] for s in found["keep_segments"]))
+        self.assertLess(len(found["keep_segments"]), 5)
+
+    def test_skip(self):
+        whole, found = result(all_kinds()), result(all_kinds(), "--skip-start-seconds", "3.01")
+        self.assertEqual(found["duration"], whole["duration"])
+        self.assertEqual([e["type"] for e in found["events"]], ["fade", "dissolve", "wipe"])
+        self.assertEqual(found["events"][0]["end"], whole["events"][1]["end"])
+        self.assertEqual(found["keep_segments"][0]["start"], 3.04)
+        found = result(all_kinds(), "--skip-start-seconds", "500")
+        self.assertEqual((found["events"], found["keep_segments"]), ([], []))
+
+    def test_times_count_from_the_start_of_the_container(self):
+        path = os.path.join(FOLDER, "late.ts")
+        ffmpeg("-i", all_kinds(), "-f", "lavfi", "-i", "sine", "-shortest", "-c:v", "copy", "-output_ts_offset", "40", path)
+        late, plain = result(path), result(all_kinds())
+        self.assertEqual([e["type"] for e in late["events"]], [e["type"] for e in plain["events"]])
+        offset = late["events"][0]["end"] - plain["events"][0]["end"]
+        self.assertLess(abs(offset), 0.2)  # the sound may begin a little before the picture
+        for a, b in zip(late["events"], plain["events"]):
+            self.assertAlmostEqual(a["end"] - b["end"], offset, delta=0.03)
+
+
+class Run(unittest.TestCase):
+    def fails(self, *words, **more):
+        done = run(*words, "--json", **more)
+        self.assertNotEqual(done.returncode, 0)
+        self.assertEqual(done.stdout, b"")
+        text = done.stderr.decode("utf-8")
+        self.assertEqual((text.count("\n"), text[-1]), (1, "\n"))
+        self.assertTrue(any("\u4e00" <= c <= "\u9fff" for c in text), text)
+        self.assertNotIn("内部错误", text)
+
+    def test_failures_are_one_chinese_line(self):
+        place = lambda name: os.path.join(FOLDER, name)
+        ffmpeg("-f", "lavfi", "-i", "sine=d=1", place("sound.m4a"))
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=d=1", "-frames:v", "1", place("cover.png"))
+        ffmpeg("-i", place("sound.m4a"), "-i", place("cover.png"), "-map", "0", "-map", "1", "-c", "copy", "-disposition:v",
+               "attached_pic", place("cover.m4a"))
+        open(place("empty.mp4"), "w").close()
+        with open(place("garbage.mp4"), "wb") as file:
+            file.write(bytes(range(256)) * 400)
+        for name in ("missing.mp4", "missing/\n.mp4", "empty.mp4", "garbage.mp4", "sound.m4a", "cover.m4a", "."):
+            for language in ("C", "de_DE.ISO-8859-1"):
+                with self.subTest(name, language=language):
+                    self.fails(place(name), env=dict(os.environ, LC_ALL=language))
+        for words in ((), ("--nonsense",), (place("x"), "--fade-removal-profile", "Standard"), (place("x"), "--skip-start-seconds")):
+            with self.subTest(words):
+                self.fails(*words)
+        with self.subTest("no ffmpeg"):
+            self.fails(all_kinds(), env=dict(os.environ, PATH=place("nowhere"), XDG_CACHE_HOME=place("other")))
+
+    def test_odd_paths(self):
+        source = all_kinds()
+        for name in (b"-x.mp4", b"100%20d.mp4", b"a:b?c#d.mp4", b"new\nline.mp4", "视频.mp4".encode(), b"not-utf8-\xff.mp4"):
+            with self.subTest(name):
+                try:
+                    shutil.copy(source, os.path.join(os.fsencode(FOLDER), name))
+                except OSError:
+                    continue  # this file system takes only UTF-8
+                done = run(name, "--json", cwd=FOLDER, env=dict(os.environ, LC_ALL="C"))
+                self.assertEqual(len(json.loads(done.stdout)["events"]), 4)
+
+    def test_damaged_videos_give_what_can_be_read(self):
+        path = os.path.join(FOLDER, "whole.mkv")
+        ffmpeg("-i", all_kinds(), "-c", "copy", path)
+        with open(path, "rb") as file:
+            data = bytearray(file.read())
+        data[len(data) // 2:len(data) // 2 + 3000] = bytes(3000)
+        damaged = os.path.join(FOLDER, "damaged.mkv")
+        with open(damaged, "wb") as file:
+            file.write(data[:len(data) * 4 // 5])
+        found = result(damaged)
+        self.assertIn("cut", [e["type"] for e in found["events"]])
+        self.assertGreater(len(found["keep_segments"]), 1)
+
+    def test_a_second_look_comes_from_the_cache(self):
+        first = result(all_kinds())
+        no_decoding = dict(os.environ, PATH=os.path.join(FOLDER, "nowhere"))
+        self.assertEqual(result(all_kinds(), env=no_decoding), first)
+        self.assertEqual(result(all_kinds(), "--no-cache"), first)
+        folder = os.path.join(FOLDER, "broken")
+        cached = detector.Cache(all_kinds(), 0).file
+        os.makedirs(folder)
+        with open(cached, "r+b") as file:
+            file.write(b"nonsense")
+        self.assertEqual(result(all_kinds()), first)
+
+    def test_the_cache_is_bounded(self):
+        cache = detector.Cache(all_kinds(), 0)
+        cache.folder = os.path.join(FOLDER, "full")
+        os.makedirs(cache.folder)
+        for n in range(3):
+            name = os.path.join(cache.folder, str(n))
+            with open(name, "wb") as file:
+                file.truncate(100 << 20)
+            os.utime(name, (n, n))
+        cache.prune()
+        self.assertEqual(sorted(os.listdir(cache.folder)), ["1", "2"])
+
+    def test_signals_end_it_and_its_ffmpeg(self):
+        tools = os.path.join(FOLDER, "tools")
+        os.makedirs(tools)
+        fake, started = os.path.join(tools, "ffmpeg"), os.path.join(tools, "started")
+        os.mkfifo(started)
+        with open(fake, "w") as file:
+            file.write("#!/bin/sh\necho $$ > %s\nexec sleep 100\n" % started)
+        os.chmod(fake, 0o755)
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(number):
+                process = subprocess.Popen([sys.executable, SCRIPT, all_kinds(), "--json", "--no-cache"],
+                                           stderr=subprocess.PIPE, env=dict(os.environ, PATH=tools + ":" + os.environ["PATH"]))
+                with open(started) as file:
+                    child = int(file.read())
+                process.send_signal(number)
+                _, errors = process.communicate(timeout=5)
+                self.assertEqual((process.returncode, errors), (-number, b""))
+                with self.assertRaises(ProcessLookupError):
+                    os.kill(child, 0)
+
+    def test_a_flood_of_messages_blocks_nothing(self):
+        tools = os.path.join(FOLDER, "flood")
+        os.makedirs(tools)
+        fake = os.path.join(tools, "ffmpeg")
+        with open(fake, "w") as file:
+            file.write("#!/bin/sh\nhead -c 3000000 /dev/zero >&2\nexec %s \"$@\"\n" % shutil.which("ffmpeg"))
+        os.chmod(fake, 0o755)
+        found = result(all_kinds(), "--no-cache", env=dict(os.environ, PATH=tools + ":" + os.environ["PATH"]))
+        self.assertEqual(len(found["events"]), 4)
+
+    def test_progress_tells_percentage_and_time_left(self):
+        lines, say = [], detector.say
+        detector.say = lines.append
+        try:
+            progress = detector.Progress(20_000_000)
+            progress.show(30_000_000, 60_000_000)  # at once: too early for a line
+            progress.began -= 10
+            progress.shown -= 10
+            progress.show(30_000_000, 60_000_000)
+        finally:
+            detector.say = say
+        self.assertEqual(lines, ["正在分析画面：25.0%，剩余约 00:00:30"])
+
+    def test_standard_streams(self):
+        reader, writer = os.pipe()
+        os.write(writer, b"q")
+        run(all_kinds(), "--json", "--no-cache", stdin=reader)
+        self.assertEqual(os.read(reader, 9), b"q")  # it left standard input alone
+        os.close(reader)
+        os.close(writer)
+        shell = "%s %s %s --json --no-cache" % (sys.executable, SCRIPT, all_kinds())
+        for tail in ("2>&-", "<&-", "| head -c 1"):
+            with self.subTest(tail):
+                done = subprocess.run(shell + " " + tail, shell=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.assertEqual(done.returncode, 0)
+                self.assertNotIn(b"Traceback", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
