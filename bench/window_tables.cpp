@@ -1,0 +1,181 @@
+#include "MainWindowController/EventTableModel.h"
+#include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentTableModel.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QTableView>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int fullSize = 10000;
+constexpr double frameMilliseconds = 16.7;
+
+QList<TransitionEvent> someEvents(int count)
+{
+    QList<TransitionEvent> events;
+    for (int i = 0; i < count; ++i)
+        events.append({i, u"fade"_s, i * 7.25, i * 7.25 + 0.4, 0.4, 0.93, u"luma+content"_s});
+    return events;
+}
+
+QList<EditableSegment> someSegments(int count)
+{
+    QList<EditableSegment> segments;
+    for (int i = 0; i < count; ++i)
+        segments.append({i, true, i * 7.25 + 0.4, i * 7.25 + 7.25, i % 10 == 9});
+    return segments;
+}
+
+double milliseconds(const std::function<void()>& work)
+{
+    QElapsedTimer timer;
+    timer.start();
+    work();
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+}
+
+struct Spread
+{
+    double median;
+    double most; // of 99 in 100
+};
+
+Spread spreadOf(int rounds, const std::function<void(int round)>& prepare, const std::function<void(int round)>& work)
+{
+    std::vector<double> times;
+    for (int round = 0; round < rounds; ++round) {
+        prepare(round);
+        times.push_back(milliseconds([&] { work(round); }));
+    }
+    std::sort(times.begin(), times.end());
+    return {times[times.size() / 2], times[times.size() * 99 / 100]};
+}
+
+void nothing(int /*round*/) {}
+
+/// Does the work and waits until the widget was painted after it.
+class PaintWatch final : public QObject
+{
+public:
+    void untilPainted(QWidget* widget, const std::function<void()>& work)
+    {
+        m_isPainted = false;
+        widget->installEventFilter(this);
+        work();
+        while (!m_isPainted)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        widget->removeEventFilter(this);
+    }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        m_isPainted |= event->type() == QEvent::Paint;
+        return false;
+    }
+
+private:
+    bool m_isPainted = false;
+};
+
+void untilPainted(QWidget* widget, const std::function<void()>& work)
+{
+    PaintWatch().untilPainted(widget, work);
+}
+
+void press(QWidget* widget, int key, const QString& text = QString())
+{
+    QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, text);
+    QCoreApplication::sendEvent(widget, &down);
+    QKeyEvent up(QEvent::KeyRelease, key, Qt::NoModifier, text);
+    QCoreApplication::sendEvent(widget, &up);
+}
+
+void measureShowing(MainWindow& window)
+{
+    const auto show = [&](int count) {
+        const auto events = someEvents(count);
+        const auto segments = someSegments(count);
+        const auto showAll = [&](int) {
+            untilPainted(window.segmentTableView->viewport(), [&] {
+                window.eventTableModel->setEvents(events);
+                window.segmentTableModel->setSegments(segments);
+            });
+        };
+        return spreadOf(15, nothing, showAll).median;
+    };
+    const double half = show(fullSize / 2);
+    const double whole = show(fullSize);
+    std::printf("showing 10,000 events and segments: %.1f ms (at most 200), half of them %.1f ms\n", whole, half);
+}
+
+void measureEditing(MainWindow& window)
+{
+    QTableView* table = window.segmentTableView;
+    QWidget* viewport = table->viewport();
+    const auto goTo = [&](int round, int column) {
+        untilPainted(viewport, [&] { table->setCurrentIndex(window.segmentTableModel->index(round % 12, column)); });
+    };
+    table->setFocus();
+    const Spread time = spreadOf(
+        101,
+        [&](int round) {
+            goTo(round, SegmentTableModel::endColumn);
+            untilPainted(viewport, [&] { press(table, Qt::Key_F2); });
+            qobject_cast<QLineEdit*>(QApplication::focusWidget())->setText(u"9:00:"_s + QString::number(round % 60));
+        },
+        [&](int) {
+            untilPainted(viewport, [&] { press(QApplication::focusWidget(), Qt::Key_Return); });
+            if (QApplication::focusWidget() != table)
+                qFatal("painted before the edit was done");
+        });
+    const Spread check = spreadOf(
+        101, [&](int round) { goTo(round, SegmentTableModel::enabledColumn); },
+        [&](int) { untilPainted(viewport, [&] { press(table, Qt::Key_Space); }); });
+    window.prefixField->setFocus();
+    const Spread letter = spreadOf(101, nothing, [&](int) {
+        untilPainted(window.prefixField, [&] { press(window.prefixField, Qt::Key_A, u"a"_s); });
+    });
+    std::printf("an edit, from key to painted (median, at most %.1f ms): time %.2f ms, check box %.2f ms, "
+                "prefix letter %.2f ms\n",
+                frameMilliseconds, time.median, check.median, letter.median);
+}
+
+void measureScrolling(const char* name, QTableView* table)
+{
+    QScrollBar* bar = table->verticalScrollBar();
+    const int step = bar->maximum() / 400;
+    const Spread frame = spreadOf(400, nothing, [&](int round) {
+        untilPainted(table->viewport(), [&] { bar->setValue(round * step + round % 7 + 1); });
+    });
+    std::printf("scrolling the %s: a frame %.2f ms, 99 of 100 within %.2f ms (at most %.1f)\n", name, frame.median,
+                frame.most, frameMilliseconds);
+}
+
+} // namespace
+
+/// How fluid the main window's tables are with 10,000 rows. What is measured includes the few milliseconds for which Qt
+/// gathers further changes before it paints.
+int main(int argc, char* argv[])
+{
+    const QApplication application(argc, argv);
+    MainWindow window;
+    window.resize(1420, 900);
+    untilPainted(window.segmentTableView->viewport(), [&] { window.show(); });
+    window.activateWindow();
+    measureShowing(window);
+    measureEditing(window);
+    measureScrolling("events", window.eventTableView);
+    measureScrolling("segments", window.segmentTableView);
+    return 0;
+}

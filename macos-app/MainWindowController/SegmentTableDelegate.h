@@ -1,0 +1,43 @@
+#pragma once
+
+#include "MainWindowController/MonospacedDelegate.h"
+
+#include <optional>
+
+class QTableView;
+
+/// Paints the cells of the segment table (check box, time field, tint of manual rows, "✕") and opens a
+/// SegmentTimeField over the one time that is being edited.
+class SegmentTableDelegate final : public MonospacedDelegate
+{
+    Q_OBJECT
+
+public:
+    explicit SegmentTableDelegate(QTableView* table);
+
+    /// The row whose "✕" is shown if it is a manual one.
+    void setHoveredRow(std::optional<int> row);
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    void setEditorData(QWidget* editor, const QModelIndex& index) const override;
+    void setModelData(QWidget* editor, QAbstractItemModel* model, const QModelIndex& index) const override;
+    void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                              const QModelIndex& index) const override;
+    bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
+                     const QModelIndex& index) override;
+
+Q_SIGNALS:
+    /// The user clicked on the "✕" of that manual row.
+    void deleteRequested(int row);
+
+private:
+    void paintEnabledCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+    void paintTimeCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+    void paintDeleteMark(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+
+    QTableView* m_table;
+    std::optional<int> m_hoveredRow;
+    bool m_deletePressed = false;
+    bool m_clickOpensField = false;
+};

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Models/EditableSegment.h"
+
+#include <QAbstractTableModel>
+
+/// The segments that the user edits, one a row, in display order.
+class SegmentTableModel final : public QAbstractTableModel
+{
+    Q_OBJECT
+
+public:
+    enum Column {
+        enabledColumn, ///< CheckStateRole alone
+        startColumn,
+        endColumn,
+        columns
+    };
+    static constexpr int isManualRole = Qt::UserRole; ///< bool, the same in every column
+
+    using QAbstractTableModel::QAbstractTableModel;
+
+    [[nodiscard]] const QList<EditableSegment>& segments() const { return m_segments; }
+    /// Other data: the selection and an open editor are lost.
+    void setSegments(QList<EditableSegment> segments);
+    void appendSegment(const EditableSegment& segment);
+    void removeSegment(int row);
+    void setAllEnabled(bool enabled);
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = QModelIndex()) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    /// CheckStateRole enables or disables the row. EditRole on a time is what committing that typed text is: nothing
+    /// when the text is the one shown, a refusal when it is no time or would turn the segment round.
+    bool setData(const QModelIndex& index, const QVariant& value, int role) override;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+Q_SIGNALS:
+    /// After a change through setData.
+    void segmentsEdited();
+    /// Once for each refused commit. The segment, and a field that edits it, are as they were.
+    void editRefused(const QString& message);
+
+private:
+    bool setEnabled(const QModelIndex& index, bool enabled);
+    bool retime(const QModelIndex& index, const QString& text);
+
+    QList<EditableSegment> m_segments;
+};
