@@ -30,7 +30,8 @@ inline constexpr int terminationGraceMilliseconds = 3000;
 /// the terminal reaches Kestrel alone. Before start().
 void useOwnProcessGroup(QProcess& process);
 
-/// Returns once the child runs; throws ProcessLaunchError with the system's own words otherwise.
+/// Returns once the child runs; throws ProcessLaunchError with the system's own words otherwise. A missing program or
+/// folder costs no fork, so that thousands of launches may fail in a row.
 void startOrThrow(QProcess& process);
 
 /// Sends a signal to a running child, and to its process group when it leads one.

@@ -1,0 +1,103 @@
+#include "AppMain/QuitGuard.h"
+
+#include "MainWindowController/MainWindow.h"
+#include "MainWindowController/MainWindowController.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QPushButton>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isOpenWindow(const QWidget* widget)
+{
+    return widget->isVisible() && widget->windowType() == Qt::Window;
+}
+
+bool isLastWindow(const QWidget* window)
+{
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    return isOpenWindow(window) && std::none_of(widgets.begin(), widgets.end(), [window](const QWidget* other) {
+               return other != window && isOpenWindow(other);
+           });
+}
+
+/// The window to ask in: the one in use, else any that is open.
+QWidget* windowForQuestion()
+{
+    if (QWidget* active = QApplication::activeWindow(); active && isOpenWindow(active))
+        return active;
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    const auto open = std::find_if(widgets.begin(), widgets.end(), isOpenWindow);
+    return open == widgets.end() ? nullptr : *open;
+}
+
+} // namespace
+
+QuitGuard::QuitGuard(MainWindowController& controller)
+    : m_controller(controller)
+{
+    m_signals.onSignal = [this] { stopAndQuit(); };
+    connect(&controller, &MainWindowController::splitEnded, this, &QuitGuard::splitEnded);
+    qApp->installEventFilter(this);
+}
+
+bool QuitGuard::eventFilter(QObject* watched, QEvent* event)
+{
+    if (!wouldQuit(watched, event) || !m_controller.splitIsRunning())
+        return QObject::eventFilter(watched, event);
+    event->ignore();
+    if (!m_isStopping)
+        ask(watched->isWidgetType() ? static_cast<QWidget*>(watched) : windowForQuestion());
+    return true;
+}
+
+/// The menu, the platform and the closing of the last window all end in Qt's quit event; but by then a last window is
+/// gone, so its closing counts already.
+bool QuitGuard::wouldQuit(QObject* watched, const QEvent* event) const
+{
+    if (event->type() == QEvent::Quit)
+        return watched == qApp;
+    return event->type() == QEvent::Close && watched->isWidgetType() && isLastWindow(static_cast<QWidget*>(watched));
+}
+
+void QuitGuard::ask(QWidget* window)
+{
+    if (m_question) {
+        m_question->raise();
+        m_question->activateWindow();
+        return;
+    }
+    m_question = new QMessageBox(QMessageBox::Question, u"Kestrel"_s, u"分解仍在进行"_s, QMessageBox::NoButton, window);
+    m_question->setAttribute(Qt::WA_DeleteOnClose);
+    m_question->setWindowModality(Qt::WindowModal);
+    m_question->setInformativeText(u"还有 %1 个任务没有完成。退出会停止它们，并删除未完成的输出文件。"_s.arg(
+        m_controller.unfinishedJobs()));
+    QPushButton* goOn = m_question->addButton(u"继续分解"_s, QMessageBox::RejectRole);
+    const QPushButton* stop = m_question->addButton(u"停止并退出"_s, QMessageBox::DestructiveRole);
+    m_question->setDefaultButton(goOn);
+    m_question->setEscapeButton(goOn);
+    connect(stop, &QPushButton::clicked, this, &QuitGuard::stopAndQuit);
+    m_question->open();
+}
+
+void QuitGuard::stopAndQuit()
+{
+    m_isStopping = true;
+    if (m_controller.splitIsRunning())
+        m_controller.stopSplit();
+    else
+        QCoreApplication::exit(0);
+}
+
+void QuitGuard::splitEnded()
+{
+    if (m_isStopping)
+        QCoreApplication::exit(0);
+    else if (m_question)
+        m_question->close(); // there is nothing left to stop; the result is to be seen first
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QSocketNotifier>
+
+#include <array>
+#include <functional>
+#include <optional>
+
+/// Hands SIGINT and SIGTERM to the event loop while it lives; afterwards they have their default effect again.
+/// At most one object at a time.
+class TerminationSignals final
+{
+public:
+    TerminationSignals();
+    ~TerminationSignals();
+    Q_DISABLE_COPY_MOVE(TerminationSignals)
+
+    /// Called on the main thread for every signal.
+    std::function<void()> onSignal;
+
+private:
+    void receive();
+
+    std::array<int, 2> m_pipe = {-1, -1};
+    std::optional<QSocketNotifier> m_notifier;
+};

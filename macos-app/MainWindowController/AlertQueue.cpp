@@ -1,0 +1,64 @@
+#include "MainWindowController/AlertQueue.h"
+
+#include <QLabel>
+#include <QMessageBox>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype mostCharacters = 2000;
+constexpr qsizetype mostLines = 24;
+/// The share of the limits that the end of a long message gets. Programs put their conclusion last.
+constexpr qsizetype endShare = 3;
+
+/// The message as far as a screen can hold it: of a longer one the beginning and the end.
+QString fittingScreen(QString text)
+{
+    QStringList lines = text.split(u'\n');
+    if (lines.size() > mostLines) {
+        const qsizetype endLines = mostLines * endShare / 4;
+        lines = lines.first(mostLines - endLines) + QStringList(u"……"_s) + lines.last(endLines);
+        text = lines.join(u'\n');
+    }
+    if (text.size() > mostCharacters) {
+        const qsizetype endCharacters = mostCharacters * endShare / 4;
+        text = text.first(mostCharacters - endCharacters) + u"\n……\n"_s + text.last(endCharacters);
+    }
+    return text;
+}
+
+/// What outside programs print is no markup, whatever it looks like.
+void showAsPlainText(QMessageBox* alert)
+{
+    alert->setTextFormat(Qt::PlainText);
+    if (auto* informativeLabel = alert->findChild<QLabel*>(u"qt_msgbox_informativelabel"_s))
+        informativeLabel->setTextFormat(Qt::PlainText);
+}
+
+} // namespace
+
+void AlertQueue::showError(const QString& message)
+{
+    m_waiting.append(message);
+    openNext();
+}
+
+void AlertQueue::openNext()
+{
+    if (!m_window || !m_window->isVisible())
+        m_waiting.clear();
+    if (m_alert || m_waiting.isEmpty())
+        return;
+    m_alert = new QMessageBox(QMessageBox::Warning, m_window->windowTitle(), u"操作失败"_s, QMessageBox::Ok, m_window);
+    m_alert->setAttribute(Qt::WA_DeleteOnClose);
+    m_alert->setWindowModality(Qt::WindowModal);
+    m_alert->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_alert->setInformativeText(fittingScreen(m_waiting.takeFirst()));
+    showAsPlainText(m_alert);
+    QObject::connect(m_alert, &QMessageBox::finished, m_window, [this] {
+        m_alert = nullptr;
+        openNext();
+    });
+    m_alert->open();
+}

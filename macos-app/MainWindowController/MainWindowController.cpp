@@ -1,0 +1,554 @@
+#include "MainWindowController/MainWindowController.h"
+
+#include "Controls/DroppablePathField.h"
+#include "Controls/HoverAwareTableRowView.h"
+#include "MainWindowController/EventTableModel.h"
+#include "MainWindowController/FileChoosing.h"
+#include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentTableDelegate.h"
+#include "MainWindowController/SegmentTableModel.h"
+#include "Models/InputReading.h"
+#include "Models/JobBuilder.h"
+#include "Models/NumberText.h"
+#include "Models/OutputNaming.h"
+#include "Models/SegmentEditing.h"
+#include "Services/AppRuntimeError.h"
+#include "Services/OutputSafety.h"
+#include "Services/RuntimeResolver.h"
+
+#include <QCheckBox>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSet>
+#include <QSpinBox>
+#include <QTableView>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Leaves a field that already has the text alone: its cursor and its undo history stay.
+void setTextIfDifferent(QLineEdit* field, const QString& text)
+{
+    if (field->text() != text)
+        field->setText(text);
+}
+
+bool isExistingFile(const FileURL& url)
+{
+    const QFileInfo info(url.path());
+    return info.exists() && !info.isDir();
+}
+
+QList<int> rowsWithIndices(const QList<EditableSegment>& segments, const QList<qint64>& indices)
+{
+    const QSet<qint64> wanted(indices.begin(), indices.end());
+    QList<int> rows;
+    for (int row = 0; row < segments.size(); ++row) {
+        if (wanted.contains(segments.at(row).index))
+            rows.append(row);
+    }
+    return rows;
+}
+
+/// Selects exactly these rows, given in ascending order. Neighbours go in together.
+void selectRows(QTableView* table, const QList<int>& rows)
+{
+    QItemSelection selection;
+    for (auto first = rows.begin(); first != rows.end();) {
+        auto last = first;
+        while (last + 1 != rows.end() && *(last + 1) == *last + 1)
+            ++last;
+        selection.select(table->model()->index(*first, 0), table->model()->index(*last, 0));
+        first = last + 1;
+    }
+    table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+} // namespace
+
+MainWindowController::MainWindowController()
+    : m_window(std::make_unique<MainWindow>())
+    , m_alerts(m_window.get())
+{
+    connectInputs();
+    connectFadeStrategies();
+    connectTables();
+    m_detections.onProgress = [this](const QString& line) { showStatus(line); };
+    m_detections.onResult = [this](const auto& request, const auto& result) { showResult(request, result); };
+    m_detections.onEnd = [this] { updateButtons(); };
+    updateNamingPreview();
+    updateButtons();
+}
+
+MainWindowController::~MainWindowController() = default;
+
+void MainWindowController::connectInputs()
+{
+    const auto& window = *m_window;
+    window.videoPathField->onURLDropped = [this](const QString& path) { applyVideoURL(FileURL(path)); };
+    window.outputDirectoryField->onURLDropped = [this](const QString& path) {
+        applyOutputDirectoryURL(FileURL(path), true);
+    };
+    connect(window.videoPathField, &QLineEdit::textEdited, this, &MainWindowController::videoPathEdited);
+    connect(window.outputDirectoryField, &QLineEdit::textEdited, this, &MainWindowController::outputDirectoryEdited);
+    connect(window.prefixField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
+    connect(window.cropField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
+    connect(window.skipStartField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
+    connect(window.concurrencyField, &QLineEdit::textEdited, this, &MainWindowController::concurrencyEdited);
+    connect(window.concurrencyStepper, &QSpinBox::valueChanged, this,
+            [this](int value) { setTextIfDifferent(m_window->concurrencyField, QString::number(value)); });
+
+    connect(window.selectVideoButton, &QAbstractButton::clicked, this, &MainWindowController::selectVideo);
+    connect(window.selectOutputDirectoryButton, &QAbstractButton::clicked, this,
+            &MainWindowController::selectOutputDirectory);
+    connect(window.resetOutputDirectoryButton, &QAbstractButton::clicked, this,
+            &MainWindowController::resetOutputDirectory);
+    connect(window.parseButton, &QAbstractButton::clicked, this, &MainWindowController::parseVideo);
+    connect(window.splitButton, &QAbstractButton::clicked, this, &MainWindowController::splitVideo);
+}
+
+void MainWindowController::connectFadeStrategies()
+{
+    for (const FadeStrategyRow& row : m_window->fadeStrategyRows) {
+        connect(row.button, &QAbstractButton::clicked, this, &MainWindowController::fadeStrategyChosen);
+        connect(row.leftField, &QLineEdit::textEdited, this, &MainWindowController::fadePaddingEdited);
+        connect(row.rightField, &QLineEdit::textEdited, this, &MainWindowController::fadePaddingEdited);
+    }
+}
+
+void MainWindowController::connectTables()
+{
+    const auto& window = *m_window;
+    connect(window.eventTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { highlightRelatedSegments(true); });
+    connect(window.segmentTableModel, &SegmentTableModel::segmentsEdited, this,
+            &MainWindowController::refreshGeneratedJobs);
+    connect(window.segmentTableModel, &SegmentTableModel::editRefused, this, &MainWindowController::showError);
+    connect(window.segmentTableDelegate, &SegmentTableDelegate::deleteRequested, this,
+            &MainWindowController::deleteManualSegmentRow);
+    connect(window.segmentMasterCheckbox, &QAbstractButton::clicked, this,
+            &MainWindowController::setAllSegmentsEnabled);
+    connect(window.addSegmentButton, &QAbstractButton::clicked, this, &MainWindowController::addSegmentRow);
+    window.segmentRowHover->hoverChanged = [this](int row, bool entered) { segmentRowHovered(row, entered); };
+}
+
+// Video and output folder
+
+void MainWindowController::selectVideo()
+{
+    chooseVideo(m_window.get(), [this](const FileURL& url) { applyVideoURL(url); });
+}
+
+void MainWindowController::selectOutputDirectory()
+{
+    chooseFolder(m_window.get(), resolvedOutputDirectoryURL(),
+                 [this](const FileURL& url) { applyOutputDirectoryURL(url, true); });
+}
+
+void MainWindowController::applyVideoURL(const FileURL& url)
+{
+    m_selectedVideoURL = url;
+    m_window->videoPathField->setText(url.path());
+    if (followsVideoDirectory())
+        applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
+    if (m_window->prefixField->text().isEmpty())
+        m_window->prefixField->setText(url.baseName());
+    clearDetectionResults();
+    updateNamingPreview();
+    showStatus(u"视频已准备好，点击“解析”生成结果和脚本。"_s);
+}
+
+void MainWindowController::videoPathEdited()
+{
+    const QString text = m_window->videoPathField->text().trimmed();
+    const FileURL url = FileURL::fromUserPath(text);
+    const bool isUsable = !text.isEmpty() && isExistingFile(url);
+    m_detections.forget();
+    if (!isUsable) {
+        m_selectedVideoURL.reset();
+        clearDetectionResults();
+        updateNamingPreview();
+        showStatus(text.isEmpty() ? u"请输入视频文件路径，或直接拖入视频。"_s
+                                  : u"当前视频路径无效，请检查文件是否存在。"_s);
+        return;
+    }
+    m_selectedVideoURL = url;
+    if (followsVideoDirectory())
+        applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
+    if (m_payload)
+        clearDetectionResults();
+    jobInputEdited();
+    showStatus(u"视频路径已更新，点击“解析”生成结果和脚本。"_s);
+}
+
+void MainWindowController::applyOutputDirectoryURL(const FileURL& url, bool manual)
+{
+    m_outputDirectoryWasChosenManually = manual;
+    m_selectedOutputDirectoryURL = url;
+    m_window->outputDirectoryField->setText(url.path());
+    jobInputEdited();
+}
+
+void MainWindowController::outputDirectoryEdited()
+{
+    const QString text = m_window->outputDirectoryField->text().trimmed();
+    m_outputDirectoryWasChosenManually = !text.isEmpty();
+    m_selectedOutputDirectoryURL.reset();
+    if (!text.isEmpty())
+        m_selectedOutputDirectoryURL = FileURL::fromUserPath(text);
+    jobInputEdited();
+}
+
+void MainWindowController::resetOutputDirectory()
+{
+    m_outputDirectoryWasChosenManually = false;
+    if (m_selectedVideoURL) {
+        applyOutputDirectoryURL(m_selectedVideoURL->deletingLastPathComponent(), false);
+        return;
+    }
+    m_selectedOutputDirectoryURL.reset();
+    m_window->outputDirectoryField->clear();
+    jobInputEdited();
+}
+
+bool MainWindowController::followsVideoDirectory() const
+{
+    return !m_outputDirectoryWasChosenManually || !m_selectedOutputDirectoryURL;
+}
+
+std::optional<FileURL> MainWindowController::resolvedOutputDirectoryURL() const
+{
+    const QString text = m_window->outputDirectoryField->text();
+    if (m_selectedOutputDirectoryURL && text == m_selectedOutputDirectoryURL->path())
+        return m_selectedOutputDirectoryURL; // a chosen folder's name may begin or end with a blank
+    if (!text.trimmed().isEmpty())
+        return FileURL::fromUserPath(text.trimmed());
+    if (m_selectedOutputDirectoryURL)
+        return m_selectedOutputDirectoryURL;
+    if (m_selectedVideoURL)
+        return m_selectedVideoURL->deletingLastPathComponent();
+    return std::nullopt;
+}
+
+void MainWindowController::updateNamingPreview()
+{
+    const FileURL video = m_selectedVideoURL.value_or(FileURL(u"clip.mp4"_s));
+    const QString prefix = sanitizePrefix(m_window->prefixField->text(), video.baseName());
+    const QString name = makeOutputFileName(prefix, 1, video.pathExtension());
+    const auto directory = resolvedOutputDirectoryURL();
+    m_window->namingPreviewLabel->setText(directory ? directory->appendingPathComponent(name).path() : name);
+}
+
+// Detection
+
+void MainWindowController::fadePaddingEdited()
+{
+    if (m_payload)
+        parseVideo();
+}
+
+void MainWindowController::fadeStrategyChosen()
+{
+    if (m_selectedVideoURL && m_payload)
+        parseVideo();
+    else
+        showStatus(u"Fade 删除策略已切换为 "_s + currentFadeRemovalStrategy().displayName() + u"。"_s);
+}
+
+FadeRemovalStrategy MainWindowController::currentFadeRemovalStrategy() const
+{
+    for (const FadeStrategyRow& row : m_window->fadeStrategyRows) {
+        if (row.button->isChecked())
+            return row.strategy;
+    }
+    return FadeRemovalStrategy::defaultValue;
+}
+
+DetectionRequest MainWindowController::currentDetectionRequest() const
+{
+    const FadeRemovalStrategy strategy = currentFadeRemovalStrategy();
+    const FadeStrategyRow& row = m_window->fadeStrategyRows.at(static_cast<std::size_t>(strategy.position()));
+    return {*m_selectedVideoURL, readSkipStartSeconds(m_window->skipStartField->text()), strategy,
+            readFadePadding(row.leftField->text(), row.rightField->text(), strategy)};
+}
+
+std::optional<QString> MainWindowController::validateInputs() const
+{
+    if (auto message = validateSkipStart(m_window->skipStartField->text()))
+        return message;
+    if (auto message = validateCropParameters(m_window->cropField->text()))
+        return message;
+    QList<QString> paddings;
+    for (const FadeStrategyRow& row : m_window->fadeStrategyRows)
+        paddings << row.leftField->text() << row.rightField->text();
+    return validateFadePadding(paddings);
+}
+
+void MainWindowController::parseVideo()
+{
+    if (!m_selectedVideoURL) {
+        showError(u"请先选择视频文件，或直接拖入视频。"_s);
+        return;
+    }
+    if (const auto message = validateInputs()) {
+        showError(*message);
+        return;
+    }
+    const auto directory = resolvedOutputDirectoryURL();
+    if (!directory) {
+        showError(u"无法确定输出目录。"_s);
+        return;
+    }
+    setTextIfDifferent(m_window->outputDirectoryField, directory->path());
+    showStatus(u"解析中，请稍候..."_s);
+    try {
+        m_detections.start(DetectorService(RuntimeResolver::resolve()), currentDetectionRequest());
+    } catch (const std::exception& error) {
+        showStatus(u"解析失败。"_s);
+        showError(errorDescription(error));
+    }
+    updateButtons();
+}
+
+void MainWindowController::showResult(const DetectionRequest& request, const DetectionResult& result)
+{
+    if (const auto* payload = std::get_if<DetectorPayload>(&result)) {
+        showPayload(request, *payload);
+        return;
+    }
+    clearDetectionResults();
+    showStatus(u"解析失败。"_s);
+    try {
+        std::rethrow_exception(std::get<std::exception_ptr>(result));
+    } catch (const std::exception& error) {
+        showError(errorDescription(error));
+    }
+}
+
+void MainWindowController::showPayload(const DetectionRequest& request, const DetectorPayload& payload)
+{
+    const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
+    m_payload = payload;
+    m_hoveredSegmentRow.reset();
+    m_window->eventTableModel->setEvents(payload.events);
+    m_window->segmentTableModel->setSegments(buildEditableSegments(payload));
+    if (!selectedEvents.isEmpty() && selectedEvents.first().row() < payload.events.size())
+        m_window->eventTableView->selectRow(selectedEvents.first().row());
+    refreshGeneratedJobs();
+    showStatus(u"解析完成：%1 个换场，%2 个保留片段，Fade=%3 L=%4s R=%5s。"_s.arg(
+        QString::number(payload.events.size()), QString::number(payload.keepSegments.size()),
+        request.fadeRemovalStrategy.displayName(), formatFixed(request.fadePadding.leftSeconds, 2),
+        formatFixed(request.fadePadding.rightSeconds, 2)));
+}
+
+void MainWindowController::clearDetectionResults()
+{
+    m_detections.forget();
+    m_payload.reset();
+    m_generatedJobs.clear();
+    m_hoveredSegmentRow.reset();
+    m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
+    m_window->eventTableModel->setEvents({});
+    m_window->segmentTableModel->setSegments({});
+    m_window->summaryLabel->setText(resultSummary(m_payload, 0));
+    updateSegmentMasterCheckbox();
+    updateButtons();
+}
+
+// Jobs and segments
+
+/// Something that the names, places or crop of the jobs depend on has changed.
+void MainWindowController::jobInputEdited()
+{
+    if (m_payload || !m_window->segmentTableModel->segments().isEmpty())
+        refreshGeneratedJobs();
+    else
+        updateNamingPreview();
+}
+
+void MainWindowController::refreshGeneratedJobs()
+{
+    SegmentTableModel& model = *m_window->segmentTableModel;
+    if (model.segments().isEmpty() && m_payload)
+        model.setSegments(buildEditableSegments(*m_payload));
+    const auto directory = resolvedOutputDirectoryURL();
+    m_generatedJobs.clear();
+    if (m_selectedVideoURL && directory) {
+        m_generatedJobs = buildJobs(model.segments(), *m_selectedVideoURL, *directory, m_window->prefixField->text(),
+                                    readCropParameters(m_window->cropField->text()));
+        highlightRelatedSegments(false);
+    }
+    m_window->summaryLabel->setText(resultSummary(m_payload, model.segments().size()));
+    updateSegmentMasterCheckbox();
+    updateButtons();
+    updateNamingPreview();
+}
+
+void MainWindowController::setAllSegmentsEnabled()
+{
+    m_window->segmentTableModel->setAllEnabled(m_window->segmentMasterCheckbox->checkState() != Qt::Unchecked);
+    refreshGeneratedJobs();
+}
+
+void MainWindowController::updateSegmentMasterCheckbox()
+{
+    const MasterState state = masterState(m_window->segmentTableModel->segments());
+    m_window->segmentMasterCheckbox->setEnabled(state != MasterState::unavailable);
+    m_window->segmentMasterCheckbox->setCheckState(state == MasterState::on      ? Qt::Checked
+                                                   : state == MasterState::mixed ? Qt::PartiallyChecked
+                                                                                 : Qt::Unchecked);
+}
+
+void MainWindowController::addSegmentRow()
+{
+    SegmentTableModel& model = *m_window->segmentTableModel;
+    model.appendSegment(makeManualSegment(model.segments(), m_payload));
+    refreshGeneratedJobs();
+    const int lastRow = static_cast<int>(model.segments().size()) - 1;
+    m_window->segmentTableView->scrollTo(model.index(lastRow, 0));
+    m_window->segmentTableView->selectRow(lastRow);
+}
+
+void MainWindowController::deleteManualSegmentRow(int row)
+{
+    SegmentTableModel& model = *m_window->segmentTableModel;
+    if (row < 0 || row >= model.segments().size() || !model.segments().at(row).isManual)
+        return;
+    m_hoveredSegmentRow.reset();
+    m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
+    model.removeSegment(row);
+    refreshGeneratedJobs();
+}
+
+void MainWindowController::segmentRowHovered(int row, bool entered)
+{
+    if (entered)
+        m_hoveredSegmentRow = row;
+    else if (m_hoveredSegmentRow == row)
+        m_hoveredSegmentRow.reset();
+    m_window->segmentTableDelegate->setHoveredRow(m_hoveredSegmentRow);
+}
+
+/// Selects exactly the segment rows that belong to the selected event.
+void MainWindowController::highlightRelatedSegments(bool scrollThere)
+{
+    const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
+    QList<int> rows;
+    if (m_payload && !selectedEvents.isEmpty() && selectedEvents.first().row() < m_payload->events.size()) {
+        const TransitionEvent& event = m_payload->events.at(selectedEvents.first().row());
+        rows = rowsWithIndices(m_window->segmentTableModel->segments(),
+                               relatedKeepSegmentIndices(event, m_payload->keepSegments));
+    }
+    selectRows(m_window->segmentTableView, rows);
+    if (scrollThere && !rows.isEmpty())
+        m_window->segmentTableView->scrollTo(m_window->segmentTableModel->index(rows.first(), 0));
+}
+
+// Split
+
+void MainWindowController::concurrencyEdited()
+{
+    std::ignore = currentConcurrency();
+}
+
+int MainWindowController::currentConcurrency()
+{
+    const int concurrency = readConcurrency(m_window->concurrencyField->text());
+    setTextIfDifferent(m_window->concurrencyField, QString::number(concurrency));
+    m_window->concurrencyStepper->setValue(concurrency);
+    return concurrency;
+}
+
+void MainWindowController::splitVideo()
+{
+    if (m_splitCoordinator || m_generatedJobs.isEmpty()) {
+        showError(u"当前没有可执行的 ffmpeg 任务，请先点击“解析”。"_s);
+        return;
+    }
+    if (const auto message = validateInputs()) {
+        showError(*message);
+        return;
+    }
+    try {
+        startSplit();
+    } catch (const std::exception& error) {
+        m_splitCoordinator.reset();
+        updateButtons();
+        showStatus(u"分解启动失败。"_s);
+        showError(errorDescription(error));
+    }
+}
+
+void MainWindowController::startSplit()
+{
+    const RuntimeConfiguration runtime = RuntimeResolver::resolve();
+    const auto directory = resolvedOutputDirectoryURL();
+    if (!directory)
+        throw AppRuntimeError::missingDependency(u"无法确定输出目录。"_s);
+    createOutputDirectory(*directory);
+    refreshGeneratedJobs();
+    requireSourcesAreSafe(m_generatedJobs);
+
+    const auto coordinator = std::make_shared<SplitCoordinator>(m_generatedJobs, currentConcurrency(), runtime);
+    coordinator->delegate = this;
+    m_splitCoordinator = coordinator;
+    updateButtons();
+    showStatus(u"开始分解..."_s);
+    coordinator->start(); // may report its finish before it returns
+}
+
+int MainWindowController::unfinishedJobs() const
+{
+    return m_splitCoordinator ? m_splitCoordinator->unfinishedJobs() : 0;
+}
+
+void MainWindowController::stopSplit()
+{
+    m_isStoppingSplit = true;
+    if (const auto coordinator = m_splitCoordinator)
+        coordinator->stopAll();
+}
+
+void MainWindowController::splitCoordinatorDidStart(int totalJobs, int workerCount)
+{
+    showStatus(u"开始分解：%1 个任务，%2 个并发窗口。"_s.arg(totalJobs).arg(workerCount));
+}
+
+void MainWindowController::splitCoordinatorDidUpdate(int completed, int failed, int total)
+{
+    showStatus(u"分解中：完成 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failed));
+}
+
+void MainWindowController::splitCoordinatorDidFinish(int completed, int failed, int total)
+{
+    m_splitCoordinator.reset();
+    updateButtons();
+    showStatus(u"分解完成：成功 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failed));
+    if (failed > 0 && !m_isStoppingSplit)
+        showError(u"共有 %1 个 ffmpeg 任务失败，请检查子窗口日志。"_s.arg(failed));
+    Q_EMIT splitEnded();
+}
+
+// What the window shows
+
+void MainWindowController::updateButtons()
+{
+    const bool isSplitting = splitIsRunning();
+    const bool isBusy = isSplitting || m_detections.areRunning();
+    m_window->parseButton->setEnabled(!isBusy);
+    m_window->splitButton->setEnabled(!isBusy && !m_generatedJobs.isEmpty());
+    m_window->addSegmentButton->setEnabled(!isSplitting);
+}
+
+void MainWindowController::showStatus(const QString& text)
+{
+    m_window->statusLabel->setText(text);
+}
+
+void MainWindowController::showError(const QString& message)
+{
+    m_alerts.showError(message);
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "FakeTool.h"
+#include "Models/FFmpegJob.h"
+#include "Services/RuntimeConfiguration.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
+#include <sys/stat.h>
+
+/// A shell script in place of ffmpeg, and a folder for what it writes, which goes with the test. In the script
+/// `$output` is the last argument, the file to write.
+class FakeFFmpeg final
+{
+public:
+    explicit FakeFFmpeg(const QByteArray& script)
+        : m_url(writeFakeTool(m_folder.path(), QStringLiteral("ffmpeg"), "for output; do :; done\n" + script + '\n'))
+    {}
+
+    [[nodiscard]] RuntimeConfiguration runtime() const { return {m_url, m_url, m_url}; }
+    [[nodiscard]] FileURL file(const QString& name) const
+    {
+        return FileURL(m_folder.path()).appendingPathComponent(name);
+    }
+    [[nodiscard]] bool exists(const QString& name) const { return QFile::exists(file(name).path()); }
+
+    [[nodiscard]] FFmpegJob job(const QString& outputName) const
+    {
+        return {1, file(QStringLiteral("in.mp4")), file(outputName), 0, 1, std::nullopt};
+    }
+
+    void write(const QString& name, const QByteArray& content) const
+    {
+        QFile written(file(name).path());
+        if (!written.open(QIODevice::WriteOnly) || written.write(content) != content.size())
+            qFatal("cannot write %s", qPrintable(written.fileName()));
+    }
+
+    /// A place where a script waits: `read line < name`.
+    void makeGate(const QString& name) const { ::mkfifo(QFile::encodeName(file(name).path()).constData(), 0600); }
+
+    /// Waits until a script has come to the gate, reads what it had written by then, and lets it through.
+    void openGate(const QString& name) const
+    {
+        QFile gate(file(name).path());
+        if (!gate.open(QIODevice::WriteOnly))
+            qFatal("cannot open the gate %s", qPrintable(gate.fileName()));
+        QCoreApplication::processEvents();
+        gate.write("\n");
+    }
+
+private:
+    QTemporaryDir m_folder;
+    FileURL m_url;
+};

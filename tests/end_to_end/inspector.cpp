@@ -1,0 +1,166 @@
+// A plugin that the unchanged program loads when it is told to: it answers where its controls are and what they show.
+// It only looks; what is done to the program is done with mouse and keyboard.
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QGenericPlugin>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QTableView>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonArray rectangle(const QRect& rect)
+{
+    return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+QRect globalRect(const QWidget* widget, const QRect& rect)
+{
+    return {widget->mapToGlobal(rect.topLeft()), rect.size()};
+}
+
+QString textOf(const QWidget* widget)
+{
+    if (const auto* label = qobject_cast<const QLabel*>(widget))
+        return label->text();
+    if (const auto* field = qobject_cast<const QLineEdit*>(widget))
+        return field->text();
+    if (const auto* button = qobject_cast<const QAbstractButton*>(widget))
+        return button->text();
+    if (const auto* log = qobject_cast<const QPlainTextEdit*>(widget))
+        return log->toPlainText();
+    return QString();
+}
+
+QJsonObject describeCell(const QTableView* table, const QModelIndex& index)
+{
+    QJsonObject cell{{u"text"_s, index.data().toString()},
+                     {u"rect"_s, rectangle(globalRect(table->viewport(), table->visualRect(index)))}};
+    if (const QVariant state = index.data(Qt::CheckStateRole); state.isValid())
+        cell.insert(u"checked"_s, state.toInt());
+    return cell;
+}
+
+QJsonObject describeTable(const QTableView* table)
+{
+    const QAbstractItemModel* model = table->model();
+    QJsonArray rows;
+    QJsonArray selectedRows;
+    for (int row = 0; row < model->rowCount(); ++row) {
+        QJsonArray cells;
+        for (int column = 0; column < model->columnCount(); ++column)
+            cells.append(describeCell(table, model->index(row, column)));
+        rows.append(cells);
+        if (table->selectionModel()->isRowSelected(row))
+            selectedRows.append(row);
+    }
+    return {{u"rows"_s, rows}, {u"selectedRows"_s, selectedRows}};
+}
+
+QJsonArray describeItems(const QWidget* widget)
+{
+    QJsonArray items;
+    for (QAction* action : widget->actions()) {
+        QRect rect;
+        if (const auto* bar = qobject_cast<const QMenuBar*>(widget))
+            rect = globalRect(bar, bar->actionGeometry(action));
+        else if (const auto* menu = qobject_cast<const QMenu*>(widget))
+            rect = globalRect(menu, menu->actionGeometry(action));
+        items.append(QJsonObject{{u"text"_s, action->text()},
+                                 {u"shortcut"_s, action->shortcut().toString()},
+                                 {u"rect"_s, rectangle(rect)}});
+    }
+    return items;
+}
+
+QJsonObject describeWidget(const QWidget* widget)
+{
+    QJsonObject description{{u"name"_s, widget->objectName()},
+                            {u"class"_s, QString::fromLatin1(widget->metaObject()->className())},
+                            {u"rect"_s, rectangle(globalRect(widget, widget->rect()))},
+                            {u"text"_s, textOf(widget)},
+                            {u"enabled"_s, widget->isEnabled()},
+                            {u"focus"_s, widget->hasFocus()}};
+    if (const auto* box = qobject_cast<const QCheckBox*>(widget))
+        description.insert(u"checked"_s, box->checkState());
+    else if (const auto* button = qobject_cast<const QAbstractButton*>(widget))
+        description.insert(u"checked"_s, button->isChecked());
+    if (const auto* table = qobject_cast<const QTableView*>(widget))
+        description.insert(u"table"_s, describeTable(table));
+    if (qobject_cast<const QMenuBar*>(widget) || qobject_cast<const QMenu*>(widget))
+        description.insert(u"items"_s, describeItems(widget));
+    return description;
+}
+
+QJsonObject describeWindow(const QWidget* window)
+{
+    QJsonArray widgets{describeWidget(window)};
+    for (const QWidget* widget : window->findChildren<QWidget*>()) {
+        if (widget->isVisible() && widget->window() == window)
+            widgets.append(describeWidget(widget));
+    }
+    QJsonObject description{{u"title"_s, window->windowTitle()},
+                            {u"id"_s, static_cast<qint64>(window->winId())},
+                            {u"active"_s, window->isActiveWindow()},
+                            {u"frame"_s, rectangle(window->frameGeometry())},
+                            {u"widgets"_s, widgets}};
+    if (const auto* alert = qobject_cast<const QMessageBox*>(window)) {
+        description.insert(u"alert"_s, alert->text());
+        description.insert(u"detail"_s, alert->informativeText());
+    }
+    return description;
+}
+
+QByteArray describeWindows()
+{
+    QJsonArray windows;
+    for (const QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->isVisible())
+            windows.append(describeWindow(window));
+    }
+    return QJsonDocument(windows).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// Answers every line that it is sent with one line that describes all open windows.
+class Inspector final : public QLocalServer
+{
+public:
+    explicit Inspector(const QString& socketPath)
+    {
+        connect(this, &QLocalServer::newConnection, this, [this] {
+            QLocalSocket* client = nextPendingConnection();
+            connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
+            connect(client, &QLocalSocket::readyRead, client, [client] {
+                for (; client->canReadLine(); client->readLine())
+                    client->write(describeWindows());
+            });
+        });
+        listen(socketPath);
+    }
+};
+
+} // namespace
+
+class InspectorPlugin final : public QGenericPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "inspector.json")
+public:
+    /// `specification` is the path of the socket on which questions are answered.
+    QObject* create(const QString&, const QString& specification) override { return new Inspector(specification); }
+};
+
+#include "inspector.moc"

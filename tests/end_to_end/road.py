@@ -1,0 +1,124 @@
+"""The whole way of a video through the window: in by drag and drop, out as clips."""
+
+import hashlib
+import pathlib
+import tempfile
+
+from kestrel_at_screen import (Kestrel, descendants, expect, expect_equal, make_video, probe, run_tests, wait_until)
+
+SCENE_SECONDS = 3
+FRAME = 1 / 25
+
+
+def checksum(path):
+    return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+def seconds(text):
+    hours, minutes, rest = text.split(":")
+    return int(hours) * 3600 + int(minutes) * 60 + float(rest)
+
+
+def from_drop_to_clips(desktop, build_folder):
+    with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
+        video = pathlib.Path(folder) / "长 片.mp4"
+        clips = pathlib.Path(folder) / "clips"
+        clips.mkdir()
+        make_video(video, [SCENE_SECONDS] * 4)
+        source = checksum(video)
+        kestrel.fill_screen()
+        expect(not kestrel.find("splitButton")["enabled"], "nothing to split at the start")
+
+        kestrel.drop([video], "videoPathField")
+        kestrel.wait_for_text("statusLabel", "视频已准备好，点击“解析”生成结果和脚本。")
+        expect_equal(kestrel.text("videoPathField"), str(video), "the video field")
+        expect_equal(kestrel.text("outputDirectoryField"), folder, "the output folder follows the video")
+        expect_equal(kestrel.text("prefixField"), "长 片", "the prefix follows the video")
+
+        kestrel.click("parseButton")
+        status = kestrel.wait_for_text("statusLabel", "解析完成")
+        expect(status.startswith("解析完成：3 个换场，4 个保留片段，Fade=激进 L=0.12s R=0.24s。"), status)
+        expect_equal(kestrel.text("summaryLabel"), "换场 3 个，保留片段 4 个", "the summary")
+        times = [(seconds(row[1]), seconds(row[2])) for row in kestrel.rows("segmentTableView")]
+        for number, (start, end) in enumerate(times):
+            expect(abs(start - SCENE_SECONDS * number) < 0.5 and abs(end - SCENE_SECONDS * (number + 1)) < 0.5,
+                   f"segment {number} lies at its scene: {start} to {end}")
+
+        kestrel.click_cell("eventTableView", 1, 1)
+        wait_until(lambda: kestrel.selected_rows("segmentTableView") == [1, 2], "the event's neighbours selected")
+
+        kestrel.retime(0, 2, "00:00:01.500")
+        wait_until(lambda: kestrel.rows("segmentTableView")[0][2] == "00:00:01.500", "the new end time")
+        kestrel.click_cell("segmentTableView", 1, 0)
+        wait_until(lambda: kestrel.cell("segmentTableView", 1, 0)["checked"] == 0, "the second segment disabled")
+        expect_equal(kestrel.find("segmentMasterCheckbox")["checked"], 1, "the master box is mixed")
+        kestrel.click("addSegmentButton")
+        wait_until(lambda: len(kestrel.rows("segmentTableView")) == 5, "the manual row")
+        expect_equal(kestrel.selected_rows("segmentTableView"), [4], "the manual row is selected alone")
+        kestrel.retime(4, 1, "0:0:10")
+        kestrel.retime(4, 2, "0:0:11")
+        wait_until(lambda: kestrel.rows("segmentTableView")[4][1:] == ["00:00:10.000", "00:00:11.000"],
+                   "the manual row's times")
+
+        kestrel.fill("prefixField", "holiday")
+        kestrel.fill("cropField", "160:120:8:4")
+        kestrel.drop([clips], "outputDirectoryField")
+        wait_until(lambda: kestrel.text("namingPreviewLabel") == str(clips / "holiday-01.mp4"), "the naming preview")
+
+        kestrel.click("splitButton")
+        kestrel.wait_for_text("statusLabel", "分解完成：成功 4 / 4，失败 0。")
+        titles = {window["title"] for window in kestrel.windows()}
+        expect(titles >= {f"分解任务 {number}/3" for number in (1, 2, 3)}, f"three worker windows: {titles}")
+        logs = "".join(kestrel.text("textView", window=f"分解任务 {number}/3") for number in (1, 2, 3))
+        expect_equal((logs.count(">>> ffmpeg "), logs.count("\n>>> 完成\n")), (4, 4), "commands and ends in the logs")
+        expect(kestrel.find("parseButton")["enabled"] and kestrel.find("splitButton")["enabled"], "ready for more")
+
+        expect_equal(sorted(path.name for path in clips.iterdir()), [f"holiday-0{n}.mp4" for n in (1, 2, 3, 4)],
+                     "the files")
+        lengths = [1.5 - times[0][0], times[2][1] - times[2][0], times[3][1] - times[3][0], 1]
+        for number, length in enumerate(lengths, 1):
+            width, height, duration = probe(clips / f"holiday-0{number}.mp4")
+            expect_equal((width, height), (160, 120), f"the size of clip {number}")
+            expect(abs(duration - length) <= 2 * FRAME, f"clip {number} lasts {duration} s instead of {length} s")
+        expect_equal(checksum(video), source, "the source")
+
+        children = descendants(kestrel.process.pid)
+        expect(not children, f"no process is left: {children}")
+
+
+def errors_and_typing(desktop, build_folder):
+    with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
+        video = pathlib.Path(folder) / "clip.mp4"
+        make_video(video, [1, 1])
+        source = checksum(video)
+        kestrel.fill_screen()
+
+        kestrel.click("parseButton")
+        title, detail, _ = wait_until(kestrel.alert, "the alert")
+        expect_equal((title, detail), ("操作失败", "请先选择视频文件，或直接拖入视频。"), "the alert")
+        desktop.press("Escape")
+        wait_until(lambda: not kestrel.alert(), "the alert's end")
+
+        kestrel.fill("videoPathField", str(video))
+        expect_equal(kestrel.text("statusLabel"), "视频路径已更新，点击“解析”生成结果和脚本。", "the status")
+        kestrel.click("prefixField")
+        desktop.press("a", "b", "ctrl+z")
+        wait_until(lambda: kestrel.text("prefixField") == "", "undo in the focused field")
+        desktop.press("ctrl+shift+z")
+        wait_until(lambda: kestrel.text("prefixField") == "ab", "redo in the focused field")
+
+        # A manual row, cut onto the source itself: refused.
+        (pathlib.Path(folder) / "ab-01.mp4").hardlink_to(video)
+        kestrel.click("addSegmentButton")
+        wait_until(lambda: kestrel.text("summaryLabel") == "手动片段 1 个", "the summary without a parse")
+        kestrel.click("splitButton")
+        _, detail, _ = wait_until(kestrel.alert, "the alert")
+        expect_equal(detail, "输出文件会覆盖源视频，请更换输出目录或前缀。", "the alert")
+        desktop.press("Return")
+        wait_until(lambda: not kestrel.alert(), "the alert's end")
+        expect_equal(kestrel.text("statusLabel"), "分解启动失败。", "the status")
+        expect_equal(checksum(video), source, "the source")
+
+
+if __name__ == "__main__":
+    run_tests([from_drop_to_clips, errors_and_typing])

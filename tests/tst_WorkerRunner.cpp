@@ -1,0 +1,228 @@
+#include "FakeFFmpeg.h"
+#include "Services/ProcessLaunching.h"
+#include "SplitCoordinator/WorkerRunner.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A runner under watch: its log, and every completion that it reports.
+struct Lane
+{
+    explicit Lane(const RuntimeConfiguration& runtime)
+        : runner(std::make_unique<WorkerRunner>(1, 1, runtime))
+    {
+        runner->onCompletion = [this](bool success) { completions << success; };
+    }
+
+    [[nodiscard]] QString status() const
+    {
+        return runner->windowController().window()->findChild<QLabel*>(u"statusLabel"_s)->text();
+    }
+    [[nodiscard]] QString log() const
+    {
+        return runner->windowController().window()->findChild<QPlainTextEdit*>(u"textView"_s)->toPlainText();
+    }
+
+    std::unique_ptr<WorkerRunner> runner;
+    QList<bool> completions;
+};
+
+} // namespace
+
+class WorkerRunnerTest final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void logsAndJudgesOneJob_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<bool>("success");
+
+        const QByteArray pause = "read line < gate; "; // until the first piece has been read
+        QTest::newRow("standard error alone") << QByteArray("echo progress=end >&2") << u"progress=end\n"_s << true;
+        QTest::newRow("both streams in their order")
+            << QByteArray("echo 1; echo 2 >&2; echo 3; echo 4 >&2") << u"1\n2\n3\n4\n"_s << true;
+        QTest::newRow("status 0 after errors") << QByteArray("echo Error >&2; exit 0") << u"Error\n"_s << true;
+        QTest::newRow("failing status") << QByteArray("echo a; exit 3") << u"a\n"_s << false;
+        QTest::newRow("terminated") << QByteArray("echo a; kill -TERM $$") << u"a\n"_s << false;
+        QTest::newRow("killed") << QByteArray("echo a; kill -KILL $$") << u"a\n"_s << false;
+        QTest::newRow("no final line break") << QByteArray("printf 'a\\nb'") << u"a\nb"_s << true;
+        QTest::newRow("silent") << QByteArray(":") << QString() << true;
+        QTest::newRow("more than the pipe holds")
+            << QByteArray("head -c 300000 /dev/zero | tr '\\0' x") << QString(300000, u'x') << true;
+        QTest::newRow("an invalid read is lost, the next one is not")
+            << QByteArray("printf 'a\\377b'; " + pause + "printf c") << u"c"_s << true;
+        QTest::newRow("a character cut between two reads is lost with both")
+            << QByteArray("printf 'a\\344\\270'; " + pause + "printf '\\255b'; " + pause + "printf c") << u"c"_s
+            << true;
+    }
+
+    void logsAndJudgesOneJob()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, output);
+        QFETCH(bool, success);
+        const FakeFFmpeg tool(script);
+        tool.makeGate(u"gate"_s);
+        Lane lane(tool.runtime());
+        const FFmpegJob job = tool.job(u"out.mp4"_s);
+        lane.runner->run(job, 1, 1);
+        QCOMPARE(lane.status(), u"等待任务"_s); // the event loop has not run yet
+        for (qsizetype pauses = script.count("gate"); pauses > 0; --pauses)
+            tool.openGate(u"gate"_s);
+        QTRY_COMPARE(lane.completions, QList<bool>{success});
+        const QString command = u">>> "_s + job.commandPreview() + u'\n';
+        QCOMPARE(lane.log(), command + output + (success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s));
+        QCOMPARE(lane.status(), success ? u"完成"_s : u"失败"_s);
+    }
+
+    void givesTheChildItsSurroundings()
+    {
+        const FakeFFmpeg tool("pwd -P; cat; echo \"$PATH\"; printf '%s|' \"$@\"");
+        Lane lane(tool.runtime());
+        const FFmpegJob job = tool.job(u" $HOME 'a\" 中\n.mp4"_s);
+        lane.runner->run(job, 1, 1);
+        QTRY_COMPARE(lane.completions, QList<bool>{true});
+        const QString expected = QFileInfo(tool.file({}).path()).canonicalFilePath() + u'\n' +
+                                 tool.runtime().subprocessEnvironment().value(u"PATH"_s) + u'\n' +
+                                 job.executionArguments().join(u'|') + u"|\n>>> 完成\n"_s;
+        QVERIFY2(lane.log().endsWith(expected), qUtf8Printable(lane.log()));
+    }
+
+    void runsTheNextJobFromTheCompletion()
+    {
+        const FakeFFmpeg tool("echo \"to $output\"");
+        Lane lane(tool.runtime());
+        QString statusBetween;
+        lane.runner->onCompletion = [&](bool success) {
+            lane.completions << success;
+            if (lane.completions.size() == 1) {
+                lane.runner->run(tool.job(u"b"_s), 2, 2);
+                statusBetween = lane.status();
+            }
+        };
+        lane.runner->run(tool.job(u"a"_s), 1, 2);
+        QTRY_COMPARE(lane.completions.size(), 2);
+        QCOMPARE(statusBetween, u"完成"_s);
+        const QString log = lane.log();
+        const QStringList order = {u"a\n"_s, u"to "_s + tool.file(u"a"_s).path(), u"完成"_s,
+                                   u"b\n"_s, u"to "_s + tool.file(u"b"_s).path(), u"完成"_s};
+        qsizetype place = 0;
+        for (const QString& piece : order) {
+            place = log.indexOf(piece, place);
+            QVERIFY2(place >= 0, qUtf8Printable(piece + u" in "_s + log));
+        }
+    }
+
+    void failedLaunchLeavesNoTrace_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QFile::Permissions>("permissions");
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<int>("systemError");
+
+        const QFile::Permissions executable = QFile::ReadOwner | QFile::ExeOwner;
+        QTest::newRow("not executable") << QByteArray() << QFile::Permissions(QFile::ReadOwner) << u"out"_s << EACCES;
+        QTest::newRow("a missing folder") << QByteArray() << executable << u"missing/out"_s << ENOENT;
+        QTest::newRow("a file as folder") << QByteArray() << executable << u"ffmpeg/out"_s << ENOTDIR;
+        QTest::newRow("a missing interpreter, seen by exec alone")
+            << QByteArray("#!/missing/shell\n") << executable << u"out"_s << ENOENT;
+        QTest::newRow("no program at all, seen by exec alone")
+            << QByteArray("text") << executable << u"out"_s << ENOEXEC;
+    }
+
+    void failedLaunchLeavesNoTrace()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QFile::Permissions, permissions);
+        QFETCH(QString, output);
+        QFETCH(int, systemError);
+        const FakeFFmpeg tool("");
+        if (!script.isEmpty())
+            tool.write(u"ffmpeg"_s, script);
+        QFile::setPermissions(tool.file(u"ffmpeg"_s).path(), permissions);
+
+        Lane lane(tool.runtime());
+        try {
+            lane.runner->run(tool.job(output), 1, 1);
+            QFAIL("the launch did not fail");
+        } catch (const ProcessLaunchError& error) {
+            QVERIFY2(error.message().endsWith(u": "_s + qt_error_string(systemError)), error.what());
+        }
+        QCoreApplication::processEvents();
+        QCOMPARE(lane.status(), u"等待任务"_s);
+        QCOMPARE(lane.log(), QString());
+        QVERIFY(lane.completions.isEmpty());
+
+        lane.runner->stop();
+    }
+
+    void stoppingRemovesOnlyWhatTheJobWrote_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<bool>("existedBefore");
+        QTest::addColumn<bool>("staysAfterwards");
+
+        const QByteArray waiting = "read line < gate & echo ready; wait";
+        QTest::newRow("a new file goes") << QByteArray("echo part > \"$output\"; " + waiting) << false << false;
+        QTest::newRow("an overwritten file goes") << QByteArray("echo part > \"$output\"; " + waiting) << true << false;
+        QTest::newRow("a file that was not touched yet stays") << waiting << true << true;
+        QTest::newRow("nothing written, nothing removed") << waiting << false << false;
+        QTest::newRow("ffmpeg that ends with a status of its own")
+            << QByteArray("trap 'exit 255' TERM; echo part > \"$output\"; " + waiting) << false << false;
+        QTest::newRow("ffmpeg that had just succeeded")
+            << QByteArray("trap 'exit 0' TERM; echo whole > \"$output\"; " + waiting) << false << true;
+        QTest::newRow("ffmpeg that ignores the request")
+            << QByteArray("trap '' TERM; echo part > \"$output\"; " + waiting) << false << false;
+    }
+
+    void stoppingRemovesOnlyWhatTheJobWrote()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(bool, existedBefore);
+        QFETCH(bool, staysAfterwards);
+        const FakeFFmpeg tool(script);
+        tool.makeGate(u"gate"_s);
+        if (existedBefore)
+            tool.write(u"out.mp4"_s, "before");
+        tool.write(u"neighbour.mp4"_s, "before");
+        Lane lane(tool.runtime());
+        bool existedAtTheEnd = false;
+        lane.runner->onCompletion = [&](bool success) {
+            lane.completions << success;
+            existedAtTheEnd = tool.exists(u"out.mp4"_s);
+        };
+        lane.runner->run(tool.job(u"out.mp4"_s), 1, 1);
+        QTRY_VERIFY(lane.log().contains(u"ready"_s));
+        lane.runner->stop();
+        lane.runner->stop();
+        QTRY_COMPARE(lane.completions.size(), 1);
+        QCOMPARE(lane.completions.first(), script.contains("exit 0"));
+        QCOMPARE(existedAtTheEnd, staysAfterwards);
+        QVERIFY(tool.exists(u"neighbour.mp4"_s));
+    }
+
+    void jobOutlivesItsRunner()
+    {
+        const FakeFFmpeg tool("echo ready; read line < gate; yes | head -c 300000; echo whole > \"$output\"");
+        tool.makeGate(u"gate"_s);
+        Lane lane(tool.runtime());
+        lane.runner->run(tool.job(u"out.mp4"_s), 1, 1);
+        QTRY_VERIFY(lane.log().contains(u"ready"_s));
+        lane.runner.reset();
+        tool.openGate(u"gate"_s);
+        QTRY_VERIFY(tool.exists(u"out.mp4"_s)); // nobody shows the output, but somebody reads it
+        QTRY_VERIFY(QCoreApplication::instance()->findChildren<QProcess*>().isEmpty());
+        QVERIFY(lane.completions.isEmpty());
+    }
+};
+
+QTEST_MAIN(WorkerRunnerTest)
+#include "tst_WorkerRunner.moc"

@@ -1,0 +1,156 @@
+#include "WorkerWindowController/WorkerWindowController.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QLabel* label(const WorkerWindowController& controller, const QString& name)
+{
+    return controller.window()->findChild<QLabel*>(name);
+}
+
+QPlainTextEdit* logOf(const WorkerWindowController& controller)
+{
+    return controller.window()->findChild<QPlainTextEdit*>(u"textView"_s);
+}
+
+} // namespace
+
+class WorkerWindowTest final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void opensWithItsFixedShape()
+    {
+        WorkerWindowController second(2, 3);
+        WorkerWindowController third(3, 3);
+        QVERIFY(!second.window()->isVisible());
+        QCOMPARE(label(second, u"statusLabel"_s)->text(), u"等待任务"_s);
+        second.prepareForDisplay();
+        third.prepareForDisplay();
+        QCOMPARE(second.window()->windowTitle(), u"分解任务 2/3"_s);
+        QCOMPARE(second.window()->size(), QSize(760, 420));
+        QCOMPARE(second.window()->pos(), third.window()->pos());
+        QCOMPARE(label(second, u"statusLabel"_s)->pos(), QPoint(16, 16));
+        QCOMPARE(logOf(second)->geometry().bottomRight(), QPoint(760 - 16 - 1, 420 - 16 - 1));
+    }
+
+    void saysWhatTheWorkerDoes()
+    {
+        WorkerWindowController controller(1, 1);
+        const auto shows = [&](const QString& status, const QString& detail) {
+            return label(controller, u"statusLabel"_s)->text() == status &&
+                   label(controller, u"detailLabel"_s)->text() == detail;
+        };
+        controller.setIdle();
+        QVERIFY(shows(u"空闲"_s, u"等待分配任务"_s));
+        const FFmpegJob job{2, FileURL(u"/in.mp4"_s), FileURL(u"/out/%1-02.mp4"_s), 0, 1, std::nullopt};
+        controller.setRunning(job, 2, 5);
+        QVERIFY(shows(u"运行中"_s, u"第 2/5 段 -> %1-02.mp4"_s));
+        QCOMPARE(logOf(controller)->toPlainText(),
+                 u">>> ffmpeg -y -hide_banner -ss 0 -i /in.mp4 -t 1 -strict -2 \"/out/%1-02.mp4\"\n"_s);
+        controller.setFinished(true, u"a"_s);
+        QVERIFY(shows(u"完成"_s, u"a"_s));
+        controller.setFinished(false, u"<b>"_s);
+        QVERIFY(shows(u"失败"_s, u"<b>"_s));
+    }
+
+    void logKeepsTheTextAsItCame_data()
+    {
+        QTest::addColumn<QStringList>("pieces");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("no line break is added")
+            << QStringList{u"frame="_s, u" 1\nfps="_s, u"2"_s} << u"frame= 1\nfps=2"_s;
+        QTest::newRow("empty lines stay") << QStringList{u"a\n\n"_s, u"\nb\n"_s} << u"a\n\n\nb\n"_s;
+        QTest::newRow("markup is text") << QStringList{u"<b>&amp;</b>"_s} << u"<b>&amp;</b>"_s;
+        QTest::newRow("a carriage return starts a line")
+            << QStringList{u"frame=1\rframe=2\r"_s} << u"frame=1\nframe=2\n"_s;
+    }
+
+    void logKeepsTheTextAsItCame()
+    {
+        QFETCH(QStringList, pieces);
+        WorkerWindowController controller(1, 1);
+        for (const QString& piece : pieces)
+            controller.appendLog(piece);
+        QTEST(logOf(controller)->toPlainText(), "text");
+    }
+
+    void appendingLeavesTheSelectionAlone_data()
+    {
+        QTest::addColumn<bool>("all");
+        QTest::newRow("a word") << false;
+        QTest::newRow("everything, up to the end") << true;
+    }
+
+    void appendingLeavesTheSelectionAlone()
+    {
+        QFETCH(bool, all);
+        WorkerWindowController controller(1, 1);
+        controller.prepareForDisplay();
+        QPlainTextEdit* log = logOf(controller);
+        for (int line = 0; line < 200; ++line)
+            controller.appendLog(u"a line\n"_s);
+        if (all)
+            QTest::keyClick(log, Qt::Key_A, Qt::ControlModifier);
+        else
+            QTest::mouseDClick(log->viewport(), Qt::LeftButton, {}, QPoint(20, 50));
+        const QString selected = log->textCursor().selectedText();
+        QVERIFY(!selected.isEmpty());
+
+        log->verticalScrollBar()->setValue(0);
+        controller.appendLog({});
+        QCOMPARE(log->verticalScrollBar()->value(), 0);
+        controller.appendLog(u"one more"_s);
+        QCOMPARE(log->textCursor().selectedText(), selected);
+        QCOMPARE(log->verticalScrollBar()->value(), log->verticalScrollBar()->maximum());
+    }
+
+    void longLinesAndNamesNeitherScrollNorWiden()
+    {
+        WorkerWindowController controller(1, 1);
+        controller.prepareForDisplay();
+        controller.setIdle(QString(2000, u'长'));
+        controller.appendLog(QString(20000, u'x'));
+        QCoreApplication::processEvents();
+        QCOMPARE(controller.window()->size(), QSize(760, 420));
+        QVERIFY(!logOf(controller)->horizontalScrollBar()->isVisible());
+        QVERIFY(logOf(controller)->verticalScrollBar()->maximum() > 0); // the line wraps
+    }
+
+    void openWindowOutlivesItsController()
+    {
+        auto controller = std::make_unique<WorkerWindowController>(1, 1);
+        controller->prepareForDisplay();
+        const QPointer<QWidget> window = controller->window();
+        controller.reset();
+        QVERIFY(window && window->isVisible());
+        window->close();
+        QTRY_VERIFY(!window);
+    }
+
+    void windowClosedByHandGoesWithItsController()
+    {
+        auto controller = std::make_unique<WorkerWindowController>(1, 1);
+        controller->prepareForDisplay();
+        const QPointer<QWidget> window = controller->window();
+        window->close();
+        QCoreApplication::processEvents();
+        controller->appendLog(u"the job goes on\n"_s);
+        QVERIFY(window && !window->isVisible());
+        controller.reset();
+        QVERIFY(!window);
+    }
+};
+
+QTEST_MAIN(WorkerWindowTest)
+#include "tst_WorkerWindow.moc"
