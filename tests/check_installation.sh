@@ -13,6 +13,7 @@ prefix=$scratch/prefix
 "$3" "$scratch/样片 1.mp4"
 
 cd "$scratch"
+export XDG_CACHE_HOME=$scratch/cache
 unset DISPLAY WAYLAND_DISPLAY QT_QPA_PLATFORM
 kestrel=$prefix/bin/kestrel
 [ -x "$kestrel" ] || kestrel=$prefix/Kestrel.app/Contents/MacOS/Kestrel
