@@ -9,6 +9,9 @@
 
 #include <sys/stat.h>
 
+/// Milliseconds to wait for what must happen, however busy the machine is.
+inline constexpr int patience = 120'000;
+
 /// A shell script in place of ffmpeg, and a folder for what it writes, which goes with the test. In the script
 /// `$output` is the last argument, the file to write.
 class FakeFFmpeg final

@@ -113,7 +113,7 @@ private Q_SLOTS:
         m_coordinator.reset();
         for (QWidget* window : workerWindows())
             window->close();
-        QTRY_VERIFY(workerWindows().isEmpty() && qApp->findChildren<QProcess*>().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(workerWindows().isEmpty() && qApp->findChildren<QProcess*>().isEmpty(), patience);
     }
 
     void cutsARealVideo_data()
@@ -147,7 +147,7 @@ private Q_SLOTS:
         start(jobs, 3, {ffmpeg, ffmpeg, ffmpeg});
 
         QCOMPARE(m_coordinator->unfinishedJobs(), 5);
-        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), 60'000);
+        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), patience);
         QCOMPARE(m_reports.lines, QStringList({u"start 5 3"_s, u"update 1 0 5"_s, u"update 2 0 5"_s, u"update 3 0 5"_s,
                                                u"update 4 0 5"_s, u"update 5 0 5"_s, u"finish 5 0 5"_s}));
         QCOMPARE(workerWindows().size(), 3);
@@ -180,7 +180,7 @@ private Q_SLOTS:
         };
         for (const auto& number : {u"2"_s, u"1"_s, u"4"_s, u"5"_s, u"3"_s}) {
             const qsizetype expected = updatesAfter(number) + (number == u"3" ? 1 : 0);
-            QTRY_COMPARE(m_reports.lines.size(), expected);
+            QTRY_COMPARE_WITH_TIMEOUT(m_reports.lines.size(), expected, patience);
         }
         QCOMPARE(m_reports.lines.last(), u"finish 5 0 5"_s);
         const QStringList expectedOutputs = {u"1 5"_s, u"2 4"_s, u"3"_s};
@@ -215,7 +215,7 @@ private Q_SLOTS:
         start(jobsOf(tool, jobs), concurrency, tool.runtime());
         QCOMPARE(m_reports.lines.first(), u"start %1 %2"_s.arg(jobs).arg(workers));
         QCOMPARE(workerWindows().size(), workers);
-        QTRY_COMPARE(m_reports.lines.last(), u"finish %1 0 %1"_s.arg(jobs));
+        QTRY_COMPARE_WITH_TIMEOUT(m_reports.lines.last(), u"finish %1 0 %1"_s.arg(jobs), patience);
         QVERIFY(allIdle(workerWindows()));
     }
 
@@ -254,7 +254,7 @@ private Q_SLOTS:
         QCOMPARE(m_reports.lines.at(1), u"update 0 1 %1"_s.arg(jobs));
         QCOMPARE(m_reports.lines.last(), u"finish 0 %1 %1"_s.arg(jobs));
         QVERIFY(allIdle(workerWindows()));
-        QCOMPARE(logOf(workerWindows().at(0)).count(u"启动失败："_s), jobs);
+        QTRY_COMPARE_WITH_TIMEOUT(logOf(workerWindows().at(0)).count(u"启动失败："_s), jobs, patience);
         QVERIFY(logOf(workerWindows().at(2)).isEmpty());
         QCoreApplication::processEvents();
         QVERIFY(allIdle(workerWindows()));
@@ -277,7 +277,7 @@ private Q_SLOTS:
             jobs << tool.job(outcomes.at(outcome));
         }
         start(jobs, 12, tool.runtime());
-        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), 300'000);
+        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), patience);
         QCOMPARE(m_reports.lines.size(), 1 + 1000 + 1);
         QCOMPARE(m_reports.lines.last(), u"finish %1 %2 1000"_s.arg(good).arg(1000 - good));
         QVERIFY(allIdle(workerWindows()));
@@ -309,7 +309,7 @@ private Q_SLOTS:
             }
         };
         start(jobs, 2, tool.runtime());
-        QTRY_VERIFY(m_reports.finished());
+        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), patience);
         QCOMPARE(m_reports.lines.last(), finish);
         QCOMPARE(m_reports.lines.filter(u"update"_s).size(), 6);
         QCOMPARE(unfinished, 6 - m_reports.lines.indexOf(QRegularExpression(u'^' + moment + u".*"_s)));
@@ -330,9 +330,9 @@ private Q_SLOTS:
         workerWindows().first()->close();
         reports.reset();
         tool.openGate(u"gate"_s);
-        QTRY_COMPARE(m_coordinator->unfinishedJobs(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(m_coordinator->unfinishedJobs(), 1, patience);
         tool.openGate(u"gate"_s);
-        QTRY_COMPARE(m_coordinator->unfinishedJobs(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(m_coordinator->unfinishedJobs(), 0, patience);
         QVERIFY(tool.exists(u"2"_s));
     }
 
@@ -343,7 +343,7 @@ private Q_SLOTS:
         start(jobsOf(tool, 3), 1, tool.runtime());
         m_coordinator.reset();
         tool.openGate(u"gate"_s);
-        QTRY_VERIFY(qApp->findChildren<QProcess*>().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(qApp->findChildren<QProcess*>().isEmpty(), patience);
         QVERIFY(tool.exists(u"1"_s) && !tool.exists(u"2"_s));
         QCOMPARE(m_reports.lines, QStringList{u"start 3 1"_s});
         QCOMPARE(workerWindows().size(), 1);

@@ -82,6 +82,7 @@ private Q_SLOTS:
         WorkerWindowController controller(1, 1);
         for (const QString& piece : pieces)
             controller.appendLog(piece);
+        controller.completeLog();
         QTEST(logOf(controller)->toPlainText(), "text");
     }
 
@@ -100,6 +101,7 @@ private Q_SLOTS:
         QPlainTextEdit* log = logOf(controller);
         for (int line = 0; line < 200; ++line)
             controller.appendLog(u"a line\n"_s);
+        controller.completeLog();
         if (all)
             QTest::keyClick(log, Qt::Key_A, Qt::ControlModifier);
         else
@@ -111,6 +113,7 @@ private Q_SLOTS:
         controller.appendLog({});
         QCOMPARE(log->verticalScrollBar()->value(), 0);
         controller.appendLog(u"one more"_s);
+        controller.completeLog();
         QCOMPARE(log->textCursor().selectedText(), selected);
         QCOMPARE(log->verticalScrollBar()->value(), log->verticalScrollBar()->maximum());
     }

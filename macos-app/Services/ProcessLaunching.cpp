@@ -5,27 +5,27 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <optional>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The error that the fork would run into, in the words that QProcess has for it; nothing when only a fork can tell.
-std::optional<QString> foreseenLaunchError(const QProcess& process)
+bool mayExecute(const QString& path)
 {
-    const auto mayExecute = [](const QString& path) {
-        return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), X_OK, AT_EACCESS) == 0;
-    };
-    if (!process.workingDirectory().isEmpty() && !mayExecute(process.workingDirectory() + u"/."_s))
-        return u"chdir: "_s + qt_error_string(errno);
-    if (process.program().contains(u'/') && !mayExecute(process.program()))
-        return u"execvp: "_s + qt_error_string(errno);
-    return std::nullopt;
+    return ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), X_OK, AT_EACCESS) == 0;
 }
 
 } // namespace
+
+void throwIfLaunchMustFail(const QString& program, const QString& workingDirectory)
+{
+    // In the order and the words of QProcess.
+    if (!mayExecute(workingDirectory + u"/."_s))
+        throw ProcessLaunchError(u"chdir: "_s + qt_error_string(errno));
+    if (!mayExecute(program))
+        throw ProcessLaunchError(u"execvp: "_s + qt_error_string(errno));
+}
 
 void useOwnProcessGroup(QProcess& process)
 {
@@ -34,8 +34,6 @@ void useOwnProcessGroup(QProcess& process)
 
 void startOrThrow(QProcess& process)
 {
-    if (const auto error = foreseenLaunchError(process))
-        throw ProcessLaunchError(*error);
     process.start(QIODevice::ReadOnly);
     if (!process.waitForStarted(-1)) // waits for exec alone, not for the program's work
         throw ProcessLaunchError(process.errorString());

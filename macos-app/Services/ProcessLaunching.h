@@ -26,12 +26,15 @@ private:
 /// How long a child may take to end after SIGTERM before it gets SIGKILL.
 inline constexpr int terminationGraceMilliseconds = 3000;
 
+/// Throws the error that a launch would end with when its program or folder, both absolute, cannot be used. It costs
+/// no fork, so that thousands of launches may fail in a row. What passes may still fail to start.
+void throwIfLaunchMustFail(const QString& program, const QString& workingDirectory);
+
 /// Gives the child a process group of its own, so that stopping it reaches what it started in turn, and a signal from
 /// the terminal reaches Kestrel alone. Before start().
 void useOwnProcessGroup(QProcess& process);
 
-/// Returns once the child runs; throws ProcessLaunchError with the system's own words otherwise. A missing program or
-/// folder costs no fork, so that thousands of launches may fail in a row.
+/// Returns once the child runs; throws ProcessLaunchError with the system's own words otherwise.
 void startOrThrow(QProcess& process);
 
 /// Sends a signal to a running child, and to its process group when it leads one.

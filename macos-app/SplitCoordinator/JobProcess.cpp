@@ -27,6 +27,7 @@ JobProcess::JobProcess(const FFmpegJob& job, const RuntimeConfiguration& runtime
 
 JobProcess::Owner JobProcess::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
 {
+    throwIfLaunchMustFail(runtime.ffmpegURL.path(), job.outputURL.deletingLastPathComponent().path());
     auto process = std::unique_ptr<JobProcess>(new JobProcess(job, runtime));
     startOrThrow(*process);
     return Owner(process.release());

@@ -35,6 +35,7 @@ void WorkerRunner::finish()
     appendOutput();
     const bool success = m_process->succeeded();
     m_windowController.appendLog(success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
+    m_windowController.completeLog();
     m_windowController.setFinished(success, success ? u"当前任务已完成"_s : u"当前任务执行失败"_s);
     m_process.reset();
     if (const auto notify = onCompletion)

@@ -1,12 +1,11 @@
 #include "WorkerWindowController/WorkerWindowController.h"
 
-#include <QFontDatabase>
+#include "WorkerWindowController/LogView.h"
+
 #include <QGuiApplication>
 #include <QLabel>
 #include <QPainter>
-#include <QPlainTextEdit>
 #include <QScreen>
-#include <QScrollBar>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -18,7 +17,6 @@ constexpr QSize windowSize(760, 420);
 constexpr int margin = 16;
 constexpr int spacing = 10;
 constexpr int smallestLogHeight = 240;
-constexpr int logInset = 10;
 
 /// A label whose text never widens its window: what does not fit is left out of the picture, not of `text()`.
 class ElidedLabel final : public QLabel
@@ -102,18 +100,13 @@ void WorkerWindowController::setFinished(bool success, const QString& detail)
 
 void WorkerWindowController::appendLog(const QString& text)
 {
-    if (text.isEmpty())
-        return;
-    QTextCursor end(m_textView->document());
-    end.movePosition(QTextCursor::End);
-    end.insertText(text);
-    QScrollBar* scrollBar = m_textView->verticalScrollBar();
-    scrollBar->setValue(scrollBar->maximum());
+    if (!text.isEmpty())
+        m_textView->append(text);
 }
 
-QString WorkerWindowController::defaultIdleDetail()
+void WorkerWindowController::completeLog()
 {
-    return u"等待分配任务"_s;
+    m_textView->catchUp();
 }
 
 void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
@@ -126,7 +119,10 @@ void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
     m_statusLabel->setText(u"等待任务"_s);
     m_detailLabel = makeLabel(u"detailLabel"_s, 12, QFont::Normal);
     m_detailLabel->setForegroundRole(QPalette::PlaceholderText);
-    buildLog();
+    m_textView = new LogView;
+    m_textView->setObjectName(u"textView"_s);
+    m_textView->setAccessibleName(u"日志"_s);
+    m_textView->setMinimumHeight(smallestLogHeight);
 
     auto* layout = new QVBoxLayout(m_window.get());
     layout->setContentsMargins(margin, margin, margin, margin);
@@ -134,23 +130,4 @@ void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
     layout->addWidget(m_statusLabel);
     layout->addWidget(m_detailLabel);
     layout->addWidget(m_textView, 1);
-}
-
-void WorkerWindowController::buildLog()
-{
-    m_textView = new QPlainTextEdit;
-    m_textView->setObjectName(u"textView"_s);
-    m_textView->setAccessibleName(u"日志"_s);
-    m_textView->setReadOnly(true);
-    m_textView->setUndoRedoEnabled(false);
-    m_textView->setMinimumHeight(smallestLogHeight);
-    m_textView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_textView->document()->setDocumentMargin(logInset);
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    font.setPixelSize(11);
-    m_textView->setFont(font);
-    // A cursor that stays where it is when text comes in behind it: a selection up to the end does not grow.
-    QTextCursor cursor = m_textView->textCursor();
-    cursor.setKeepPositionOnInsert(true);
-    m_textView->setTextCursor(cursor);
 }

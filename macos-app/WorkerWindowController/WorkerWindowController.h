@@ -7,8 +7,8 @@
 
 #include <memory>
 
+class LogView;
 class QLabel;
-class QPlainTextEdit;
 
 /// One worker's window: what it is doing, and the log of everything that ran on it. Closing it by hand only hides it.
 /// A window that is open when its controller goes stays open for reading until the user closes it.
@@ -21,22 +21,22 @@ public:
 
     /// Shows the window in front of all others.
     void prepareForDisplay();
-    void setIdle(const QString& detail = defaultIdleDetail());
+    void setIdle(const QString& detail = QStringLiteral("等待分配任务"));
     /// `position` counts from 1 among the `total` jobs of the run. The log goes on with the job's command line.
     void setRunning(const FFmpegJob& job, int position, int total);
     void setFinished(bool success, const QString& detail);
-    /// Adds exactly this text to the log's end and scrolls there; the user's selection stays. Nothing is ever dropped.
+    /// Adds exactly this text to the log and scrolls to its end.
     void appendLog(const QString& text);
+    /// Shows what was appended in a flood and still waits, before the job's end is shown.
+    void completeLog();
 
     [[nodiscard]] QWidget* window() const { return m_window.get(); }
 
 private:
-    [[nodiscard]] static QString defaultIdleDetail();
     void buildWindow(int workerIndex, int totalWorkers);
-    void buildLog();
 
     std::unique_ptr<QWidget> m_window;
     QLabel* m_statusLabel = nullptr;
     QLabel* m_detailLabel = nullptr;
-    QPlainTextEdit* m_textView = nullptr;
+    LogView* m_textView = nullptr;
 };
