@@ -119,7 +119,7 @@ QString DroppablePathField::firstAcceptedPath(const QMimeData* dragged) const
 {
     const QList<QUrl> urls = dragged->urls();
     for (const QUrl& url : urls) {
-        const QString path = localPath(url);
+        QString path = localPath(url);
         if (isOfKind(path, acceptKind))
             return path;
     }

@@ -6,6 +6,8 @@
 #include <QTextLayout>
 #include <QToolTip>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {

@@ -10,7 +10,7 @@ class FittingLabel final : public QLabel
     Q_OBJECT
 
 public:
-    explicit FittingLabel(int mostLines, const QString& text, QWidget* parent = nullptr);
+    FittingLabel(int mostLines, const QString& text, QWidget* parent = nullptr);
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;

@@ -5,6 +5,8 @@
 #include <QScrollBar>
 #include <QTableView>
 
+#include <utility>
+
 HoverAwareTableRowView::HoverAwareTableRowView(QTableView* table)
     : QObject(table)
     , m_table(table)

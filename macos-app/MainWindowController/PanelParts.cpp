@@ -46,8 +46,8 @@ QLabel* makeFieldLabel(const QString& text, QWidget* control)
 {
     QLabel* label = makeLabel(text, 1, false);
     label->setBuddy(control);
-    label->setMinimumHeight(std::max(control->sizeHint().height(),
-                                     control->minimumHeight())); // level with the first line of what stands beside it
+    // As high as the control, so that both texts are level when the label stands at the top of its row.
+    label->setMinimumHeight(std::max(control->sizeHint().height(), control->minimumHeight()));
     return label;
 }
 

@@ -18,10 +18,10 @@ class QWidget;
 /// Makes a label's text secondary. The colour comes with the palette of the window's content.
 void useSecondaryColor(QLabel* label);
 
-/// The widgets side by side; the spare space goes where there is none.
+/// The widgets side by side; a null pointer is where the spare space goes.
 [[nodiscard]] QWidget* makeHorizontalRow(const QList<QWidget*>& widgets);
 [[nodiscard]] QWidget* makeVerticalStack(const QList<QWidget*>& widgets);
 
-/// What both tables have in common. Every column starts at its given width, which is also its least one; the user
-/// cannot make it wider than `mostWidth`.
+/// What both tables have in common; the table has its model already. Every column starts at its given width, which is
+/// also its least one; the user cannot make it wider than `mostWidth`.
 void configureTable(QTableView* table, const QList<int>& columnWidths, int mostWidth);

@@ -8,6 +8,8 @@
 #include <QPainter>
 #include <QTableView>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -58,6 +60,47 @@ QRect checkBoxRect(const QStyleOptionViewItem& option)
                                option.rect);
 }
 
+void paintEnabledCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index)
+{
+    QStyleOptionViewItem box = option;
+    box.rect = checkBoxRect(option);
+    box.state.setFlag(QStyle::State_HasFocus, false);
+    box.state.setFlag(QStyle::State_Selected, false);
+    box.state |= index.data(Qt::CheckStateRole).toInt() == Qt::Checked ? QStyle::State_On : QStyle::State_Off;
+    const QStyle* style = option.widget->style();
+    style->drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, painter, option.widget);
+    if (option.state.testFlag(QStyle::State_HasFocus)) {
+        QStyleOptionFocusRect focus;
+        focus.QStyleOption::operator=(box);
+        focus.rect = box.rect.adjusted(-3, -3, 3, 3);
+        style->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, option.widget);
+    }
+}
+
+void paintTimeCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index)
+{
+    const QRect field = fieldRect(option.rect, index);
+    SegmentTimeField::paintFrame(painter, field, option.palette, rowTint(index),
+                                 option.state.testFlag(QStyle::State_HasFocus));
+    painter->setFont(option.font);
+    painter->setPen(option.palette.color(QPalette::Text));
+    const int width = field.width() - 2 * SegmentTimeField::textInset;
+    painter->drawText(field.adjusted(SegmentTimeField::textInset, 0, -SegmentTimeField::textInset, 0),
+                      Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                      option.fontMetrics.elidedText(option.text, Qt::ElideRight, width));
+}
+
+void paintDeleteMark(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index)
+{
+    QFont font;
+    font.setPixelSize(deletePixelSize);
+    painter->setFont(font);
+    const QColor background = composed(rowTint(index), option.palette.color(QPalette::Base));
+    painter->setPen(option.state.testFlag(QStyle::State_Selected) ? option.palette.color(QPalette::HighlightedText)
+                                                                  : readableAgainst(systemRed(), background));
+    painter->drawText(deleteRect(option.rect), Qt::AlignCenter, u"✕"_s);
+}
+
 } // namespace
 
 SegmentTableDelegate::SegmentTableDelegate(QTableView* table)
@@ -92,50 +135,6 @@ void SegmentTableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& 
         paintTimeCell(painter, cell, index);
     if (index.column() == SegmentTableModel::endColumn && m_hoveredRow == index.row() && isManual(index))
         paintDeleteMark(painter, cell, index);
-}
-
-void SegmentTableDelegate::paintEnabledCell(QPainter* painter, const QStyleOptionViewItem& option,
-                                            const QModelIndex& index) const
-{
-    QStyleOptionViewItem box = option;
-    box.rect = checkBoxRect(option);
-    box.state.setFlag(QStyle::State_HasFocus, false);
-    box.state.setFlag(QStyle::State_Selected, false);
-    box.state |= index.data(Qt::CheckStateRole).toInt() == Qt::Checked ? QStyle::State_On : QStyle::State_Off;
-    const QStyle* style = option.widget->style();
-    style->drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, painter, option.widget);
-    if (option.state.testFlag(QStyle::State_HasFocus)) {
-        QStyleOptionFocusRect focus;
-        focus.QStyleOption::operator=(box);
-        focus.rect = box.rect.adjusted(-3, -3, 3, 3);
-        style->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, option.widget);
-    }
-}
-
-void SegmentTableDelegate::paintTimeCell(QPainter* painter, const QStyleOptionViewItem& option,
-                                         const QModelIndex& index) const
-{
-    const QRect field = fieldRect(option.rect, index);
-    SegmentTimeField::paintFrame(painter, field, option.palette, rowTint(index),
-                                 option.state.testFlag(QStyle::State_HasFocus));
-    painter->setFont(option.font);
-    painter->setPen(option.palette.color(QPalette::Text));
-    const int width = field.width() - 2 * SegmentTimeField::textInset;
-    painter->drawText(field.adjusted(SegmentTimeField::textInset, 0, -SegmentTimeField::textInset, 0),
-                      Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                      option.fontMetrics.elidedText(option.text, Qt::ElideRight, width));
-}
-
-void SegmentTableDelegate::paintDeleteMark(QPainter* painter, const QStyleOptionViewItem& option,
-                                           const QModelIndex& index) const
-{
-    QFont font;
-    font.setPixelSize(deletePixelSize);
-    painter->setFont(font);
-    const QColor background = composed(rowTint(index), option.palette.color(QPalette::Base));
-    painter->setPen(option.state.testFlag(QStyle::State_Selected) ? option.palette.color(QPalette::HighlightedText)
-                                                                  : readableAgainst(systemRed(), background));
-    painter->drawText(deleteRect(option.rect), Qt::AlignCenter, u"✕"_s);
 }
 
 QWidget* SegmentTableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem& /*option*/,

@@ -32,10 +32,6 @@ Q_SIGNALS:
     void deleteRequested(int row);
 
 private:
-    void paintEnabledCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
-    void paintTimeCell(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
-    void paintDeleteMark(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
-
     QTableView* m_table;
     std::optional<int> m_hoveredRow;
     bool m_deletePressed = false;

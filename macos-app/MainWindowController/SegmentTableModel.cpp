@@ -3,6 +3,8 @@
 #include "Models/SegmentEditing.h"
 #include "Models/TimeText.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace {
