@@ -169,7 +169,7 @@ private Q_SLOTS:
     {
         QList<EditableSegment> segments;
         QCOMPARE(masterState(segments), MasterState::unavailable);
-        QCOMPARE(resultSummary(std::nullopt, 0), u"等待解析"_s);
+        QCOMPARE(resultSummary(std::nullopt, std::nullopt), u"等待解析"_s);
         segments = {{0, true, 0, 1, false}, {1, false, 0, 1, false}};
         QCOMPARE(masterState(segments), MasterState::mixed);
         segments[1].isEnabled = true;

@@ -75,8 +75,8 @@ void QuitGuard::ask(QWidget* window)
     m_question = new QMessageBox(QMessageBox::Question, u"Kestrel"_s, u"分解仍在进行"_s, QMessageBox::NoButton, window);
     m_question->setAttribute(Qt::WA_DeleteOnClose);
     m_question->setWindowModality(Qt::WindowModal);
-    m_question->setInformativeText(u"还有 %1 个任务没有完成。退出会停止它们，并删除未完成的输出文件。"_s.arg(
-        m_controller.unfinishedJobs()));
+    m_question->setInformativeText(
+        u"还有 %1 个任务没有完成。退出会停止它们，并删除未完成的输出文件。"_s.arg(m_controller.unfinishedJobs()));
     QPushButton* goOn = m_question->addButton(u"继续分解"_s, QMessageBox::RejectRole);
     const QPushButton* stop = m_question->addButton(u"停止并退出"_s, QMessageBox::DestructiveRole);
     m_question->setDefaultButton(goOn);

@@ -24,6 +24,7 @@ void chooseVideo(QWidget* window, const std::function<void(const FileURL&)>& onC
 {
     auto* dialog = new QFileDialog(window, u"选择视频"_s);
     dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setOption(QFileDialog::HideNameFilterDetails);
     dialog->setNameFilter(u"视频 (*.mp4 *.m4v *.mov *.qt *.avi *.mkv *.webm *.mpg *.mpeg *.mpe *.m1v *.m2v *.vob *.ts "
                           "*.mts *.m2ts *.wmv *.asf *.flv *.f4v *.ogv *.3gp *.3g2 *.mxf *.dv *.divx *.rm *.rmvb)"_s);
     openDialog(window, dialog, onChosen);

@@ -80,6 +80,7 @@ MainWindowController::MainWindowController()
     m_detections.onResult = [this](const auto& request, const auto& result) { showResult(request, result); };
     m_detections.onEnd = [this] { updateButtons(); };
     updateNamingPreview();
+    updateSegmentMasterCheckbox();
     updateButtons();
 }
 
@@ -353,7 +354,7 @@ void MainWindowController::clearDetectionResults()
     m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
     m_window->eventTableModel->setEvents({});
     m_window->segmentTableModel->setSegments({});
-    m_window->summaryLabel->setText(resultSummary(m_payload, 0));
+    m_window->summaryLabel->setText(resultSummary(m_payload, std::nullopt));
     updateSegmentMasterCheckbox();
     updateButtons();
 }
@@ -375,13 +376,16 @@ void MainWindowController::refreshGeneratedJobs()
     if (model.segments().isEmpty() && m_payload)
         model.setSegments(buildEditableSegments(*m_payload));
     const auto directory = resolvedOutputDirectoryURL();
+    const bool canBuildJobs = m_selectedVideoURL && directory;
     m_generatedJobs.clear();
-    if (m_selectedVideoURL && directory) {
+    if (canBuildJobs) {
         m_generatedJobs = buildJobs(model.segments(), *m_selectedVideoURL, *directory, m_window->prefixField->text(),
                                     readCropParameters(m_window->cropField->text()));
         highlightRelatedSegments(false);
     }
-    m_window->summaryLabel->setText(resultSummary(m_payload, model.segments().size()));
+    const bool hasSomethingToCount = canBuildJobs || !model.segments().isEmpty();
+    m_window->summaryLabel->setText(
+        resultSummary(m_payload, hasSomethingToCount ? std::optional(model.segments().size()) : std::nullopt));
     updateSegmentMasterCheckbox();
     updateButtons();
     updateNamingPreview();

@@ -102,9 +102,9 @@ MasterState masterState(const QList<EditableSegment>& segments)
     return enabled == 0 ? MasterState::off : MasterState::mixed;
 }
 
-QString resultSummary(const std::optional<DetectorPayload>& payload, qsizetype segmentCount)
+QString resultSummary(const std::optional<DetectorPayload>& payload, std::optional<qsizetype> segmentCount)
 {
     if (payload)
-        return u"换场 %1 个，保留片段 %2 个"_s.arg(payload->events.size()).arg(segmentCount);
-    return segmentCount > 0 ? u"手动片段 %1 个"_s.arg(segmentCount) : u"等待解析"_s;
+        return u"换场 %1 个，保留片段 %2 个"_s.arg(payload->events.size()).arg(segmentCount.value_or(0));
+    return segmentCount ? u"手动片段 %1 个"_s.arg(*segmentCount) : u"等待解析"_s;
 }

@@ -33,5 +33,7 @@ enum class MasterState {
 
 [[nodiscard]] MasterState masterState(const QList<EditableSegment>& segments);
 
-/// The line over the event table. The payload is absent after clearing, and when there are only manual rows.
-[[nodiscard]] QString resultSummary(const std::optional<DetectorPayload>& payload, qsizetype segmentCount);
+/// The line over the event table. Without a payload the rows are manual ones; nothing to count means that the window
+/// waits for a first result.
+[[nodiscard]] QString resultSummary(const std::optional<DetectorPayload>& payload,
+                                    std::optional<qsizetype> segmentCount);

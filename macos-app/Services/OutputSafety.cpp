@@ -18,6 +18,8 @@ QString reasonOf(const std::error_code& error)
         return u"没有写入权限"_s;
     if (error == std::errc::not_a_directory || error == std::errc::file_exists)
         return u"路径中有同名文件"_s;
+    if (error == std::errc::no_such_file_or_directory)
+        return u"上级目录不可用"_s;
     if (error == std::errc::read_only_file_system)
         return u"磁盘是只读的"_s;
     if (error == std::errc::no_space_on_device)
@@ -50,7 +52,8 @@ void createOutputDirectory(const FileURL& url)
     std::error_code error;
     std::filesystem::create_directories(path, error);
     if (error)
-        throw AppRuntimeError::missingDependency(u"无法创建输出目录 "_s + url.path() + u"："_s + reasonOf(error) + u"。"_s);
+        throw AppRuntimeError::missingDependency(u"无法创建输出目录 "_s + url.path() + u"："_s + reasonOf(error) +
+                                                 u"。"_s);
 }
 
 void requireSourcesAreSafe(const QList<FFmpegJob>& jobs)

@@ -79,9 +79,8 @@ QJsonArray describeItems(const QWidget* widget)
             rect = globalRect(bar, bar->actionGeometry(action));
         else if (const auto* menu = qobject_cast<const QMenu*>(widget))
             rect = globalRect(menu, menu->actionGeometry(action));
-        items.append(QJsonObject{{u"text"_s, action->text()},
-                                 {u"shortcut"_s, action->shortcut().toString()},
-                                 {u"rect"_s, rectangle(rect)}});
+        items.append(QJsonObject{
+            {u"text"_s, action->text()}, {u"shortcut"_s, action->shortcut().toString()}, {u"rect"_s, rectangle(rect)}});
     }
     return items;
 }

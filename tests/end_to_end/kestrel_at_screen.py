@@ -57,7 +57,7 @@ class Desktop:
         expect(len(self.display) > 1, "Xvfb did not start")
         self.environment = {**os.environ, "DISPLAY": self.display}
         self._start(["openbox", "--sm-disable"], env=self.environment)
-        wait_until(lambda: "window id" in self._run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), "the window manager")
+        wait_until(lambda: self._run("xdotool", "get_num_desktops").strip(), "the window manager")
         return self
 
     def __exit__(self, *_):
@@ -102,8 +102,12 @@ class Desktop:
     def has_window(self, window_class):
         return bool(self._run("xdotool", "search", "--onlyvisible", "--class", window_class).strip())
 
-    def picture(self, path, window=None):
-        subprocess.run(["import", "-window", window or "root", path], env=self.environment, check=True)
+    def picture(self, path, area=(0, 0, *SCREEN)):
+        """Puts a part of the screen (left, top, width, height) into a PNG file."""
+        left, top, width, height = area
+        subprocess.run(["ffmpeg", "-y", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
+                        f"{width}x{height}", "-i", f"{self.display}+{left},{top}", "-frames:v", "1", str(path)],
+                       check=True)
 
 
 def middle(rect):
