@@ -137,7 +137,7 @@ private:
 
     [[nodiscard]] QJsonValue required(const Field& field) const
     {
-        const QJsonValue value = find(field);
+        QJsonValue value = find(field);
         if (value.isUndefined())
             throw PayloadDecodingError(place(field) + u"：缺少这个字段。"_s);
         return value;

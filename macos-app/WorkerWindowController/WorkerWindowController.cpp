@@ -69,7 +69,7 @@ WorkerWindowController::~WorkerWindowController()
     if (!m_window->isVisible())
         return;
     m_window->setAttribute(Qt::WA_DeleteOnClose);
-    m_window.release();
+    static_cast<void>(m_window.release()); // Qt deletes it when it is closed
 }
 
 void WorkerWindowController::prepareForDisplay()
