@@ -88,26 +88,27 @@ private Q_SLOTS:
 
     void appendingLeavesTheSelectionAlone_data()
     {
-        QTest::addColumn<bool>("all");
-        QTest::newRow("a word") << false;
-        QTest::newRow("everything, up to the end") << true;
+        QTest::addColumn<QKeySequence>("keys");
+        QTest::addColumn<qsizetype>("length");
+        QTest::newRow("nothing") << QKeySequence() << qsizetype(0);
+        QTest::newRow("a caret at the end") << QKeySequence(QKeySequence::MoveToEndOfDocument) << qsizetype(0);
+        QTest::newRow("a line") << QKeySequence(QKeySequence::SelectNextLine) << qsizetype(7);
+        QTest::newRow("everything, up to the end") << QKeySequence(QKeySequence::SelectAll) << qsizetype(200 * 7);
     }
 
     void appendingLeavesTheSelectionAlone()
     {
-        QFETCH(bool, all);
+        QFETCH(QKeySequence, keys);
+        QFETCH(qsizetype, length);
         WorkerWindowController controller(1, 1);
         controller.prepareForDisplay();
         QPlainTextEdit* log = logOf(controller);
         for (int line = 0; line < 200; ++line)
             controller.appendLog(u"a line\n"_s);
         controller.completeLog();
-        if (all)
-            QTest::keyClick(log, Qt::Key_A, Qt::ControlModifier);
-        else
-            QTest::mouseDClick(log->viewport(), Qt::LeftButton, {}, QPoint(20, 50));
+        QTest::keySequence(log, keys);
         const QString selected = log->textCursor().selectedText();
-        QVERIFY(!selected.isEmpty());
+        QCOMPARE(selected.size(), length);
 
         log->verticalScrollBar()->setValue(0);
         controller.appendLog({});

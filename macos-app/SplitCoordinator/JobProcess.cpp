@@ -25,6 +25,15 @@ JobProcess::JobProcess(const FFmpegJob& job, const RuntimeConfiguration& runtime
     });
 }
 
+JobProcess::~JobProcess()
+{
+    if (state() == NotRunning)
+        return;
+    m_stopped = true;
+    signalProcessGroup(*this, SIGKILL);
+    waitForFinished(-1); // here, because QProcess would send finished() when our members are gone
+}
+
 JobProcess::Owner JobProcess::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
 {
     throwIfLaunchMustFail(runtime.ffmpegURL.path(), job.outputURL.deletingLastPathComponent().path());

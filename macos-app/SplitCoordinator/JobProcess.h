@@ -20,6 +20,9 @@ public:
     };
     using Owner = std::unique_ptr<JobProcess, Release>;
 
+    /// An ffmpeg that still runs at the application's end is killed, and what it had begun is removed.
+    ~JobProcess() override;
+
     /// Returns once ffmpeg runs in the output's folder; throws ProcessLaunchError when it cannot be started.
     [[nodiscard]] static Owner launch(const FFmpegJob& job, const RuntimeConfiguration& runtime);
 

@@ -25,6 +25,7 @@ std::optional<QDeadlineTimer> allowance;
 LogView::LogView()
 {
     setReadOnly(true);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setUndoRedoEnabled(false);
     setWordWrapMode(QTextOption::WrapAnywhere); // by words, one very long line would take minutes to lay out
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -32,10 +33,6 @@ LogView::LogView()
     QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     fixed.setPixelSize(11);
     setFont(fixed);
-    // A selection that reaches the end does not grow with the log.
-    QTextCursor cursor = textCursor();
-    cursor.setKeepPositionOnInsert(true);
-    setTextCursor(cursor);
 }
 
 LogView::~LogView()
@@ -80,6 +77,8 @@ void LogView::takeTurns()
 /// At least one portion. It is one edit, because every edit lays out the end of the log anew.
 void LogView::insertUntil(QDeadlineTimer deadline)
 {
+    const int anchor = textCursor().anchor();
+    const int position = textCursor().position();
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
     end.beginEditBlock();
@@ -90,5 +89,17 @@ void LogView::insertUntil(QDeadlineTimer deadline)
         m_waiting.remove(0, length);
     } while (!m_waiting.isEmpty() && !deadline.hasExpired());
     end.endEditBlock();
+    restoreSelection(anchor, position);
     verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+}
+
+/// A selection or caret that stood at the very end has moved with the insertion.
+void LogView::restoreSelection(int anchor, int position)
+{
+    QTextCursor cursor = textCursor();
+    if (cursor.anchor() == anchor && cursor.position() == position)
+        return;
+    cursor.setPosition(anchor);
+    cursor.setPosition(position, QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
 }

@@ -19,6 +19,7 @@ public:
 private:
     static void takeTurns();
     void insertUntil(QDeadlineTimer deadline);
+    void restoreSelection(int anchor, int position);
 
     QString m_waiting;
 };
