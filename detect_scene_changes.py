@@ -4,8 +4,9 @@
     detect_scene_changes.py VIDEO [--skip-start-seconds S] [--fade-removal-profile P]
         [--fade-left-padding-seconds L] [--fade-right-padding-seconds R] [--json]
 
-The result is one JSON document on standard output; progress is written to standard error in Chinese. A failure is one
-line on standard error and a non-zero exit status. Only Python's standard library and ffmpeg (4.4 or later) are used.
+The result is one JSON document on standard output; events and segments are numbered from 1, all times are seconds from
+the start of the file as ffmpeg's -ss counts them. Progress is written to standard error in Chinese. A failure is one line
+on standard error and a non-zero exit status. Only Python's standard library and ffmpeg (4.4 or later) are used.
 
 How it works: one ffmpeg decodes the video and hands over every picture as 32x18 small ones with its true timestamp.
 A cheap distance is measured for every picture; only where something happens do the deciders look closer. What they
@@ -115,7 +116,7 @@ def seconds(name, text):
     return min(max(0.0, value), 1e9)
 
 
-# --- frames: one ffmpeg, small pictures, true timestamps --------------------------------------------------------------
+# --- frames: one ffmpeg, small pictures, true timestamps ------------------------------------------------------------
 
 WIDTH, HEIGHT = 32, 18
 LUMA = WIDTH * HEIGHT
@@ -288,7 +289,7 @@ def regular_times(batches):
         yield times, pictures
 
 
-# --- measures -----------------------------------------------------------------------------------------------------
+# --- measures -------------------------------------------------------------------------------------------------------
 
 @functools.lru_cache(maxsize=128)
 def lanes(length):
@@ -357,12 +358,10 @@ def middle(values):
     return sorted(values)[len(values) // 2]
 
 
-# --- the block: what the deciders see -----------------------------------------------------------------------------------
+# --- the block: what the deciders see -------------------------------------------------------------------------------
 
 SAMPLE = 80_000  # microseconds between the samples that are looked at for gradual changes
-LENGTHS = (3, 4, 5, 7, 9, 12, 16, 21, 28, 37)  # in samples: the lengths of gradual changes that are looked for
-
-
+LENGTHS = (3, 4, 5, 7, 9, 12, 16, 21, 28, 37, 49)  # in samples: the lengths of gradual changes that are looked for
 WEAK = 0.5  # the score below which a find is only good enough for the extreme profile
 
 
@@ -376,9 +375,9 @@ class Event:
 
 
 class Block:
-    """The stretch of the video that is in memory: times in microseconds, pictures without static black bars, the distance
-    of each to the one before it (the step), and for the samples what gradual changes are found by. Everything is measured
-    once, when a picture comes in."""
+    """The stretch of the video that is in memory: times in microseconds, pictures without static black bars, the
+    distance of each to the one before it (the step), and for the samples what gradual changes are found by. Everything
+    is measured once, when a picture comes in."""
 
     def __init__(self):
         self.times, self.whole_pictures = [], []
@@ -392,9 +391,10 @@ class Block:
         left, top, right, bottom = self.crop
         self.width, self.height = right - left, bottom - top
         self.luma = self.width * self.height
-        self.pictures, self.steps, self.steady_steps = [], [], {}
-        self.samples, self.ranges, self.coarse, self.products, self.due = [], [], [], [], None
-        self.candidates, self.verdicts = [], {}
+        self.pictures, self.steps, self.steady_steps, self.luma_ranges = [], [], {}, {}
+        self.samples, self.ranges, self.coarse, self.norms, self.products, self.due = [], [], [], [], [], None
+        self.candidates = []  # windows that may hold a gradual change: (trust, first, last)
+        self.verdicts = {}    # what the deciders found, so that it is worked out once
 
     def extend(self, times, pictures):
         known = len(self.times)
@@ -417,7 +417,8 @@ class Block:
                 self.due = self.times[i] + SAMPLE - self.frame // 3
                 self.samples.append(i)
                 self.ranges.append(luma_range(self, i))
-                self.coarse.append(coarse(self, i))
+                self.coarse.append(coarse(self.whole_pictures[i]))
+                self.norms.append(dot(self.coarse[-1], self.coarse[-1]))
                 self.products.append({})
                 last = len(self.samples) - 1
                 for n in LENGTHS:
@@ -425,7 +426,7 @@ class Block:
                     self.consider(last - outside - n, last - outside, outside)
 
     def consider(self, k0, k1, outside):
-        if k0 >= 0:
+        if k0 >= 2:  # something of the old scene must be seen, as of the new one
             trust = way_between(self, k0, k1, outside)
             if trust:
                 self.candidates.append((trust, self.times[self.samples[k0]], self.times[self.samples[k1]]))
@@ -436,7 +437,7 @@ class Block:
         last = len(self.samples) - 1
         for n in LENGTHS:
             outside = max(2, n * 2 // 5)
-            for k1 in range(max(n, last - outside + 1), last + 1):
+            for k1 in range(max(n, last - outside + 1), last - 1):
                 self.consider(k1 - n, k1, outside)
 
     def fit_bars(self):
@@ -454,9 +455,9 @@ class Block:
             return
         self.opening = False
         del self.times[:gone], self.whole_pictures[:gone], self.pictures[:gone], self.steps[:gone]
-        self.steady_steps = {}
+        self.steady_steps, self.luma_ranges = {}, {}
         past = bisect.bisect_left(self.samples, gone)
-        del self.samples[:past], self.ranges[:past], self.coarse[:past], self.products[:past]
+        del self.samples[:past], self.ranges[:past], self.coarse[:past], self.norms[:past], self.products[:past]
         self.samples = [i - gone for i in self.samples]
         start = self.times[0]
         self.candidates = [c for c in self.candidates if c[1] >= start]
@@ -466,10 +467,10 @@ class Block:
         """The dot product of the coarse pictures of the samples a and b."""
         if a < b:
             a, b = b, a
-        known = self.products[a]
-        if a - b not in known:
-            known[a - b] = dot(self.coarse[a], self.coarse[b])
-        return known[a - b]
+        known = self.products[a].get(a - b)
+        if known is None:
+            known = self.products[a][a - b] = sum(map(mul, self.coarse[a], self.coarse[b]))
+        return known
 
     def at(self, microseconds):
         """The index of the first picture at or after this time, or the last one."""
@@ -513,7 +514,7 @@ def cropped(picture, left, top, right, bottom):
     return b"".join(rows)
 
 
-# --- cuts: a step that stands out, then the vetoes ---------------------------------------------------------------------
+# --- cuts: a step that stands out, then the vetoes ------------------------------------------------------------------
 
 CUT_FLOOR = 4.0   # compression and grain stay below this mean difference
 CUT_RATIO = 2.6   # a cut stands out against the motion around it by this factor
@@ -588,7 +589,9 @@ def is_flash(block, i):
 
     def same(a, b, frames):
         rest = distance(a, b)
-        return rest < max(1.5, 0.12 * step, min(drift * frames, 0.25 * step)) or rest < 0.35 * step and correlation(a[:n], b[:n]) > 0.85
+        if rest < max(1.5, 0.12 * step, min(drift * frames, 0.25 * step)):
+            return True
+        return rest < 0.35 * step and correlation(a[:n], b[:n]) > 0.85
 
     _, high = block.around(i, FLASH)
     if any(same(pictures[i - 1], pictures[j], j - i + 1) for j in range(i + 1, high)):
@@ -620,18 +623,31 @@ def is_motion(block, i):
 def shifted(block, i, j, reach_x=8, reach_y=4):
     """How little of the difference between the pictures i and j is left when one is moved or zoomed best: 0 to 1."""
     old, new, width, height = block.luma_of(i), block.luma_of(j), block.width, block.height
-    best = plain = distance(old, new)
-    for dy in range(-reach_y, reach_y + 1):
-        above = old[max(0, dy) * width:(height + min(0, dy)) * width]
-        below = new[max(0, -dy) * width:(height + min(0, -dy)) * width]
-        for dx in range(-reach_x, reach_x + 1):
+    plain = distance(old, new)
+    if not plain:
+        return 1.0
+    rests = {(0, 0): plain}
+
+    def look(dx, dy):
+        if (dx, dy) not in rests:
+            above = old[max(0, dy) * width:(height + min(0, dy)) * width]
+            below = new[max(0, -dy) * width:(height + min(0, -dy)) * width]
             # Rows run on into each other here; the columns of the seam are few and raise the difference only a little.
             x, y = (above[dx:], below[:len(below) - dx]) if dx >= 0 else (above[:dx], below[-dx:])
-            best = min(best, distance(x, y))
+            rests[dx, dy] = distance(x, y)
+
+    for dy in range(-reach_y, reach_y + 1, 2):
+        for dx in range(-reach_x, reach_x + 1, 2):
+            look(dx, dy)
+    best_x, best_y = min(rests, key=rests.get)
+    for dy in (best_y - 1, best_y, best_y + 1):
+        for dx in (best_x - 1, best_x, best_x + 1):
+            look(dx, dy)
+    best = min(rests.values())
     for places in zooms(width, height):
         best = min(best, distance(bytes(map(old.__getitem__, places)), new),
                    distance(bytes(map(new.__getitem__, places)), old))
-    return best / plain if plain else 1.0
+    return best / plain
 
 
 ZOOMS = {}
@@ -674,28 +690,34 @@ def blend_around(block, i):
     return first, last
 
 
-# --- fades: the picture shrinks to one plain colour and another grows out of it ----------------------------------------
+# --- fades: the picture shrinks to one plain colour and another grows out of it -------------------------------------
 
 PLAIN = 12  # the range of luma (the middle nine tenths) of a plain picture
+SHORT_BLACK = 500_000  # microseconds of black between two cuts that are one transition, not a scene of their own
 LONGEST = {"黑场": 6_000_000, "白场": 4_000_000, "纯色": 1_500_000}  # microseconds of colour that still make one fade
 
 
 def luma_range(block, i):
     """The range of the middle nine tenths of luma: small for a plain picture, even with a logo on it."""
-    values = sorted(block.pictures[i][:block.luma:2])
-    edge = len(values) // 20
-    return values[-1 - edge] - values[edge]
+    if i not in block.luma_ranges:
+        values = sorted(block.pictures[i][:block.luma:2])
+        edge = len(values) // 20
+        block.luma_ranges[i] = values[-1 - edge] - values[edge]
+    return block.luma_ranges[i]
 
 
-def find_fades(block):
+def find_fades(block, upto):
+    """The fades whose plain colour is shown not after `upto`."""
     samples, times, ranges = block.samples, block.times, block.ranges
     until = -1
     for k, extent in enumerate(ranges):
+        if times[samples[k]] > upto:
+            break
         if times[samples[k]] <= until or extent > min(ranges[max(0, k - 1):k + 2]):
             continue
-        if extent > 0.4 * max(ranges[max(0, k - 8):k + 9]):
+        if extent > (0.4 if extent > PLAIN else 0.75) * max(ranges[max(0, k - 8):k + 9]):
             continue
-        key = (times[samples[k]], len(times) if block.closing else None)
+        key = times[samples[k]], -2 if block.closing else -1
         if key not in block.verdicts:
             block.verdicts[key] = fade_at(block, samples[k])
         event = block.verdicts[key]
@@ -741,25 +763,34 @@ def fade_at(block, near):
         old, new = pictures[max(0, first - 1)], pictures[last]
         if times[last] - times[first] < 700_000 and correlation(old[:n], new[:n]) > 0.9 and distance(old, new) < 12:
             return None  # a soft flash
+    if abrupt and not opening and not closing and times[last] - times[first] <= SHORT_BLACK:
+        return Event("fade", times[first], times[last], 0.8, "短暂黑场")
     edge = "black" if abrupt else "opening" if opening else "closing" if closing else ""
     source = {"black": "停留", "opening": "开头淡入", "closing": "结尾淡出"}.get(edge, "淡出淡入") + "（" + name + "）"
     return Event("fade", times[first], times[last], 0.97 if soft_out and soft_in else 0.85, source, edge)
 
 
 def plainest(block, near):
-    """The purest black or white of the plain pictures around index `near`: a dull scene stays plain while it fades."""
+    """The purest black, white or colour of the plain pictures around index `near`: a dull scene stays plain while it
+    fades."""
+    def brightness(i):
+        return sum(block.luma_of(i)) / block.luma
+
+    def alike(i):
+        return luma_range(block, i) <= PLAIN and (brightness(near) >= 32 or brightness(i) < 32)
+
     if luma_range(block, near) > PLAIN:
         return near
     low, high = near, near
-    while low > 0 and near - low < 200 and luma_range(block, low - 1) <= PLAIN:
+    while low > 0 and block.times[near] - block.times[low] < 1_500_000 and alike(low - 1):
         low -= 1
-    while high + 1 < len(block.times) and high - near < 200 and luma_range(block, high + 1) <= PLAIN:
+    while high + 1 < len(block.times) and block.times[high] - block.times[near] < 1_500_000 and alike(high + 1):
         high += 1
-    brightness = {i: sum(block.luma_of(i)) / block.luma for i in range(low, high + 1)}
-    darkest, brightest = min(brightness, key=brightness.get), max(brightness, key=brightness.get)
-    if brightness[darkest] < 32:
+    levels = {i: brightness(i) for i in range(low, high + 1)}
+    darkest, brightest = min(levels, key=levels.get), max(levels, key=levels.get)
+    if levels[darkest] < 32:
         return darkest
-    return brightest if brightness[brightest] > 215 else min(brightness, key=lambda i: luma_range(block, i))
+    return brightest if levels[brightest] > 215 else min(levels, key=lambda i: luma_range(block, i))
 
 
 EDGE = -1  # the plain colour lasts to the end of what there is
@@ -772,7 +803,7 @@ def ramp(block, lowest, way, energy, longest):
     reach = max(2, round(120_000 / block.frame))
     foot = lowest
     while True:
-        while 0 <= foot + way < count and energy(foot + way) <= energy(lowest) + 1.0:
+        while 0 <= foot + way < count and energy(foot + way) <= energy(lowest) + 1.5:
             foot += way
         if abs(times[foot] - times[lowest]) > longest:
             return None, False
@@ -805,24 +836,29 @@ def ramp(block, lowest, way, energy, longest):
     return times[beyond if way > 0 else foot], False
 
 
-# --- dissolves and wipes: a way from one steady picture to another ------------------------------------------------------
+# --- dissolves and wipes: a way from one steady picture to another --------------------------------------------------
 
-COLUMNS, ROWS = 8, 6
+CELL = 12  # the coarse picture's values are sums over cells of 4x3
 
 
-def coarse(block, i):
-    """The means of 8x6 cells of luma and 4x3 of both chroma planes: what moves in the scene hardly changes them."""
-    picture, means, start = block.pictures[i], [], 0
-    for width, height, columns, rows in ((block.width, block.height, COLUMNS, ROWS),) + (
-            (block.width // 2, block.height // 2, COLUMNS // 2, ROWS // 2),) * 2:
-        for row in range(rows):
-            low, high = row * height // rows, (row + 1) * height // rows
-            sums = list(map(sum, zip(*(picture[start + y * width:start + (y + 1) * width] for y in range(low, high)))))
-            for column in range(columns):
-                left, right = column * width // columns, (column + 1) * width // columns
-                means.append(sum(sums[left:right]) / ((right - left) * (high - low)))
-        start += width * height
-    return means
+def coarse(picture):
+    """The sums of 8x6 cells of luma and 4x3 of both chroma planes: what moves in the scene hardly changes them.
+
+    All cells are added at once, in the 16-bit places of one long integer, the neighbours shifted over each other."""
+    low, _, _ = lanes(FRAME)
+    whole = int.from_bytes(picture, "little")
+    pairs = (whole & low) + ((whole >> 8) & low)
+    fours = pairs + (pairs >> 16)
+    result = []
+    chroma = WIDTH // 2, HEIGHT // 2
+    for start, width, rows in ((0, WIDTH, HEIGHT), (LUMA, *chroma), (LUMA + CHROMA, *chroma)):
+        places = fours + (fours >> 8 * width) + (fours >> 16 * width)
+        places = array.array("H", places.to_bytes(FRAME, "little"))
+        if sys.byteorder == "big":
+            places.byteswap()
+        for row in range(start, start + rows * width, 3 * width):
+            result += places[row // 2:(row + width) // 2:2]
+    return result
 
 
 class Way:
@@ -841,10 +877,10 @@ def way_between(block, k0, k1, outside):
     """How much the samples k0 and k1 look like the steady ends of a gradual change, from 0 (not at all) on.
 
     All places along the way are worked out from dot products of coarse pictures, which are shared by many windows."""
-    product = block.product
-    old_old, old_new = product(k0, k0), product(k0, k1)
-    energy = old_old + product(k1, k1) - 2 * old_new
-    if energy < 16 * len(block.coarse[k0]):
+    product, norms = block.product, block.norms
+    old_old, old_new = norms[k0], product(k0, k1)
+    energy = old_old + norms[k1] - 2 * old_new
+    if energy < (4 * CELL) ** 2 * len(block.coarse[k0]):
         return 0
 
     def along(k):
@@ -865,25 +901,26 @@ def way_between(block, k0, k1, outside):
     trust = 1 - abs(before) - abs(after - 1) - bend
     if trust < 0.3:
         return 0
-    drift = sum(product(a, a) + product(b, b) - 2 * product(a, b) for a, b in ((k_before, k0), (k_after, k1)))
+    drift = sum(norms[a] + norms[b] - 2 * product(a, b) for a, b in ((k_before, k0), (k_after, k1)))
     if drift > 0.5 * energy:
         return 0
     # In between, the cells lie between old and new, too; when the camera moves, many lie elsewhere.
     old, new, between = block.coarse[k0], block.coarse[k1], block.coarse[k0 + n // 2]
-    ways = [(m - o) / (w - o) for o, w, m in zip(old, new, between) if abs(w - o) > 4]
+    ways = [(m - o) / (w - o) for o, w, m in zip(old, new, between) if abs(w - o) > 4 * CELL]
     wild = sum(not -0.4 < way < 1.4 for way in ways)
     return energy ** 0.5 * trust if wild < 0.35 * len(ways) else 0
 
 
-def find_gradual(block, taken):
-    """Dissolves and wipes outside the stretches that are already `taken`, the likeliest windows first."""
+def find_gradual(block, taken, upto):
+    """Dissolves and wipes outside the stretches that are already `taken`, the likeliest windows first; those that end
+    after `upto` are only found where they compete with earlier ones."""
     found, tried, weak = list(taken), [], []
-    for _, first, last in sorted(block.candidates, reverse=True):
+    for _, first, last in sorted((c for c in block.candidates if c[2] < upto + 4_500_000), reverse=True):
         inner = (first + (last - first) // 4, last - (last - first) // 4)
         if any(e.first < inner[1] and e.last > inner[0] for e in found):
             continue
-        if sum(a < inner[1] and b > inner[0] for a, b in tried) >= 2:
-            continue
+        if sum(2 * (min(b, last) - max(a, first)) > max(b, last) - min(a, first) for a, b in tried) >= 2:
+            continue  # two windows that are much the same have failed
         if (first, last) not in block.verdicts:
             block.verdicts[first, last] = gradual_at(block, block.at(first), block.at(last))
         event = block.verdicts[first, last]
@@ -891,7 +928,7 @@ def find_gradual(block, taken):
             found.append(event)
             yield event
         else:
-            tried.append(inner)
+            tried.append((first, last))
             weak += [event] if event and event.score < WEAK else []
     for event in weak:
         if not overlaps(event, found):
@@ -908,10 +945,27 @@ def gradual_at(block, i0, i1):
     if not steady_outside(block, i0, i1, 1.3) or correlation(block.luma_of(i0), block.luma_of(i1)) > 0.9:
         return None
     dissolve = dissolve_at(block, i0, i1)
-    if dissolve and dissolve.score > 0.8:
+    if dissolve and dissolve.score > 0.8 and not goes_on(block, dissolve):
         return dissolve
-    # The middle of a soft wipe looks like a poor dissolve, hence the order.
-    return wipe_at(block, i0, i1) or dissolve or slide_at(block, i0, i1)
+    # The middle of a soft wipe looks like a dissolve, hence the order, and the wider limits.
+    wipe = wipe_at(block, i0, i1)
+    if wipe or not dissolve:
+        return wipe or slide_at(block, i0, i1)
+    if goes_on(block, dissolve):
+        first, last = block.at(dissolve.first), block.at(dissolve.last)
+        first, last = pace_limits(block, first, last, last - first)
+        if not steady_outside(block, max(0, first - 1), last, 1.3):
+            return None
+        dissolve.first, dissolve.last = block.times[first], block.times[last]
+    return dissolve
+
+
+def goes_on(block, event):
+    """Whether the pictures just outside an event change as quickly as those inside."""
+    steps, first, last = block.steps, block.at(event.first), block.at(event.last)
+    inside = sum(steps[first:last + 1]) / (last + 1 - first)
+    outside = steps[max(1, first - 4):first - 1] + steps[last + 2:last + 5]
+    return bool(outside) and sum(outside) / len(outside) > 0.6 * inside
 
 
 def steady_outside(block, i0, i1, tolerance=1.0):
@@ -929,8 +983,8 @@ def steady_outside(block, i0, i1, tolerance=1.0):
 
 
 def another_scene(block, i0, i1, unexplained=0.55):
-    """Whether the pictures i0 and i1 show different scenes: not the same one in another light, not a part of it, and not
-    the same one moved."""
+    """Whether the pictures i0 and i1 show different scenes: not the same one in another light, not a part of it, and
+    not the same one moved."""
     old, new, n = block.pictures[i0], block.pictures[i1], block.luma
     changes = list(map(abs, map(sub, old[:n], new[:n])))
     part = sum(map(max(4.0, 0.35 * sum(changes) / n).__lt__, changes)) / n
@@ -964,7 +1018,12 @@ def dissolve_at(block, i0, i1):
     if i1 - i0 > 4 and max(block.steps[i0 + 1:i1 + 1]) > 0.5 * distance(pictures[i0], pictures[i1]):
         return None  # a cut
     pure, wild, off = cells(block, i0, i1, way)
-    if wild > 0.16 or pure > 0.55 or off > 0.36 or not another_scene(block, i0, i1, 0.55 if off > 0.06 else 0.35):
+    if wild > 0.16 or pure > 0.55 or off > 0.36:
+        return None
+    if off > 0.12 and correlation(block.luma_of(i0), block.luma_of(i1)) > 0.78:
+        return None
+    # The cleaner the blend, the less it takes to rule out that the scene only moved.
+    if not another_scene(block, i0, i1, 0.55 if off > 0.16 else 0.48 if off > 0.06 else 0.35):
         return None
     score = min(0.98, max(WEAK, 1.0 - 0.8 * off - 0.3 * pure - bend))
     if wild > 0.12 or pure > 0.5 or off > 0.28:
@@ -973,22 +1032,25 @@ def dissolve_at(block, i0, i1):
 
 
 def cells(block, i0, i1, way):
-    """How the cells of the pictures in the middle lie between old and new: the parts of them that are purely one of both,
-    and that are wildly neither; and the mean difference to an even blend, relative to the whole way."""
+    """How the cells of the pictures in the middle lie between old and new: the parts of them that are purely one of
+    both, and that are wildly neither; and the mean difference to an even blend, relative to the whole way."""
     pictures = block.pictures
     old = pictures[i0]
     size = sum(map(abs, way.line)) / len(way.line)
     enough = max(6.0, 0.5 * size)
     cells_in = [c for c, w in enumerate(way.line) if abs(w) >= enough]
+    cells_in = cells_in[::max(1, len(cells_in) // 250)]
+    if not cells_in:
+        return 0.0, 1.0, 1.0
     pure = wild = off = 0.0
-    spots = [i0 + (i1 - i0) * part // 4 for part in (1, 2, 3)]
-    for i in spots:
-        picture = pictures[i]
+    for part in (1, 2, 3):
+        picture = pictures[i0 + (i1 - i0) * part // 4]
         alpha = way(picture)
         own = [(picture[c] - old[c]) / way.line[c] for c in cells_in]
         pure += sum(-0.3 < a < 0.2 or 0.8 < a < 1.3 for a in own) / len(own)
         wild += sum(not -0.3 < a < 1.3 for a in own) / len(own)
-        off += sum(abs(f - o - alpha * w) for f, o, w in zip(picture, old, way.line)) / len(old) / size
+        rest = [abs(f - o - alpha * w) for f, o, w in zip(picture[::2], old[::2], way.line[::2])]
+        off += sum(rest) / len(rest) / size
     return pure / 3, wild / 3, off / 3
 
 
@@ -1011,7 +1073,7 @@ def wipe_at(block, i0, i1):
     olds, lines = [old[c] for c in cells_in], [line[c] for c in cells_in]
 
     def look(i):
-        """Of picture i: the part of the new scene, and the parts of cells that are purely one scene or wildly neither."""
+        """Of picture i: the part of the new scene, and the parts of cells that are purely one or wildly neither."""
         picture = pictures[i]
         own = [(picture[c] - o) / w for c, o, w in zip(cells_in, olds, lines)]
         pure_old, pure_new = sum(-0.5 < a < 0.3 for a in own), sum(0.7 < a < 1.5 for a in own)
@@ -1040,7 +1102,30 @@ def wipe_at(block, i0, i1):
     first, last = max(i0 + 1, block.at(begin)), min(i1, block.at(end))
     if last - first < 3 or not is_wiped(block, first - 1, last):
         return None
+    first, last = pace_limits(block, first, last)
     return Event("wipe", times[first], times[last], min(0.97, 0.4 + 0.6 * trust), "画面划变")
+
+
+def pace_limits(block, first, last, room=0):
+    """The limits of a wipe, better than from its cells where both scenes are calm: while it goes on, every step is
+    larger. Each moves by `room` pictures at most, usually a third of the length."""
+    steps, room = block.steps, max(3, room or (last - first) // 3)
+    pace = middle(steps[first + (last - first) // 4:last - (last - first) // 4 + 1])
+
+    def edge(i, way, calm):
+        """From the middle outwards: the last picture before two calm steps."""
+        calm = sorted(calm) or [0.0]
+        level = max(1.3 * calm[len(calm) * 9 // 10], calm[len(calm) // 2] + 0.08 * pace)
+        if level > 0.5 * pace:
+            return first if way < 0 else last
+        stop = first - room if way < 0 else last + room
+        while 1 < i + 2 * way < len(steps) - 1 and i != stop and max(steps[i + way], steps[i + 2 * way]) > level:
+            i += way
+        return (first if way < 0 else last) if i == stop else i
+
+    half = (first + last) // 2
+    return (edge(half, -1, steps[max(1, first - 2 * room):max(2, first - room // 2)]),
+            edge(half, +1, steps[last + room // 2:last + 2 * room]))
 
 
 def is_wiped(block, i0, i1):
@@ -1048,7 +1133,9 @@ def is_wiped(block, i0, i1):
     steps = block.steps[i0 + 1:i1 + 1]
     path = sum(steps)
     whole = distance(block.pictures[i0], block.pictures[i1])
-    if block.times[i1] - block.times[i0] < 150_000 or max(steps) > 4 * path / len(steps) or path > 2.4 * whole or not steady_outside(block, i0, i1, 0.8):
+    if block.times[i1] - block.times[i0] < 240_000 or max(steps) > 4 * path / len(steps) or path > 2.4 * whole:
+        return False
+    if not steady_outside(block, i0, i1, 0.8):
         return False
     old, new = block.luma_of(i0), block.luma_of(i1)
     if correlation(old, new) > 0.7 or shifted(block, i0, i1) < 0.6:
@@ -1060,14 +1147,19 @@ def is_wiped(block, i0, i1):
 def slide_at(block, i0, i1):
     """A slide: the new picture pushes the old one out, at an even pace."""
     times, n, width, height = block.times, block.luma, block.width, block.height
-    if not steady_outside(block, i0, i1):
+    # It goes on where the steps are large.
+    steps = sorted(block.steps[i0 + 1:i1 + 1])
+    large = [i for i in range(i0 + 1, i1 + 1) if block.steps[i] > 0.4 * steps[len(steps) * 9 // 10]]
+    i0, i1 = large[0] - 1, large[-1]
+    if i1 - i0 < 4 or not steady_outside(block, i0, i1):
         return None
 
     def turned(picture):
         return b"".join(picture[x:n:width] for x in range(width))
 
     old, new = block.luma_of(i0), block.luma_of(i1)
-    spots = [i0 + (i1 - i0) * part // 8 for part in (2, 3, 4, 5, 6)]
+    whole = distance(old, new)
+    spots = [i0 + (i1 - i0) * part // 8 for part in (1, 3, 4, 5, 7)]
     upright = {i: block.luma_of(i) for i in (i0, i1, *spots)}
     sideways = {i: turned(picture) for i, picture in upright.items()}
     for pictures, line, reach in ((upright, width, height), (sideways, height, width)):
@@ -1077,7 +1169,8 @@ def slide_at(block, i0, i1):
             for i in (spots[2], spots[0], spots[4], spots[1], spots[3]):
                 rests = [distance(strip[s * line:s * line + n], pictures[i]) for s in range(1, reach)]
                 rest = min(rests)
-                if rest > 0.4 * min(distance(old, upright[i]), distance(new, upright[i])):
+                half_way = min(distance(old, upright[i]), distance(new, upright[i]))
+                if rest > (0.3 * whole if places else 0.4 * half_way):
                     break
                 places.append((times[i], (rests.index(rest) + 1) / reach))
             if len(places) < 5:
@@ -1113,22 +1206,23 @@ def onset(where, parts, times):
 
 def find_events(block, after, upto):
     """The transitions that end after `after`, up to `upto`, in order and without overlap."""
-    fades = list(find_fades(block))
+    fades = list(find_fades(block, upto))
     black = [fade for fade in fades if fade.edge == "black"]
     slow = [fade for fade in fades if fade.edge != "black"]
-    slow += find_gradual(block, slow)
+    slow += find_gradual(block, slow, upto)
     sure = [event for event in slow if event.score >= WEAK]
     cuts = [c for c in find_cuts(block, after, upto) if not any(g.first <= c.last and c.first <= g.last for g in sure)]
-    weak = [event for event in slow if event.score < WEAK and not any(event.first <= c.last and c.first <= event.last for c in cuts)]
+    weak = [event for event in slow if event.score < WEAK
+            and not any(event.first <= c.last and c.first <= event.last for c in cuts)]
     ended = [event for event in sure + weak + black if after < event.last <= upto]
     return sorted(ended + cuts, key=lambda event: (event.first, event.last))
 
 
-# --- analysis: memory does not grow with the video's length -------------------------------------------------------------
+# --- analysis: memory does not grow with the video's length ---------------------------------------------------------
 
 STRIDE = 4_000_000    # microseconds decided at a time
 CONTEXT = 8_000_000   # microseconds seen before and after what is decided
-MOST = 6_000          # pictures decided on at the latest, whatever their timestamps say
+MOST = 12_000         # pictures held, whatever their timestamps say
 
 
 class Analysis:
@@ -1155,9 +1249,12 @@ class Analyser:
         if not self.fitted and len(block.samples) > 25:
             block.fit_bars()
             self.fitted = True
-        while block.times[-1] - self.decided > STRIDE + CONTEXT or len(block.times) > MOST:
-            self.decide(min(self.decided + STRIDE, block.times[len(block.times) * 2 // 3]))
+        while block.times[-1] - self.decided > STRIDE + CONTEXT:
+            self.decide(max(self.decided + STRIDE, block.times[bisect.bisect_right(block.times, self.decided)]))
             block.drop(self.decided - CONTEXT)
+        if len(block.times) > MOST:
+            self.decide(max(self.decided, block.times[-MOST // 4]))
+            block.drop(block.times[-MOST // 2])
 
     def decide(self, upto):
         self.block.fit_bars()
@@ -1199,7 +1296,7 @@ def analyse(path, skip, progress, sync="-vsync"):
     return result
 
 
-# --- cache: another profile or padding needs no second decoding ---------------------------------------------------------
+# --- cache: another profile or padding needs no second decoding -----------------------------------------------------
 
 CACHE_LIMIT = 256 << 20  # bytes in all; the oldest files go first
 FIELDS = ("kind", "first", "last", "score", "source", "edge")
@@ -1236,7 +1333,8 @@ class Cache:
 
     def save(self, analysis):
         import tempfile
-        head = {"duration": analysis.duration, "events": [[getattr(e, field) for field in FIELDS] for e in analysis.events]}
+        events = [[getattr(event, field) for field in FIELDS] for event in analysis.events]
+        head = {"duration": analysis.duration, "events": events}
         gaps = array.array("q", map(sub, analysis.times, array.array("q", [0]) + analysis.times[:-1]))
         try:
             os.makedirs(self.folder, mode=0o700, exist_ok=True)
@@ -1280,14 +1378,14 @@ def analysis_of(options):
     return analysis
 
 
-# --- profiles: what counts as removable -----------------------------------------------------------------------------------
+# --- profiles: what counts as removable -----------------------------------------------------------------------------
 
 CONFIDENT = 0.75  # the score of dissolves that the standard profile trusts
 SLIVER = 0.3      # seconds; shorter segments are dropped by the extreme profile
 
 
 def reported(event, profile):
-    """Weak finds, and what joins no two scenes (opening and closing fades, black stretches), are the extreme profile's."""
+    """Weak finds, and what joins no two scenes (opening and closing fades, black stretches), are for extreme alone."""
     return profile == "extreme" or not (event.edge or event.score < WEAK)
 
 
@@ -1300,6 +1398,8 @@ def stretch_of(event, profile, gap):
     if profile == "conservative" and event.kind == "fade":
         narrow = (last - first) // 6
         return first + narrow, last - narrow, True
+    if profile == "extreme" and event.edge == "black":
+        return first, last, True
     if profile == "extreme":
         wide = max(gap, (last - first) // 12)
         return first - wide, last + wide, True
@@ -1307,7 +1407,7 @@ def stretch_of(event, profile, gap):
     return first, last, profile == "aggressive" or profile == "standard" and trusted
 
 
-# --- segments: limits that survive being cut with three decimals -----------------------------------------------------------
+# --- segments: limits that survive being cut with three decimals ----------------------------------------------------
 
 def milliseconds(microseconds):
     return microseconds // 1000 / 1000
@@ -1319,9 +1419,9 @@ def usual_gap(times):
 
 
 class Timeline:
-    """Turns picture times into limits in seconds. ffmpeg keeps the pictures from -ss on for the length -t, both rounded to
-    milliseconds: a start is floored, so that its picture is not lost, and an end lies half a picture before the first
-    one that must not appear."""
+    """Turns picture times into limits in seconds. ffmpeg keeps the pictures from -ss on for the length -t, both rounded
+    to milliseconds: a start is floored, so that its picture is not lost, and an end lies half a picture before the
+    first one that must not appear."""
 
     def __init__(self, analysis):
         self.times = analysis.times
@@ -1356,7 +1456,7 @@ def build(analysis, options):
             continue
         first, last, taken_out = stretch_of(event, profile, timeline.gap)
         start, end = max(timeline.end_before(first), options.skip_start_seconds), timeline.start_at(last)
-        events.append({"index": len(events) + 1, "type": event.kind, "start": start, "end": end,
+        events.append({"index": 0, "type": event.kind, "start": start, "end": end,
                        "duration": round(max(0.0, end - start), 3), "score": round(event.score, 3),
                        "source": event.source})
         if event.kind == "cut":
@@ -1367,6 +1467,9 @@ def build(analysis, options):
         else:
             half = (first + last) // 2
             limits.append((timeline.end_before(half), timeline.start_at(half)))
+    events.sort(key=lambda event: (event["start"], event["end"]))
+    for number, event in enumerate(events, 1):
+        event["index"] = number
     segments, begin = [], timeline.start_at(max(skip, times[0]))
     for stop, resume in sorted(limits) + [(round(timeline.end / 1e6, 3), 0.0)]:
         least = SLIVER if profile == "extreme" else 0.001
@@ -1376,7 +1479,7 @@ def build(analysis, options):
     return events, segments
 
 
-# --- output -----------------------------------------------------------------------------------------------------------
+# --- output ---------------------------------------------------------------------------------------------------------
 
 def clock(microseconds):
     whole = max(0, microseconds) // 1_000_000

@@ -174,6 +174,27 @@ class Scene:
         elif motion == "crashzoom":
             mid = span * 0.5
             move = self.zoompan(f"1+0.8*clip((on/({rate})-{mid:.3f})/0.35,0,1)")
+        elif motion == "easepan":  # rest, move, rest
+            turn = f"(3*pow(clip(t-{span * 0.3:.3f},0,1),2)-2*pow(clip(t-{span * 0.3:.3f},0,1),3))"
+            move = f"crop={w}:{h}:'{dx * 0.1:.0f}+{dx * 0.8:.0f}*{turn}':'{dy * 0.5:.0f}',eq=brightness='0.1*sin(0.9*t)':eval=frame"
+        elif motion == "water":  # two layers that drift through each other
+            other = self.add_input("-i", self.pictures[(self.next + 5) % len(self.pictures)])
+            a, b = self.label(), self.label()
+            return (f"{base},crop={w}:{h}:'mod({rng.uniform(40, 90):.0f}*t,{dx})':{ay:.0f}[{a}];"
+                    f"[{other}:v]scale={big_w}:{big_h},format=yuv420p,loop=loop=-1:size=1,setpts=N/({rate})/TB,fps={rate},"
+                    f"crop={w}:{h}:'{dx}-mod({rng.uniform(30, 70):.0f}*t,{dx})':{ay:.0f}[{b}];"
+                    f"[{a}][{b}]blend=all_mode=average,{tail}[{out}]"), out
+        elif motion == "focus":  # the lens hunts
+            a, b, c = self.label(), self.label(), self.label()
+            return (f"{base},crop={w}:{h}:{ax:.0f}:{ay:.0f},split[{a}][{b}];[{b}]gblur=14[{c}];"
+                    f"[{a}][{c}]blend=all_expr='A+(B-A)*(0.5+0.5*sin(2.5*T))',{tail}[{out}]"), out
+        elif motion == "action":  # two large things cross quickly in front of a shaking camera
+            one, two = self.add_input("-i", rng.choice(self.objects)), self.add_input("-i", rng.choice(self.objects))
+            a, b, c, d = self.label(), self.label(), self.label(), self.label()
+            return (f"{base},crop={w}:{h}:'{ax:.0f}+{0.1 * dx:.1f}*sin(9*t)+{0.05 * dx:.1f}*sin(23*t)':'{ay:.0f}+{0.1 * dy:.1f}*sin(11*t)'[{a}];"
+                    f"[{one}:v]scale={int(h * 0.9)}:{int(h * 0.9)}[{b}];[{two}:v]scale={int(h * 0.6)}:{int(h * 0.6)}[{c}];"
+                    f"[{a}][{b}]overlay=x='mod({rng.uniform(0.6, 1.3) * w:.0f}*t,{w * 1.6:.0f})-{h * 0.9:.0f}':y={h * 0.1:.0f}:eval=frame[{d}];"
+                    f"[{d}][{c}]overlay=x='{w}-mod({rng.uniform(0.5, 1.0) * w:.0f}*t,{w * 1.5:.0f})':y='{h * 0.3:.0f}+{h * 0.2:.0f}*sin(5*t)':eval=frame,{tail}[{out}]"), out
         elif motion == "walk":  # a still camera and something large that walks through
             thing = self.add_input("-i", rng.choice(self.objects))
             side = int(h * rng.uniform(0.5, 0.95)) // 2 * 2
@@ -190,6 +211,10 @@ class Scene:
 MOTIONS = ("static", "hand", "pan", "zoom", "walk", "hand", "pan")
 XFADE_WIPES = ("wipeleft", "wiperight", "wipeup", "wipedown", "circleopen", "circleclose", "slideleft", "slideright",
                "slideup", "slidedown", "radial", "diagtl", "horzopen", "vertclose", "rectcrop", "smoothleft", "wipetl")
+
+
+# The part of the nominal length in which these really change the picture.
+VISIBLE = {"circleopen": (1 / 6, 5 / 6), "circleclose": (1 / 6, 5 / 6), "radial": (0.1, 1)}
 
 
 class Clip:
@@ -261,7 +286,8 @@ def compose(clip, rng, pictures, objects):
             offset = frames - length
             graph.append(f"[{label}][{other}]xfade={mode}:duration={length / rate:.6f}:offset={offset / rate:.6f},fps={clip.rate},"
                          f"tpad=stop=2:stop_mode=clone,trim=end_frame={offset + other_frames},settb=1/90000[{joined}]")  # xfade loses the last one
-            truth.append([kind, offset + 1, offset + length, mode])
+            start, end = VISIBLE.get(mode, (0, 1))
+            truth.append([kind, offset + 1 + int(start * length), offset + math.ceil(end * length), mode])
             frames += other_frames - length
         label = joined
     post = f"[{label}]{clip.post or 'null'}[out]"
@@ -361,6 +387,11 @@ def clips(half):
     yield Clip("mixed-logo", joins("cut", "dissolve", "black", "wipe", n=8), post=LOGO)
     yield Clip("mixed-grain", joins("cut", "dissolve", "black", n=8), post=GRAIN)
     yield Clip("mixed-dark", joins("cut", "dissolve", "black", n=8), post="eq=brightness=-0.25:contrast=0.55")
+    life = ("action", "easepan", "water", "focus", "walk", "hand")
+    yield Clip("life-a", joins("cut", n=9), motions=life, shot=(2.5, 4.5), rate="24000/1001" if t else "30")
+    yield Clip("life-b", joins("cut", "cut", "dissolve", "black", n=9), motions=life, shot=(2.5, 4.5), post="noise=alls=12:allf=t")
+    yield Clip("life-low", joins("cut", "cut", "dissolve", "black", n=9), motions=life, shot=(2.5, 4.5), encode=LOW, rate="30")
+    yield Clip("life-quick", ["cut"] * 14, motions=("action", "hand", "easepan"), shot=(0.7, 1.8), rate="50")
     yield Clip("montage-a", ["cut"] * 30, shot=(0.2, 0.5), rate="25" if t else "30")
     yield Clip("montage-b", ["cut"] * 30, shot=(0.25, 0.6), rate="50" if t else "24", motions=("hand", "pan", "zoom"))
     for n, (name, effect) in enumerate((("flash", FLASH), ("flash-white", FLASH2), ("strobe", STROBE), ("flicker", FLICKER), ("lights", LIGHTS))):
