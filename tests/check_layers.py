@@ -11,13 +11,15 @@ SERVICES = {"Services"} | MODELS
 WORKER_WINDOW = {"WorkerWindowController"} | SERVICES
 SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
 CONTROLS = {"Controls"}
-MAIN_WINDOW = {"MainWindowController"} | SPLIT | CONTROLS
+VIEWER = {"Viewer"} | SERVICES
+MAIN_WINDOW = {"MainWindowController"} | SPLIT | CONTROLS | VIEWER
 ALLOWED = {
     "Models": MODELS,
     "Services": SERVICES,
     "WorkerWindowController": WORKER_WINDOW,
     "SplitCoordinator": SPLIT,
     "Controls": CONTROLS,
+    "Viewer": VIEWER,
     "MainWindowController": MAIN_WINDOW,
     "AppMain": {"AppMain"} | MAIN_WINDOW,
 }

@@ -71,6 +71,7 @@ void selectRows(QTableView* table, const QList<int>& rows)
 
 MainWindowController::MainWindowController()
     : m_window(std::make_unique<MainWindow>())
+    , m_viewer(*m_window, [this] { return viewerContent(); })
     , m_alerts(m_window.get())
 {
     connectInputs();
@@ -545,6 +546,18 @@ void MainWindowController::updateButtons()
     m_window->parseButton->setEnabled(!isBusy);
     m_window->splitButton->setEnabled(!isBusy && !m_generatedJobs.isEmpty());
     m_window->addSegmentButton->setEnabled(!isSplitting);
+    m_viewer.setSplitRunning(isSplitting);
+}
+
+ViewerContent MainWindowController::viewerContent() const
+{
+    const DetectorPayload payload = m_payload.value_or(DetectorPayload());
+    return {m_selectedVideoURL.value_or(FileURL()),
+            payload.duration,
+            payload.fps,
+            readCropParameters(m_window->cropField->text()),
+            payload.events,
+            m_window->segmentTableModel->segments()};
 }
 
 void MainWindowController::showStatus(const QString& text)

@@ -2,6 +2,7 @@
 
 #include "MainWindowController/AlertQueue.h"
 #include "MainWindowController/DetectionRequests.h"
+#include "MainWindowController/ViewerConnection.h"
 #include "Models/FFmpegJob.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
@@ -78,8 +79,10 @@ private:
     [[nodiscard]] DetectionRequest currentDetectionRequest() const;
     [[nodiscard]] int currentConcurrency();
     [[nodiscard]] std::optional<QString> validateInputs() const;
+    [[nodiscard]] ViewerContent viewerContent() const;
 
     std::unique_ptr<MainWindow> m_window;
+    ViewerConnection m_viewer;
     AlertQueue m_alerts;
     DetectionRequests m_detections;
 

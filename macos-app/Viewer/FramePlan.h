@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Viewer/CutFrames.h"
+#include "Viewer/ViewerContent.h"
+
+/// One picture that the viewer shows: the part that it plays, its frame, and whether the split keeps that frame.
+struct PlannedFrame
+{
+    enum class Role {
+        lastKeptBefore,
+        firstOfTransition,
+        middleOfTransition,
+        lastOfTransition,
+        firstKeptAfter,
+        beforeStart,
+        firstInside,
+        secondInside,
+        lastButOneInside,
+        lastInside,
+        afterEnd
+    };
+
+    Role role;
+    FrameAnswer frame;
+    bool isKept = false;
+
+    friend bool operator==(const PlannedFrame&, const PlannedFrame&) = default;
+};
+
+/// The pictures of a subject, and what is missing to name them all.
+struct FramePlan
+{
+    QList<PlannedFrame> frames;
+    QList<FrameNeed> needs; ///< the most important first
+    QList<qint64> nearby;   ///< frames that the next steps will show
+};
+
+/// Five pictures for a transition, three for either edge of a segment, none for anything else.
+[[nodiscard]] FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const FrameIndex& index,
+                                   const VideoClock& clock);

@@ -1,0 +1,164 @@
+#include "Viewer/FrameQuery.h"
+
+#include "Models/NumberText.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A slack for the wanted pictures, because they are counted from the first frame of the stretch.
+constexpr double pictureSlackSeconds = 0.05;
+/// More pictures than this are never drawn in one call.
+constexpr int mostPictures = 48;
+
+/// The places of the two time stamps in the chain of filters below, by which ffmpeg names their lines.
+const QByteArray timedPrefix = "[Parsed_showinfo_1 @";
+const QByteArray drawnPrefix = "[Parsed_showinfo_4 @";
+
+QString secondsWord(double seconds)
+{
+    return formatFixed(seconds, 3);
+}
+
+/// Which frames are drawn, in seconds from the first frame of the stretch.
+QString selection(const FrameQuery& query)
+{
+    QStringList ranges;
+    for (const FrameNeed& need : query.needs) {
+        const double origin = static_cast<double>(query.fromMilliseconds) / 1000;
+        ranges << u"between(t-start_t,%1,%2)"_s.arg(secondsWord(need.picturesFrom - origin - pictureSlackSeconds),
+                                                    secondsWord(need.picturesTo - origin));
+    }
+    return u"lt(selected_n,%1)*(%2)"_s.arg(mostPictures).arg(ranges.join(u'+'));
+}
+
+std::optional<QRegularExpressionMatch> matched(const QRegularExpression& expression, const QByteArray& line)
+{
+    auto match = expression.match(QString::fromUtf8(line));
+    return match.hasMatch() ? std::optional(std::move(match)) : std::nullopt;
+}
+
+} // namespace
+
+FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box)
+{
+    double from = needs.first().from;
+    double to = needs.first().to;
+    for (const FrameNeed& need : needs) {
+        from = std::min(from, need.from);
+        to = std::max(to, need.to);
+    }
+    const auto fromMilliseconds = std::max<qint64>(0, static_cast<qint64>(std::floor(from * 1000)));
+    const auto toMilliseconds = static_cast<qint64>(std::ceil(to * 1000));
+    return {fromMilliseconds, std::max<qint64>(1, toMilliseconds - fromMilliseconds), needs, box};
+}
+
+QStringList FrameQuery::arguments(const QString& videoPath) const
+{
+    const QString filters =
+        u"trim=duration=%1,showinfo,select='%2',scale=w='max(1,min(%3,%4*dar))':h='max(1,min(%4,%3/dar))',showinfo,"
+        "settb=1/25,setpts=N"_s.arg(secondsWord(static_cast<double>(lengthMilliseconds) / 1000), selection(*this),
+                                    QString::number(box.width()), QString::number(box.height()));
+    // The stream is chosen as for a clip. The last two filters and the rate keep ffmpeg from evening out the frames.
+    return {u"-nostdin"_s, u"-hide_banner"_s, u"-nostats"_s,
+            u"-copyts"_s,  u"-ss"_s,          secondsWord(static_cast<double>(fromMilliseconds) / 1000),
+            u"-i"_s,       videoPath,         u"-an"_s,
+            u"-sn"_s,      u"-dn"_s,          u"-vf"_s,
+            filters,       u"-r"_s,           u"25"_s,
+            u"-c:v"_s,     u"ppm"_s,          u"-pix_fmt"_s,
+            u"rgb24"_s,    u"-f"_s,           u"image2pipe"_s,
+            u"pipe:1"_s};
+}
+
+bool FrameQuery::touches(const FrameNeed& need) const
+{
+    const double from = static_cast<double>(fromMilliseconds) / 1000;
+    const double to = from + static_cast<double>(lengthMilliseconds) / 1000;
+    return need.from < to && from < need.to;
+}
+
+void FrameReplyReader::readLine(const QByteArray& line)
+{
+    static const QRegularExpression containerStart(uR"(^\s*Duration: [^,]+, start: (-?)(\d+)\.(\d{6}))"_s);
+    static const QRegularExpression clock(uR"(config in time_base: (\d+)/(\d+), frame_rate: (\d+)/(\d+))"_s);
+    if (line.startsWith(timedPrefix)) {
+        if (const auto match = matched(clock, line)) {
+            m_clock.tickNumerator = match->captured(1).toLongLong();
+            m_clock.tickDenominator = match->captured(2).toLongLong();
+            if (match->captured(3) != u"0" && match->captured(4) != u"0") {
+                m_clock.rateNumerator = match->captured(3).toLongLong();
+                m_clock.rateDenominator = match->captured(4).toLongLong();
+            }
+            m_hasClock = m_clock.tickNumerator > 0 && m_clock.tickDenominator > 0;
+        }
+        readTimedFrame(line);
+    } else if (line.startsWith("Input #0, ")) {
+        m_clock.seeksExactly = line.startsWith("Input #0, mov,") || line.startsWith("Input #0, matroska,");
+    } else if (line.startsWith("  Stream #0:") && !line.contains(" -> ") && !m_hasClock) {
+        m_clock.hasOneStream = ++m_streamCount == 1;
+    } else if (line.startsWith(drawnPrefix)) {
+        readTimedFrame(line);
+    } else if (const auto match = m_hasStart ? std::nullopt : matched(containerStart, line)) {
+        m_hasStart = true;
+        const qint64 start = match->captured(2).toLongLong() * 1'000'000 + match->captured(3).toLongLong();
+        m_clock.startMicroseconds = match->captured(1).isEmpty() ? start : -start;
+    } else if (!line.trimmed().isEmpty()) {
+        m_lastWords = line.trimmed();
+    }
+}
+
+void FrameReplyReader::readTimedFrame(const QByteArray& line)
+{
+    static const QRegularExpression frame(uR"(\] n: *\d+ pts: *(-?\d+) .* s:(\d+)x(\d+) )"_s);
+    const auto match = matched(frame, line);
+    if (!match)
+        return;
+    const qint64 ticks = match->captured(1).toLongLong();
+    if (line.startsWith(drawnPrefix)) {
+        m_drawnFrames.append(ticks);
+    } else {
+        m_frames.append(ticks);
+        m_sourceSize = QSize(match->captured(2).toInt(), match->captured(3).toInt());
+    }
+}
+
+void FrameReplyReader::readPictures(const QByteArray& chunk)
+{
+    static const QRegularExpression header(uR"(^P6\n(\d{1,5}) (\d{1,5})\n255\n)"_s);
+    m_pending += chunk;
+    while (const auto match = matched(header, m_pending.left(32))) {
+        const QSize size(match->captured(1).toInt(), match->captured(2).toInt());
+        const qsizetype bytesPerLine = qsizetype(3) * size.width();
+        const qsizetype length = match->capturedLength() + bytesPerLine * size.height();
+        if (size.isEmpty() || m_pending.size() < length)
+            return;
+        const auto* pixels = reinterpret_cast<const uchar*>(m_pending.constData()) + match->capturedLength();
+        m_images.append(QImage(pixels, size.width(), size.height(), bytesPerLine, QImage::Format_RGB888)
+                            .convertToFormat(QImage::Format_RGB32));
+        m_pending.remove(0, length);
+    }
+}
+
+std::optional<FrameReply> FrameReplyReader::reply() const
+{
+    if (!m_hasClock)
+        return std::nullopt;
+    FrameReply reply;
+    reply.clock = m_clock;
+    reply.frames = m_frames;
+    std::sort(reply.frames.begin(), reply.frames.end());
+    reply.from =
+        m_query.fromMilliseconds > 0 ? m_clock.ticksAt(m_query.fromMilliseconds * 1000) : FrameIndex::beginning;
+    if (!m_clock.seeksExactly && m_query.fromMilliseconds > 0 && !m_frames.isEmpty())
+        reply.from = m_frames.first();
+    reply.to =
+        m_frames.isEmpty() ? FrameIndex::end : m_frames.first() + m_clock.ticksIn(m_query.lengthMilliseconds * 1000);
+    for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i)
+        reply.pictures.append({m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});
+    return reply;
+}

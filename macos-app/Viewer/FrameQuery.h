@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Viewer/FrameSearch.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QStringList>
+
+#include <optional>
+
+/// One call of ffmpeg for frame times and pictures: every frame of a stretch is timed, those wanted are drawn.
+struct FrameQuery
+{
+    qint64 fromMilliseconds = 0;
+    qint64 lengthMilliseconds = 0;
+    QList<FrameNeed> needs; ///< what the stretch serves
+    QSize box;              ///< device pixels into which a picture is fitted
+
+    /// One query for all those needs.
+    [[nodiscard]] static FrameQuery forNeeds(const QList<FrameNeed>& needs, QSize box);
+
+    /// ffmpeg's words: times on standard error, pictures on standard output.
+    [[nodiscard]] QStringList arguments(const QString& videoPath) const;
+    /// Whether the stretch and a need have anything in common.
+    [[nodiscard]] bool touches(const FrameNeed& need) const;
+};
+
+/// A frame as a picture, turned upright and fitted into a box.
+struct FramePicture
+{
+    qint64 ticks = 0;
+    QImage image;
+    QSize sourceSize; ///< of the upright frame, in pixels of the video
+    QSize box;
+};
+
+/// What a query has brought.
+struct FrameReply
+{
+    VideoClock clock;
+    qint64 from = 0; ///< ticks; every frame from here on and before `to` is in `frames`
+    qint64 to = 0;
+    QList<qint64> frames;
+    QList<FramePicture> pictures;
+};
+
+/// Puts a reply together from what ffmpeg prints, as it arrives.
+class FrameReplyReader final
+{
+public:
+    explicit FrameReplyReader(FrameQuery query)
+        : m_query(std::move(query))
+    {}
+
+    /// A line of standard error.
+    void readLine(const QByteArray& line);
+    /// A piece of standard output: pictures in the PPM form, one after another.
+    void readPictures(const QByteArray& chunk);
+
+    [[nodiscard]] const FrameQuery& query() const { return m_query; }
+    /// Once ffmpeg has ended well; nothing when it found no video at all.
+    [[nodiscard]] std::optional<FrameReply> reply() const;
+    /// The last line that is neither empty nor about a frame: ffmpeg's reason, when it failed.
+    [[nodiscard]] const QByteArray& lastWords() const { return m_lastWords; }
+
+private:
+    void readTimedFrame(const QByteArray& line);
+
+    FrameQuery m_query;
+    VideoClock m_clock;
+    bool m_hasClock = false;
+    bool m_hasStart = false;
+    int m_streamCount = 0;
+    QSize m_sourceSize;
+    QList<qint64> m_frames;
+    QList<qint64> m_drawnFrames;
+    QList<QImage> m_images;
+    QByteArray m_pending;
+    QByteArray m_lastWords;
+};

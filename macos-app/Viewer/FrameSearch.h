@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Viewer/FrameIndex.h"
+#include "Viewer/VideoClock.h"
+
+/// A stretch of the video, in seconds, of which the frame times are wanted, and the part of it whose pictures are.
+struct FrameNeed
+{
+    double from = 0;
+    double to = 0;
+    double picturesFrom = 0;
+    double picturesTo = 0;
+
+    friend bool operator==(const FrameNeed&, const FrameNeed&) = default;
+};
+
+/// Looks frames up, and notes what would have to be known where the index cannot answer.
+class FrameSearch final
+{
+public:
+    FrameSearch(const FrameIndex& index, const VideoClock& clock);
+
+    [[nodiscard]] FrameAnswer firstFrom(qint64 ticks);
+    [[nodiscard]] FrameAnswer lastBefore(qint64 ticks);
+    /// The neighbours of an answer; of an unknown one unknown, of none none.
+    [[nodiscard]] FrameAnswer following(const FrameAnswer& frame);
+    [[nodiscard]] FrameAnswer preceding(const FrameAnswer& frame);
+
+    [[nodiscard]] const VideoClock& clock() const { return m_clock; }
+    [[nodiscard]] const QList<FrameNeed>& needs() const { return m_needs; }
+
+    /// The need for the picture of one frame.
+    [[nodiscard]] static FrameNeed pictureNeed(const VideoClock& clock, qint64 ticks);
+
+private:
+    void note(const FrameNeed& need);
+
+    const FrameIndex& m_index;
+    const VideoClock& m_clock;
+    double m_frameSeconds;
+    QList<FrameNeed> m_needs;
+};

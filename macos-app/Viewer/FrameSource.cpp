@@ -1,0 +1,212 @@
+#include "Viewer/FrameSource.h"
+
+#include "Viewer/FrameRun.h"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype cacheBytes = 64 * 1024 * 1024;
+/// Needs that lie this close are read in one go: decoding on is cheaper than decoding from a key frame once more.
+constexpr double mergedGapSeconds = 2;
+constexpr double longestMergedSeconds = 10;
+
+bool touch(const FrameNeed& left, const FrameNeed& right)
+{
+    return left.from < right.to && right.from < left.to;
+}
+
+} // namespace
+
+FrameSource::FrameSource()
+    : m_pictures(cacheBytes)
+{}
+
+FrameSource::~FrameSource() = default;
+
+void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
+{
+    stopRuns();
+    m_videoURL = videoURL;
+    m_clock = {1, 90000, 25, 1, 0};
+    if (framesPerSecond > 1 && framesPerSecond < 1000)
+        m_clock.rateNumerator = std::llround(framesPerSecond);
+    m_index = {};
+    m_pictures.clear();
+    m_needs.clear();
+    m_ahead.clear();
+    forgetFailures();
+}
+
+void FrameSource::setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason)
+{
+    m_runtime = runtime;
+    m_missingRuntimeReason = reason;
+}
+
+void FrameSource::setBox(QSize box)
+{
+    if (box == m_box || box.isEmpty())
+        return;
+    m_box = box;
+    m_tried.clear(); // the pictures are wanted once more
+}
+
+void FrameSource::setProcessLimit(int limit)
+{
+    m_processLimit = limit;
+    for (std::size_t i = static_cast<std::size_t>(limit); i < m_runs.size(); ++i)
+        m_runs[i]->stop();
+    startNext();
+}
+
+void FrameSource::forgetFailures()
+{
+    m_failures.clear();
+    m_tried.clear();
+}
+
+void FrameSource::request(const QList<FrameNeed>& needs, const QList<FrameNeed>& ahead)
+{
+    m_needs = needs;
+    m_ahead = ahead;
+    for (const auto& run : m_runs) {
+        const auto isServed = [&run](const FrameNeed& need) { return run->query().touches(need); };
+        if (!run->isStopped() && std::none_of(needs.begin(), needs.end(), isServed) &&
+            std::none_of(ahead.begin(), ahead.end(), isServed))
+            run->stop();
+    }
+    startNext();
+}
+
+std::optional<QString> FrameSource::failure(const FrameNeed& need) const
+{
+    if (!m_runtime)
+        return m_missingRuntimeReason;
+    for (const Failure& failure : m_failures) {
+        if (touch(failure.need, need))
+            return failure.text;
+    }
+    if (m_tried.contains(need))
+        return u"无法读取这一帧。"_s;
+    return std::nullopt;
+}
+
+void FrameSource::startNext()
+{
+    while (m_runtime && static_cast<int>(m_runs.size()) < m_processLimit) {
+        const QList<FrameNeed> needs = nextNeeds();
+        if (needs.isEmpty())
+            return;
+        startRun(needs);
+    }
+}
+
+/// The first need that nobody serves, and those that can be read along with it. Nothing is fetched ahead while a
+/// need is still being served.
+QList<FrameNeed> FrameSource::nextNeeds() const
+{
+    QList<FrameNeed> open;
+    for (const QList<FrameNeed>& list : {m_needs, m_ahead}) {
+        for (const FrameNeed& need : list) {
+            if (!failure(need) && !isBeingServed(need))
+                open.append(need);
+        }
+        const bool isWorking =
+            std::any_of(m_needs.begin(), m_needs.end(), [this](const FrameNeed& need) { return isBeingServed(need); });
+        if (!open.isEmpty() || isWorking)
+            break;
+    }
+    if (open.isEmpty())
+        return {};
+    QList<FrameNeed> merged = {open.takeFirst()};
+    double from = merged.first().from;
+    double to = merged.first().to;
+    for (bool grown = true; grown;) {
+        grown = false;
+        for (qsizetype i = 0; i < open.size(); ++i) {
+            const FrameNeed need = open[i];
+            const bool isClose = need.from < to + mergedGapSeconds && need.to > from - mergedGapSeconds;
+            if (!isClose || std::max(to, need.to) - std::min(from, need.from) > longestMergedSeconds)
+                continue;
+            from = std::min(from, need.from);
+            to = std::max(to, need.to);
+            merged.append(open.takeAt(i));
+            grown = true;
+            break;
+        }
+    }
+    return merged;
+}
+
+bool FrameSource::isBeingServed(const FrameNeed& need) const
+{
+    return std::any_of(m_runs.begin(), m_runs.end(),
+                       [&need](const auto& run) { return !run->isStopped() && run->query().touches(need); });
+}
+
+void FrameSource::startRun(const QList<FrameNeed>& needs)
+{
+    const FrameQuery query = FrameQuery::forNeeds(needs, m_box);
+    m_runs.push_back(std::make_unique<FrameRun>(
+        query, m_videoURL, *m_runtime, [this, query](const std::optional<FrameReply>& reply, const QString& failure) {
+            take(query, reply, failure);
+        }));
+    FrameRun* run = m_runs.back().get();
+    run->onEnd = [this, run] { removeRun(run); };
+    run->start();
+}
+
+void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure)
+{
+    if (!reply) {
+        for (const FrameNeed& need : query.needs)
+            m_failures.append({need, failure});
+        return;
+    }
+    if (!(m_clock == reply->clock)) { // the first reply, or the file was replaced
+        m_clock = reply->clock;
+        m_index = {};
+        m_pictures.clear();
+    }
+    m_index.learn(reply->from, reply->to, reply->frames);
+    for (const FramePicture& picture : reply->pictures)
+        m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
+    m_tried += query.needs;
+}
+
+/// Runs inside the run's own callback, so the run goes later.
+void FrameSource::removeRun(FrameRun* run)
+{
+    const auto found =
+        std::find_if(m_runs.begin(), m_runs.end(), [run](const auto& owned) { return owned.get() == run; });
+    if (found == m_runs.end())
+        return;
+    found->release()->deleteLater();
+    m_runs.erase(found);
+    startNext();
+    announceChange();
+}
+
+/// Once for all that happens before the event loop runs again; never from inside a caller's own request.
+void FrameSource::announceChange()
+{
+    if (std::exchange(m_isChangeDue, true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_isChangeDue = false;
+            Q_EMIT changed();
+        },
+        Qt::QueuedConnection);
+}
+
+void FrameSource::stopRuns()
+{
+    for (const auto& run : m_runs)
+        run->stop();
+}

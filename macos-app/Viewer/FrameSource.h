@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Services/RuntimeConfiguration.h"
+#include "Viewer/FrameQuery.h"
+
+#include <QCache>
+#include <QObject>
+
+#include <memory>
+#include <vector>
+
+class FrameRun;
+
+/// Frame times and pictures of one video, fetched from ffmpeg and kept. Main thread only, and it never waits there.
+class FrameSource final : public QObject
+{
+    Q_OBJECT
+
+public:
+    FrameSource();
+    ~FrameSource() override;
+
+    /// Another video, or another state of the same: forgets everything. `framesPerSecond` is a guess until ffmpeg has
+    /// told its own number.
+    void setVideo(const FileURL& videoURL, double framesPerSecond);
+    /// Without tools nothing is fetched, and `reason` stands for every picture.
+    void setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason = {});
+    /// The device pixels into which new pictures are fitted.
+    void setBox(QSize box);
+    [[nodiscard]] QSize box() const { return m_box; }
+    /// How many processes may run at a time.
+    void setProcessLimit(int limit);
+    /// What failed may be tried again.
+    void forgetFailures();
+
+    /// What is wanted from now on, the most important first; `ahead` is fetched when nothing of `needs` is missing any
+    /// more. A running process that serves none of them is stopped.
+    void request(const QList<FrameNeed>& needs, const QList<FrameNeed>& ahead);
+
+    [[nodiscard]] const VideoClock& clock() const { return m_clock; }
+    [[nodiscard]] const FrameIndex& index() const { return m_index; }
+    /// Valid until the event loop runs again; null when that frame is not kept.
+    [[nodiscard]] const FramePicture* picture(qint64 ticks) const { return m_pictures.object(ticks); }
+    /// Why a need is not met, when it was tried in vain.
+    [[nodiscard]] std::optional<QString> failure(const FrameNeed& need) const;
+    /// Processes that are not gone yet, the stopped ones included.
+    [[nodiscard]] int processCount() const { return static_cast<int>(m_runs.size()); }
+
+Q_SIGNALS:
+    /// More is known, or something failed.
+    void changed();
+
+private:
+    struct Failure
+    {
+        FrameNeed need;
+        QString text;
+    };
+
+    void startNext();
+    [[nodiscard]] QList<FrameNeed> nextNeeds() const;
+    [[nodiscard]] bool isBeingServed(const FrameNeed& need) const;
+    void startRun(const QList<FrameNeed>& needs);
+    void take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure);
+    void removeRun(FrameRun* run);
+    void stopRuns();
+    void announceChange();
+
+    FileURL m_videoURL;
+    std::optional<RuntimeConfiguration> m_runtime;
+    QString m_missingRuntimeReason;
+    QSize m_box = QSize(240, 160);
+    int m_processLimit = 2;
+
+    VideoClock m_clock;
+    FrameIndex m_index;
+    QCache<qint64, FramePicture> m_pictures;
+    QList<Failure> m_failures;
+    QList<FrameNeed> m_tried;
+
+    QList<FrameNeed> m_needs;
+    QList<FrameNeed> m_ahead;
+    std::vector<std::unique_ptr<FrameRun>> m_runs;
+    bool m_isChangeDue = false;
+};

@@ -1,0 +1,57 @@
+#include "Viewer/FrameWords.h"
+
+using namespace Qt::StringLiterals;
+
+using Role = PlannedFrame::Role;
+
+QString captionOf(Role role)
+{
+    switch (role) {
+    case Role::lastKeptBefore:
+        return u"之前最后保留"_s;
+    case Role::firstOfTransition:
+        return u"换场首帧"_s;
+    case Role::middleOfTransition:
+        return u"换场中间"_s;
+    case Role::lastOfTransition:
+        return u"换场末帧"_s;
+    case Role::firstKeptAfter:
+        return u"之后首个保留"_s;
+    case Role::beforeStart:
+    case Role::afterEnd:
+        return u"片段外"_s;
+    case Role::firstInside:
+        return u"第一帧"_s;
+    case Role::secondInside:
+        return u"第二帧"_s;
+    case Role::lastButOneInside:
+        return u"倒数第二帧"_s;
+    case Role::lastInside:
+        return u"最后一帧"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+QString absenceText(Role role, bool isBeyondEnd)
+{
+    switch (role) {
+    case Role::lastKeptBefore:
+        return u"之前没有保留的画面"_s;
+    case Role::firstKeptAfter:
+        return u"之后没有保留的画面"_s;
+    case Role::beforeStart:
+        return u"视频开头"_s;
+    case Role::afterEnd:
+        return u"视频末尾"_s;
+    case Role::firstOfTransition:
+    case Role::middleOfTransition:
+    case Role::lastOfTransition:
+        return isBeyondEnd ? u"超出视频末尾"_s : u"没有被删除的画面"_s;
+    case Role::firstInside:
+    case Role::secondInside:
+    case Role::lastButOneInside:
+    case Role::lastInside:
+        return isBeyondEnd ? u"超出视频末尾"_s : u"片段里没有这一帧"_s;
+    }
+    Q_UNREACHABLE();
+}

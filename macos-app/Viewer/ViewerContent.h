@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Models/CropParameters.h"
+#include "Models/DetectorPayload.h"
+#include "Models/EditableSegment.h"
+#include "Models/FileURL.h"
+
+#include <optional>
+
+/// What the viewer shows pictures of: the values of the main window, at one moment.
+struct ViewerContent
+{
+    FileURL videoURL;
+    double duration = 0;        ///< seconds; 0 when it is not known
+    double framesPerSecond = 0; ///< as the detector reports it, a first guess only; 0 when it is not known
+    std::optional<CropParameters> crop;
+    QList<TransitionEvent> events;
+    QList<EditableSegment> segments;
+
+    friend bool operator==(const ViewerContent&, const ViewerContent&) = default;
+};
+
+/// The row of a table that the viewer shows.
+struct ViewerSubject
+{
+    enum class Kind {
+        nothing,
+        transition, ///< a row of the event table
+        segment     ///< a row of the segment table
+    };
+
+    Kind kind = Kind::nothing;
+    int row = -1;
+
+    friend bool operator==(const ViewerSubject&, const ViewerSubject&) = default;
+};

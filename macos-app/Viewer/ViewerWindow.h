@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Models/SegmentEditing.h"
+#include "Viewer/SubjectFrames.h"
+
+#include <QTimer>
+#include <QWidget>
+
+#include <optional>
+
+class FrameStrip;
+class QLabel;
+class TimelineView;
+struct ShownFrame;
+
+/// The window "画面": the pictures around a transition, or at both edges of a segment as the split cuts it. It is fed
+/// with values and asks for changes by signals; the keys that it understands may also be pressed in the tables.
+class ViewerWindow final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ViewerWindow(QWidget* parent);
+
+    /// Shows the window where it was last, without taking the focus.
+    void open();
+    void setContent(const ViewerContent& content);
+    void setSubject(const ViewerSubject& subject) { m_frames.setSubject(subject); }
+    /// The tools to fetch pictures with, or the reason why there are none.
+    void setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason = {});
+    /// A running split leaves the viewer one process.
+    void setSplitRunning(bool isRunning) { m_frames.setSplitRunning(isRunning); }
+
+    [[nodiscard]] const ViewerSubject& subject() const { return m_frames.subject(); }
+    [[nodiscard]] SegmentEdge chosenEdge() const { return m_edge; }
+    /// What the window shows at present, and where its pictures come from.
+    [[nodiscard]] const FramePlan& plan() const { return m_frames.plan(); }
+    [[nodiscard]] const FrameSource& source() const { return m_frames.source(); }
+
+    /// Space and Escape close; Tab, Left and Right work on the edges of a segment. Whether the key was used.
+    bool handleKey(const QKeyEvent& event);
+
+Q_SIGNALS:
+    /// The user moves an edge of that row of the segment table; the text is what would be typed.
+    void retimeRequested(int row, SegmentEdge edge, const QString& text);
+    /// The user points at a row on the line of the video.
+    void subjectActivated(const ViewerSubject& subject);
+    /// The user presses an arrow up (-1) or down (1) while this window has the focus.
+    void rowStepRequested(int direction);
+
+protected:
+    bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void buildPictures();
+    void buildBelowPictures();
+
+    void showFrames();
+    void showTitle();
+    void showEdgeHeadings();
+    void describeForScreenReaders();
+    [[nodiscard]] ShownFrame shownFrame(const PlannedFrame& planned) const;
+    [[nodiscard]] double position() const;
+    void updateBox();
+    [[nodiscard]] QPoint firstPlace() const;
+
+    void chooseOtherEdge();
+    void moveEdge(int direction, bool byOneSecond);
+
+    SubjectFrames m_frames;
+    SegmentEdge m_edge = SegmentEdge::start;
+    std::optional<QPoint> m_place;
+    QTimer m_boxTimer;
+
+    QLabel* m_title;
+    QLabel* m_hint;
+    QWidget* m_emptyPage;
+    FrameStrip* m_transitionStrip;
+    FrameStrip* m_startStrip;
+    FrameStrip* m_endStrip;
+    TimelineView* m_timeline;
+};
