@@ -1094,11 +1094,14 @@ def wipe_at(block, i0, i1):
     looks = [look(i) for i in where]
     new_part = [part for part, *_ in looks]
     inner = [pure for part, pure, _ in looks if 0.1 < part < 0.9]
-    if len(inner) < 2:
+    if len(inner) < 2 or min(new_part) > 0.15 or max(new_part) < 0.85:
         return None
     trust = sum(inner) / len(inner)
-    begin = onset(where, new_part, times)
-    end = onset(where[::-1], [1.0 - part for part in new_part[::-1]], times)
+    # However it begins and ends, most of a wipe happens in its middle; what creeps before and after is motion.
+    early = times[next(i for i, part in zip(where, new_part) if part > 0.15)]
+    late = times[next(i for i, part in zip(where[::-1], new_part[::-1]) if part < 0.85)]
+    begin = max(onset(where, new_part, times), early - 0.8 * (late - early))
+    end = min(onset(where[::-1], [1.0 - part for part in new_part[::-1]], times), late + 0.8 * (late - early))
     first, last = max(i0 + 1, block.at(begin)), min(i1, block.at(end))
     if last - first < 3 or not is_wiped(block, first - 1, last):
         return None
@@ -1110,7 +1113,8 @@ def pace_limits(block, first, last, room=0):
     """The limits of a wipe, better than from its cells where both scenes are calm: while it goes on, every step is
     larger. Each moves by `room` pictures at most, usually a third of the length."""
     steps, room = block.steps, max(3, room or (last - first) // 3)
-    pace = middle(steps[first + (last - first) // 4:last - (last - first) // 4 + 1])
+    inside = steps[first:last + 1]
+    pace = sorted(inside)[len(inside) * 3 // 4]
 
     def edge(i, way, calm):
         """From the middle outwards: the last picture before two calm steps."""
@@ -1123,7 +1127,8 @@ def pace_limits(block, first, last, room=0):
             i += way
         return (first if way < 0 else last) if i == stop else i
 
-    half = (first + last) // 2
+    # Outwards from where half of the change has happened.
+    half = first + bisect.bisect_left(list(accumulate(inside)), sum(inside) / 2)
     return (edge(half, -1, steps[max(1, first - 2 * room):max(2, first - room // 2)]),
             edge(half, +1, steps[last + room // 2:last + 2 * room]))
 
@@ -1138,10 +1143,13 @@ def is_wiped(block, i0, i1):
     if not steady_outside(block, i0, i1, 0.8):
         return False
     old, new = block.luma_of(i0), block.luma_of(i1)
+    changes = differences(old, new)  # of two neighbouring cells each
+    if sum(map(max(8, 0.35 * sum(changes) / len(changes)).__lt__, changes)) < 0.42 * len(changes):
+        return False  # only a part
     if correlation(old, new) > 0.7 or shifted(block, i0, i1) < 0.6:
         return False
     pure, wild, _ = cells(block, i0, i1, Way(block.pictures[i0], block.pictures[i1]))
-    return pure > 0.55 and wild < 0.09
+    return pure > 0.55 and wild < (0.09 if path < 1.75 * whole else 0.03)
 
 
 def slide_at(block, i0, i1):

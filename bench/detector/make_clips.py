@@ -180,9 +180,9 @@ class Scene:
         elif motion == "water":  # two layers that drift through each other
             other = self.add_input("-i", self.pictures[(self.next + 5) % len(self.pictures)])
             a, b = self.label(), self.label()
-            return (f"{base},crop={w}:{h}:'mod({rng.uniform(40, 90):.0f}*t,{dx})':{ay:.0f}[{a}];"
+            return (f"{base},crop={w}:{h}:'{dx}*abs(mod({rng.uniform(0.2, 0.4):.2f}*t,2)-1)':{ay:.0f}[{a}];"
                     f"[{other}:v]scale={big_w}:{big_h},format=yuv420p,loop=loop=-1:size=1,setpts=N/({rate})/TB,fps={rate},"
-                    f"crop={w}:{h}:'{dx}-mod({rng.uniform(30, 70):.0f}*t,{dx})':{ay:.0f}[{b}];"
+                    f"crop={w}:{h}:'{dx}-{dx}*abs(mod({rng.uniform(0.1, 0.3):.2f}*t,2)-1)':{ay:.0f}[{b}];"
                     f"[{a}][{b}]blend=all_mode=average,{tail}[{out}]"), out
         elif motion == "focus":  # the lens hunts
             a, b, c = self.label(), self.label(), self.label()
