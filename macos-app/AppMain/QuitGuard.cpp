@@ -8,6 +8,7 @@
 #include <QPushButton>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -87,7 +88,8 @@ void QuitGuard::ask(QWidget* window)
 
 void QuitGuard::stopAndQuit()
 {
-    m_isStopping = true;
+    if (std::exchange(m_isStopping, true))
+        return;
     if (m_controller.splitIsRunning())
         m_controller.stopSplit();
     else

@@ -56,8 +56,11 @@ class Desktop:
             self.display = ":" + numbers.readline().strip()
         expect(len(self.display) > 1, "Xvfb did not start")
         self.environment = {**os.environ, "DISPLAY": self.display}
-        self._start(["openbox", "--sm-disable"], env=self.environment)
-        wait_until(lambda: self._run("xdotool", "get_num_desktops").strip(), "the window manager")
+        with tempfile.TemporaryDirectory() as folder:
+            sign = pathlib.Path(folder) / "ready"
+            self._start(["openbox", "--sm-disable", "--startup", f"touch {sign}"], env=self.environment,
+                        stdout=subprocess.DEVNULL)
+            wait_until(sign.exists, "the window manager")
         return self
 
     def __exit__(self, *_):
