@@ -57,6 +57,8 @@ private Q_SLOTS:
     void indexKnowsItsLimits();
     void cuts_data();
     void cuts();
+    void cutsThatBeginInAGap_data();
+    void cutsThatBeginInAGap();
     void aStepMovesTheCutByOneFrame_data();
     void aStepMovesTheCutByOneFrame();
     void anUnknownPlaceIsAskedFor();
@@ -117,6 +119,36 @@ void tst_ViewerFrames::cuts()
     QVERIFY(search.needs().isEmpty());
     if (cut.first.isKnown())
         QCOMPARE(number(video.clock, cut.before), number(video.clock, cut.first) - 1);
+}
+
+/// A second without frames, 50 to 74: the first frame inside gets the number of its time, so the clip ends earlier.
+void tst_ViewerFrames::cutsThatBeginInAGap_data()
+{
+    QTest::addColumn<double>("start");
+    QTest::addColumn<double>("duration");
+    QTest::addColumn<qint64>("first");
+    QTest::addColumn<qint64>("last");
+    QTest::newRow("a second") << 2.5 << 1.0 << 75LL << 86LL;
+    QTest::newRow("two seconds") << 2.5 << 2.0 << 75LL << 111LL;
+    QTest::newRow("over before the first frame") << 2.6 << 0.3 << -1LL << -1LL;
+}
+
+void tst_ViewerFrames::cutsThatBeginInAGap()
+{
+    QFETCH(double, start);
+    QFETCH(double, duration);
+    Video video;
+    video.clock = {1, 12800, 25, 1, 0};
+    QList<qint64> frames;
+    for (qint64 n = 0; n < 200; ++n) {
+        if (n < 50 || n > 74)
+            frames.append(n * 512);
+    }
+    video.index.learn(FrameIndex::beginning, FrameIndex::end, frames);
+    FrameSearch search(video.index, video.clock);
+    const CutFrames cut = cutFrames(search, segment(start, start + duration));
+    QTEST(number(video.clock, cut.first), "first");
+    QTEST(number(video.clock, cut.last), "last");
 }
 
 void tst_ViewerFrames::aStepMovesTheCutByOneFrame_data()
@@ -230,7 +262,7 @@ void tst_ViewerFrames::transitions()
 
 void tst_ViewerFrames::repliesArriveInPieces()
 {
-    FrameReplyReader reader(FrameQuery::forNeeds({{2, 3, 2, 3}}, {4, 4}));
+    FrameReplyReader reader(FrameQuery::forNeeds({{2, 3, 2, 3}}, {4, 4}, std::nullopt));
     const QByteArray log = R"(Input #0, mov,mp4,m4a,3gp,3g2,mj2, from '/v.mp4':
   Duration: 00:00:09.97, start: 0.016016, bitrate: 20 kb/s
   Stream #0:0[0x1](und): Video: h264

@@ -165,7 +165,10 @@ CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment)
         return cut;
     }
     const FrameNumbering numbering(clock, startTicks, duration);
-    const qint64 limit = cut.first.ticks + clock.ticksIn(duration);
+    // The duration counts from the first frame; but a first frame long after the start has used up some of its numbers.
+    const qint64 twoSteps = clock.ticksIn(2'000'000 * clock.rateDenominator / clock.rateNumerator);
+    const qint64 limit =
+        std::max(cut.first.ticks + 1, std::min(cut.first.ticks, startTicks + twoSteps) + clock.ticksIn(duration));
     findEnd(search, cut, numbering, limit);
     findSecond(search, cut, numbering, limit);
     return cut;

@@ -11,8 +11,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A slack for the wanted pictures, because they are counted from the first frame of the stretch.
+/// A slack for the wanted pictures, which may be counted from the first frame of the stretch.
 constexpr double pictureSlackSeconds = 0.05;
+/// How much earlier to begin where the first frames after a seek may be lost: the usual distance of key frames.
+constexpr double inexactSeekSeconds = 10;
 /// More pictures than this are never drawn in one call.
 constexpr int mostPictures = 48;
 
@@ -25,15 +27,17 @@ QString secondsWord(double seconds)
     return formatFixed(seconds, 3);
 }
 
-/// Which frames are drawn, in seconds from the first frame of the stretch.
+/// Which frames are drawn: by their times, or by their distance from the first frame of the stretch while it is not
+/// known from where the container counts.
 QString selection(const FrameQuery& query)
 {
+    const double origin = static_cast<double>(query.fromMilliseconds) / 1000;
+    const QString time = query.containerStart ? u"t"_s : u"t-start_t"_s;
+    const double shift = query.containerStart ? *query.containerStart : -origin;
     QStringList ranges;
-    for (const FrameNeed& need : query.needs) {
-        const double origin = static_cast<double>(query.fromMilliseconds) / 1000;
-        ranges << u"between(t-start_t,%1,%2)"_s.arg(secondsWord(need.picturesFrom - origin - pictureSlackSeconds),
-                                                    secondsWord(need.picturesTo - origin));
-    }
+    for (const FrameNeed& need : query.needs)
+        ranges << u"between(%1,%2,%3)"_s.arg(time, secondsWord(need.picturesFrom + shift - pictureSlackSeconds),
+                                             secondsWord(need.picturesTo + shift));
     return u"lt(selected_n,%1)*(%2)"_s.arg(mostPictures).arg(ranges.join(u'+'));
 }
 
@@ -45,7 +49,7 @@ std::optional<QRegularExpressionMatch> matched(const QRegularExpression& express
 
 } // namespace
 
-FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box)
+FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box, const std::optional<VideoClock>& clock)
 {
     double from = needs.first().from;
     double to = needs.first().to;
@@ -53,9 +57,12 @@ FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box)
         from = std::min(from, need.from);
         to = std::max(to, need.to);
     }
+    if (clock && !clock->seeksExactly)
+        from -= inexactSeekSeconds;
     const auto fromMilliseconds = std::max<qint64>(0, static_cast<qint64>(std::floor(from * 1000)));
     const auto toMilliseconds = static_cast<qint64>(std::ceil(to * 1000));
-    return {fromMilliseconds, std::max<qint64>(1, toMilliseconds - fromMilliseconds), needs, box};
+    const auto start = clock ? std::optional(static_cast<double>(clock->startMicroseconds) / 1e6) : std::nullopt;
+    return {fromMilliseconds, std::max<qint64>(1, toMilliseconds - fromMilliseconds), needs, box, start};
 }
 
 QStringList FrameQuery::arguments(const QString& videoPath) const
@@ -154,10 +161,16 @@ std::optional<FrameReply> FrameReplyReader::reply() const
     std::sort(reply.frames.begin(), reply.frames.end());
     reply.from =
         m_query.fromMilliseconds > 0 ? m_clock.ticksAt(m_query.fromMilliseconds * 1000) : FrameIndex::beginning;
-    if (!m_clock.seeksExactly && m_query.fromMilliseconds > 0 && !m_frames.isEmpty())
-        reply.from = m_frames.first();
     reply.to =
         m_frames.isEmpty() ? FrameIndex::end : m_frames.first() + m_clock.ticksIn(m_query.lengthMilliseconds * 1000);
+    if (!m_clock.seeksExactly && m_query.fromMilliseconds > 0 && !m_frames.isEmpty()) {
+        // The first frames may be lost, and the end shows only by what is missing behind the early beginning.
+        reply.from = reply.frames.first();
+        const double last = m_clock.secondsAt(reply.frames.last());
+        if (std::all_of(m_query.needs.begin(), m_query.needs.end(),
+                        [last](const FrameNeed& need) { return last < need.from; }))
+            reply.to = FrameIndex::end;
+    }
     for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i)
         reply.pictures.append({m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});
     return reply;

@@ -13,11 +13,13 @@ struct FrameQuery
 {
     qint64 fromMilliseconds = 0;
     qint64 lengthMilliseconds = 0;
-    QList<FrameNeed> needs; ///< what the stretch serves
-    QSize box;              ///< device pixels into which a picture is fitted
+    QList<FrameNeed> needs;               ///< what the stretch serves
+    QSize box;                            ///< device pixels into which a picture is fitted
+    std::optional<double> containerStart; ///< seconds; nothing before the first reply has told it
 
-    /// One query for all those needs.
-    [[nodiscard]] static FrameQuery forNeeds(const QList<FrameNeed>& needs, QSize box);
+    /// One query for all those needs. `clock` is absent before the first reply.
+    [[nodiscard]] static FrameQuery forNeeds(const QList<FrameNeed>& needs, QSize box,
+                                             const std::optional<VideoClock>& clock);
 
     /// ffmpeg's words: times on standard error, pictures on standard output.
     [[nodiscard]] QStringList arguments(const QString& videoPath) const;

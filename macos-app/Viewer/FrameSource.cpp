@@ -32,6 +32,7 @@ void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
     stopRuns();
     m_videoURL = videoURL;
     m_clock = {1, 90000, 25, 1, 0};
+    m_isClockKnown = false;
     if (framesPerSecond > 1 && framesPerSecond < 1000)
         m_clock.rateNumerator = std::llround(framesPerSecond);
     m_index = {};
@@ -150,7 +151,7 @@ bool FrameSource::isBeingServed(const FrameNeed& need) const
 
 void FrameSource::startRun(const QList<FrameNeed>& needs)
 {
-    const FrameQuery query = FrameQuery::forNeeds(needs, m_box);
+    const FrameQuery query = FrameQuery::forNeeds(needs, m_box, m_isClockKnown ? std::optional(m_clock) : std::nullopt);
     m_runs.push_back(std::make_unique<FrameRun>(
         query, m_videoURL, *m_runtime, [this, query](const std::optional<FrameReply>& reply, const QString& failure) {
             take(query, reply, failure);
@@ -167,15 +168,18 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
             m_failures.append({need, failure});
         return;
     }
-    if (!(m_clock == reply->clock)) { // the first reply, or the file was replaced
+    if (m_isClockKnown && m_clock == reply->clock) {
+        m_tried += query.needs;
+    } else { // the first reply, or the file was replaced
         m_clock = reply->clock;
+        m_isClockKnown = true;
         m_index = {};
         m_pictures.clear();
+        m_tried.clear();
     }
     m_index.learn(reply->from, reply->to, reply->frames);
     for (const FramePicture& picture : reply->pictures)
         m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
-    m_tried += query.needs;
 }
 
 /// Runs inside the run's own callback, so the run goes later.

@@ -73,6 +73,7 @@ private:
     int m_processLimit = 2;
 
     VideoClock m_clock;
+    bool m_isClockKnown = false; ///< until then it is a guess
     FrameIndex m_index;
     QCache<qint64, FramePicture> m_pictures;
     QList<Failure> m_failures;

@@ -28,5 +28,4 @@ void FrameStrip::setHeading(const QString& heading, bool isChosen)
     QFont font = this->font();
     font.setBold(isChosen);
     m_heading->setFont(font);
-    m_heading->setForegroundRole(isChosen ? QPalette::WindowText : QPalette::PlaceholderText);
 }

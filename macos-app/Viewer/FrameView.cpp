@@ -12,11 +12,20 @@ namespace {
 constexpr int frameWidth = 3;
 constexpr int captionGap = 4;
 constexpr qreal dimming = 0.62;
+constexpr qreal paleness = 0.65;
 
 QColor dimmingColor(const QPalette& palette)
 {
     QColor color = palette.color(QPalette::Window);
     color.setAlphaF(dimming);
+    return color;
+}
+
+/// For what is not kept: paler than the text, in every appearance.
+QColor paleTextColor(const QPalette& palette)
+{
+    QColor color = palette.color(QPalette::WindowText);
+    color.setAlphaF(paleness);
     return color;
 }
 
@@ -140,7 +149,7 @@ void FrameView::paintMessage(QPainter& painter) const
     const QRect area = pictureArea();
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(QRectF(area).adjusted(-0.5, -0.5, 0.5, 0.5));
-    painter.setPen(palette().color(QPalette::Disabled, QPalette::WindowText));
+    painter.setPen(paleTextColor(palette()));
     painter.drawText(area.adjusted(8, 4, -8, -4), Qt::AlignCenter | Qt::TextWordWrap | Qt::TextWrapAnywhere,
                      m_frame.message);
 }
@@ -149,7 +158,7 @@ void FrameView::paintCaption(QPainter& painter) const
 {
     const int lineHeight = fontMetrics().lineSpacing();
     const QRect line(0, height() - 2 * lineHeight, width(), lineHeight);
-    painter.setPen(palette().color(m_frame.isKept ? QPalette::WindowText : QPalette::PlaceholderText));
+    painter.setPen(m_frame.isKept ? palette().color(QPalette::WindowText) : paleTextColor(palette()));
     painter.drawText(line, Qt::AlignCenter, fontMetrics().elidedText(m_frame.caption, Qt::ElideRight, width()));
     painter.drawText(line.translated(0, lineHeight), Qt::AlignCenter, m_frame.time);
 }

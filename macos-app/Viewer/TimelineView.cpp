@@ -113,8 +113,10 @@ void TimelineView::drawLine()
         if (segment.isEnabled && segment.duration() > 0)
             fill(segment.start, segment.end, lineTop, lineHeight, palette().color(QPalette::Highlight));
     }
+    QColor transitionColor = palette().color(QPalette::WindowText);
+    transitionColor.setAlphaF(0.65);
     for (const TransitionEvent& event : m_content.events)
-        fill(event.start, event.end, lineTop - 2, lineHeight + 4, palette().color(QPalette::PlaceholderText));
+        fill(event.start, event.end, lineTop - 2, lineHeight + 4, transitionColor);
 }
 
 void TimelineView::mouseDoubleClickEvent(QMouseEvent* event)

@@ -5,6 +5,7 @@
 #include "Viewer/FrameWords.h"
 #include "Viewer/TimelineView.h"
 
+#include <QGraphicsOpacityEffect>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QScreen>
@@ -21,6 +22,14 @@ constexpr int edgePictures = 3;
 constexpr int resizeRestMilliseconds = 150;
 /// A window that was never shown does not know yet what frame the system puts around it.
 constexpr int titleBarRoom = 30;
+
+/// Paler than other text in every appearance; palettes do not agree about a role for that.
+void makePale(QLabel* label)
+{
+    auto* effect = new QGraphicsOpacityEffect(label);
+    effect->setOpacity(0.65);
+    label->setGraphicsEffect(effect);
+}
 
 } // namespace
 
@@ -55,7 +64,7 @@ void ViewerWindow::buildPictures()
 
     auto* emptyLabel = new QLabel(u"在表格中选择一个换场或片段。"_s);
     emptyLabel->setAlignment(Qt::AlignCenter);
-    emptyLabel->setForegroundRole(QPalette::PlaceholderText);
+    makePale(emptyLabel);
     m_emptyPage = emptyLabel;
 
     m_transitionStrip = new FrameStrip(transitionPictures);
@@ -79,7 +88,7 @@ void ViewerWindow::buildBelowPictures()
     m_timeline->setObjectName(u"timelineView"_s);
     m_timeline->onActivated = [this](const ViewerSubject& subject) { Q_EMIT subjectActivated(subject); };
     m_hint = new QLabel;
-    m_hint->setForegroundRole(QPalette::PlaceholderText);
+    makePale(m_hint);
     layout()->addWidget(m_timeline);
     layout()->addWidget(m_hint);
 }
