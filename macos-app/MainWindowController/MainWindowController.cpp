@@ -552,12 +552,8 @@ void MainWindowController::updateButtons()
 ViewerContent MainWindowController::viewerContent() const
 {
     const DetectorPayload payload = m_payload.value_or(DetectorPayload());
-    return {m_selectedVideoURL.value_or(FileURL()),
-            payload.duration,
-            payload.fps,
-            readCropParameters(m_window->cropField->text()),
-            payload.events,
-            m_window->segmentTableModel->segments()};
+    return {m_selectedVideoURL.value_or(FileURL()),          payload.duration, payload.fps,
+            readCropParameters(m_window->cropField->text()), payload.events,   m_window->segmentTableModel->segments()};
 }
 
 void MainWindowController::showStatus(const QString& text)
