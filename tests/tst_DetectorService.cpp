@@ -8,6 +8,9 @@
 #include <QtTest>
 
 #include <csignal>
+#include <new>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -130,6 +133,44 @@ private Q_SLOTS:
                  u"v"_s);
         QCOMPARE(lines.size(), 5000000 / 99 + 1);
     }
+
+    /// Nobody waits for the child that holds the pipes, and it does not stay behind.
+    void detectorThatLeavesAChildBehind()
+    {
+        QCOMPARE(outcome("sleep 1000 & echo $! >child; printf '%s' '" + emptyPayload + "'"), u"v"_s);
+        QFile file(m_directory.filePath(u"folder/child"_s));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto child = file.readAll().trimmed().toInt();
+        QVERIFY(child > 0);
+        QTRY_VERIFY(::kill(child, 0) == -1);
+    }
+
+#if defined(Q_OS_LINUX) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    void moreOutputThanMemory()
+    {
+        QFile file(u"/proc/self/statm"_s);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto pages = file.readAll().split(' ').first().toULongLong();
+        rlimit before = {};
+        ::getrlimit(RLIMIT_AS, &before);
+        rlimit little = before;
+        little.rlim_cur = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + 150'000'000;
+        ::setrlimit(RLIMIT_AS, &little);
+        const DetectorService service(runtimeWith("echo $$ >flood; yes | head -c 400000000; sleep 1000"));
+        bool failed = false;
+        try {
+            (void)service.detectSync({FileURL(u"/v"_s)});
+        } catch (const std::bad_alloc&) {
+            failed = true;
+        }
+        ::setrlimit(RLIMIT_AS, &before);
+        QVERIFY(failed);
+        QFile process(m_directory.filePath(u"folder/flood"_s));
+        QVERIFY(process.open(QIODevice::ReadOnly));
+        QCOMPARE(::kill(process.readAll().trimmed().toInt(), 0), -1);
+        QCOMPARE(outcome("printf '%s' '" + emptyPayload + "'"), u"v"_s);
+    }
+#endif
 
     /// Waiting for a child has a limit of 30 s unless it is told otherwise.
     void detectorThatTakesLong()

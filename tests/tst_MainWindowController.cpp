@@ -64,6 +64,8 @@ private Q_SLOTS:
     void obsoleteResultsNeverLand();
     void newerParseWins_data();
     void newerParseWins();
+    void newestOfThreeParsesWins_data();
+    void newestOfThreeParsesWins();
     void outlivesAWindowThatGoesFirst();
 
     void editsSegments();
@@ -447,6 +449,42 @@ void TestMainWindowController::newerParseWins()
     }
     QTRY_VERIFY(window.parseButton->isEnabled() && window.splitButton->isEnabled());
     QVERIFY(m_test->status().startsWith(u"解析完成：0 个换场，1 个保留片段，"_s));
+    QCOMPARE(m_test->alerts().size(), 0);
+}
+
+void TestMainWindowController::newestOfThreeParsesWins_data()
+{
+    QTest::addColumn<QString>("order");
+    for (const char* order : {"123", "132", "213", "231", "312", "321"})
+        QTest::newRow(order) << QString::fromLatin1(order);
+}
+
+/// Beside the results of an earlier parse the first one fails, the second and the third succeed.
+void TestMainWindowController::newestOfThreeParsesWins()
+{
+    QFETCH(const QString, order);
+    const MainWindow& window = m_test->window();
+    m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes));
+    m_test->parse();
+    const QByteArrayList answers = {"fail('first')", "answer([], [(0, 1)] * 4)", "answer([], [(0, 1)] * 5)"};
+    for (int number = 1; number <= 3; ++number) {
+        const QByteArray name = QByteArray::number(number);
+        m_test->addVideo(u"one.mp4"_s, "import atexit; atexit.register(touch, '" + name + " has ended')\nprogress('" +
+                                           name + "'); wait('" + name + " may end'); " + answers.at(number - 1));
+        QTest::keyClick(m_test->line("fadeLeftField.aggressive"), Qt::Key_0);
+        QTRY_COMPARE(m_test->status(), QString::number(number));
+    }
+    int expectedSegments = 2;
+    for (const QChar number : order) {
+        m_test->write(number + u" may end"_s, {});
+        QTRY_VERIFY(QFile::exists(m_test->path(number + u" has ended"_s)));
+        if (number == u'3')
+            expectedSegments = 5;
+        QTRY_COMPARE(m_test->segmentCount(), expectedSegments);
+    }
+    QTRY_VERIFY(window.parseButton->isEnabled() && window.splitButton->isEnabled());
+    QCOMPARE(m_test->segmentCount(), 5);
+    QVERIFY(m_test->status().startsWith(u"解析完成：0 个换场，5 个保留片段，"_s));
     QCOMPARE(m_test->alerts().size(), 0);
 }
 

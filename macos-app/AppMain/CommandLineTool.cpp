@@ -81,7 +81,7 @@ void detectSummary(const QByteArrayList& arguments)
 
 [[noreturn]] void fail(const std::exception& error)
 {
-    const QByteArray message = QByteArray(error.what()) + '\n';
+    const QByteArray message = errorDescription(error).toUtf8() + '\n';
     std::fwrite(message.constData(), 1, static_cast<std::size_t>(message.size()), stderr);
     std::exit(failureStatus);
 }

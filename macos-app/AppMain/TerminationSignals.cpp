@@ -45,7 +45,7 @@ TerminationSignals::~TerminationSignals()
 {
     if (!m_notifier)
         return;
-    setHandlers(SIG_DFL);
+    setHandlers(SIG_IGN); // the end is under way; a second signal would only leave children behind
     m_notifier.reset();
     for (const int end : m_pipe)
         ::close(end);

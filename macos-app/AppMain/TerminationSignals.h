@@ -6,7 +6,7 @@
 #include <functional>
 #include <optional>
 
-/// Hands SIGINT and SIGTERM to the event loop while it lives; afterwards they have their default effect again.
+/// Hands SIGINT and SIGTERM to the event loop while it lives; afterwards they are ignored, because the program ends.
 /// At most one object at a time.
 class TerminationSignals final
 {

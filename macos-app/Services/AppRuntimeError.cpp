@@ -1,5 +1,9 @@
 #include "Services/AppRuntimeError.h"
 
+#include <new>
+
+using namespace Qt::StringLiterals;
+
 AppRuntimeError::AppRuntimeError(Case errorCase, QString message)
     : m_case(errorCase)
     , m_message(std::move(message))
@@ -23,5 +27,7 @@ AppRuntimeError AppRuntimeError::invalidDetectorOutput(QString message)
 
 QString errorDescription(const std::exception& error)
 {
+    if (dynamic_cast<const std::bad_alloc*>(&error))
+        return u"内存不足。"_s;
     return QString::fromUtf8(error.what());
 }

@@ -31,5 +31,5 @@ private:
     QByteArray m_utf8;
 };
 
-/// What to show for an error: the text that `what()` holds in UTF-8.
+/// What to show for an error: the text that `what()` holds in UTF-8, or that memory has run out.
 [[nodiscard]] QString errorDescription(const std::exception& error);

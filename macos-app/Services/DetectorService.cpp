@@ -44,15 +44,27 @@ public:
         m_process.setProcessEnvironment(runtime.subprocessEnvironment());
         m_process.setInputChannelMode(QProcess::ForwardedInputChannel);
         // The terminal lets only its foreground group read, and the detector shares our standard input.
-        if (::isatty(STDIN_FILENO) == 0)
+        if (m_leadsGroup)
             useOwnProcessGroup(m_process);
         QObject::connect(&m_process, &QProcess::readyReadStandardOutput, &m_process, [this] { drainOutput(); });
         QObject::connect(&m_process, &QProcess::readyReadStandardError, &m_process, [this] { drainError(); });
     }
 
+    /// The detector still runs only when there was no memory for what it printed.
+    ~DetectorRun()
+    {
+        m_process.disconnect();
+        m_process.closeReadChannel(QProcess::StandardOutput);
+        m_process.closeReadChannel(QProcess::StandardError);
+        signalProcessGroup(m_process, SIGKILL);
+        m_process.waitForFinished(-1);
+    }
+    Q_DISABLE_COPY_MOVE(DetectorRun)
+
     void runToEnd()
     {
         startOrThrow(m_process);
+        const qint64 group = m_leadsGroup ? m_process.processId() : 0;
         while (!m_process.waitForFinished(stopPollMilliseconds) && m_process.state() != QProcess::NotRunning) {
             if (stopRequested)
                 stop();
@@ -60,6 +72,7 @@ public:
         drainOutput();
         drainError();
         m_lines.finish();
+        killRestOfGroup(group);
     }
 
     [[nodiscard]] bool succeeded() const
@@ -88,6 +101,7 @@ private:
         m_process.waitForFinished(-1);
     }
 
+    const bool m_leadsGroup = ::isatty(STDIN_FILENO) == 0;
     QByteArray m_output;
     QByteArray m_error;
     LineSplitter m_lines;

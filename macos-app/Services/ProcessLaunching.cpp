@@ -47,3 +47,9 @@ void signalProcessGroup(const QProcess& process, int signal)
     const bool leadsGroup = ::getpgid(pid) == pid;
     ::kill(leadsGroup ? -pid : pid, signal);
 }
+
+void killRestOfGroup(qint64 leader)
+{
+    if (leader > 0)
+        ::kill(static_cast<pid_t>(-leader), SIGKILL);
+}

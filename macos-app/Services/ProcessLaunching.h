@@ -39,3 +39,6 @@ void startOrThrow(QProcess& process);
 
 /// Sends a signal to a running child, and to its process group when it leads one.
 void signalProcessGroup(const QProcess& process, int signal);
+
+/// Kills what a child that has ended left behind in the process group that it led. 0 is no group.
+void killRestOfGroup(qint64 leader);

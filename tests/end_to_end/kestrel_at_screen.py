@@ -14,8 +14,10 @@ import subprocess
 import sys
 import tempfile
 import time
+import uuid
 
 PATIENCE_SECONDS = 30
+ANSWER_SECONDS = 120  # a window with very many rows takes its time to describe
 SCREEN = (1800, 1000)
 
 
@@ -56,11 +58,10 @@ class Desktop:
             self.display = ":" + numbers.readline().strip()
         expect(len(self.display) > 1, "Xvfb did not start")
         self.environment = {**os.environ, "DISPLAY": self.display}
-        with tempfile.TemporaryDirectory() as folder:
-            sign = pathlib.Path(folder) / "ready"
-            self._start(["openbox", "--sm-disable", "--startup", f"touch {sign}"], env=self.environment,
-                        stdout=subprocess.DEVNULL)
-            wait_until(sign.exists, "the window manager")
+        # Windows that open before it is ready are not given the focus.
+        ready = pathlib.Path(self._ended.enter_context(tempfile.TemporaryDirectory())) / "ready"
+        self._start(["openbox", "--sm-disable", "--startup", f"touch {ready}"], env=self.environment)
+        wait_until(ready.exists, "the window manager")
         return self
 
     def __exit__(self, *_):
@@ -124,13 +125,16 @@ class Kestrel:
         self.desktop = desktop
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrel-"))
         self._socket_path = self.folder / "inspector"
+        self._mark = f"KESTREL_UNDER_TEST={uuid.uuid4().hex}"
         self._drag_source = build_folder / "tests" / "drag_source"
         self.process = subprocess.Popen(
             [executable or build_folder / "bin" / "kestrel"], cwd=self.folder, env={
                 **desktop.environment, "QT_QPA_PLATFORM": "xcb", "QT_PLUGIN_PATH": str(build_folder / "tests/plugins"),
-                "QT_QPA_GENERIC_PLUGINS": f"kestrelinspector:{self._socket_path}", **(environment or {})})
+                "QT_QPA_GENERIC_PLUGINS": f"kestrelinspector:{self._socket_path}", **(environment or {}),
+                **dict([self._mark.split("=")])})
         self._socket = socket.socket(socket.AF_UNIX)
         wait_until(self._connect, "the program's start")
+        self._socket.settimeout(ANSWER_SECONDS)
         self._answers = self._socket.makefile()
         wait_until(lambda: any(window["active"] for window in self.windows()), "the main window in front")
 
@@ -150,6 +154,15 @@ class Kestrel:
             self._socket.connect(str(self._socket_path))
             return True
 
+    def offspring(self):
+        """All processes that stem from the program, wherever they hang now."""
+        found = set(descendants(self.process.pid))
+        for folder in pathlib.Path("/proc").glob("[0-9]*"):
+            with contextlib.suppress(OSError):
+                if self._mark.encode() in (folder / "environ").read_bytes().split(b"\0"):
+                    found.add(int(folder.name))
+        return found - {self.process.pid}
+
     # What is to be seen
 
     def windows(self):
@@ -158,7 +171,7 @@ class Kestrel:
             answer = self._answers.readline()
         except OSError:
             answer = ""
-        expect(answer, f"the program has gone, exit status {self.process.poll()}")
+        expect(answer, f"the program does not answer, exit status {self.process.poll()}")
         return json.loads(answer)
 
     def window(self, title):
