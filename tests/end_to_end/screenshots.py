@@ -1,6 +1,8 @@
 """The pictures of the README: screenshots.py <build folder> <folder for the pictures>"""
 
+import contextlib
 import pathlib
+import shutil
 import sys
 import tempfile
 import time
@@ -60,11 +62,21 @@ def show_results(kestrel, video):
     kestrel.click_cell("eventTableView", 2, 1)
 
 
+@contextlib.contextmanager
+def place_with_a_name():
+    """A folder whose path may be seen in the pictures, the same each time."""
+    folder = pathlib.Path(tempfile.gettempdir()) / "视频"
+    folder.mkdir()
+    try:
+        yield folder
+    finally:
+        shutil.rmtree(folder)
+
+
 def main():
     build_folder, pictures = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
     pictures.mkdir(parents=True, exist_ok=True)
-    with Desktop() as desktop, tempfile.TemporaryDirectory() as folder:
-        folder = pathlib.Path(folder)
+    with Desktop() as desktop, tempfile.TemporaryDirectory() as settings, place_with_a_name() as folder:
         video = folder / "假日.mp4"
         make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="1280x720")
         with Kestrel(desktop, build_folder) as kestrel:
@@ -80,7 +92,7 @@ def main():
             wait_until(lambda: "frame=" in kestrel.text("textView", window="分解任务 2/2"), "ffmpeg's progress")
             take(kestrel, pictures / "split.png", rest_seconds=1)
             kestrel.wait_for_text("statusLabel", "分解完成", seconds=300)
-        with Kestrel(desktop, build_folder, environment=dark_desktop(folder)) as kestrel:
+        with Kestrel(desktop, build_folder, environment=dark_desktop(pathlib.Path(settings))) as kestrel:
             place(kestrel)
             show_results(kestrel, video)
             take(kestrel, pictures / "dark.png")
