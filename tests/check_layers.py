@@ -12,7 +12,8 @@ WORKER_WINDOW = {"WorkerWindowController"} | SERVICES
 SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
 CONTROLS = {"Controls"}
 VIEWER = {"Viewer"} | SERVICES
-MAIN_WINDOW = {"MainWindowController"} | SPLIT | CONTROLS | VIEWER
+RUN_OVERVIEW = {"RunOverview"} | SPLIT | CONTROLS
+MAIN_WINDOW = {"MainWindowController"} | RUN_OVERVIEW | VIEWER
 ALLOWED = {
     "Models": MODELS,
     "Services": SERVICES,
@@ -20,6 +21,7 @@ ALLOWED = {
     "SplitCoordinator": SPLIT,
     "Controls": CONTROLS,
     "Viewer": VIEWER,
+    "RunOverview": RUN_OVERVIEW,
     "MainWindowController": MAIN_WINDOW,
     "AppMain": {"AppMain"} | MAIN_WINDOW,
 }

@@ -16,7 +16,7 @@ namespace {
 
 bool isOpenWindow(const QWidget* widget)
 {
-    return widget->isVisible() && widget->windowType() == Qt::Window;
+    return widget->isVisible() && widget->windowType() == Qt::Window && widget->testAttribute(Qt::WA_QuitOnClose);
 }
 
 bool isLastWindow(const QWidget* window)

@@ -12,6 +12,7 @@
 #include "Models/NumberText.h"
 #include "Models/OutputNaming.h"
 #include "Models/SegmentEditing.h"
+#include "RunOverview/RunOverview.h"
 #include "Services/AppRuntimeError.h"
 #include "Services/OutputSafety.h"
 #include "Services/RuntimeResolver.h"
@@ -73,7 +74,9 @@ MainWindowController::MainWindowController()
     : m_window(std::make_unique<MainWindow>())
     , m_viewer(*m_window, [this] { return viewerContent(); })
     , m_alerts(m_window.get())
+    , m_runOverview(std::make_unique<RunOverview>())
 {
+    m_runOverview->onRetry = [this](const auto& jobs) { runAgain(jobs); };
     connectInputs();
     connectFadeStrategies();
     connectTables();
@@ -477,10 +480,16 @@ void MainWindowController::splitVideo()
         showError(*message);
         return;
     }
+    tryToStart([this] { startSplit(); });
+}
+
+void MainWindowController::tryToStart(const std::function<void()>& start)
+{
     try {
-        startSplit();
+        start();
     } catch (const std::exception& error) {
         m_splitCoordinator.reset();
+        m_runOverview->runDidFinish();
         updateButtons();
         showStatus(u"分解启动失败。"_s);
         showError(errorDescription(error));
@@ -495,11 +504,30 @@ void MainWindowController::startSplit()
         throw AppRuntimeError::missingDependency(u"无法确定输出目录。"_s);
     createOutputDirectory(*directory);
     refreshGeneratedJobs();
-    requireSourcesAreSafe(m_generatedJobs);
+    run(m_generatedJobs, runtime);
+}
 
-    const auto coordinator = std::make_shared<SplitCoordinator>(m_generatedJobs, currentConcurrency(), runtime);
+/// Jobs of an earlier split, with their own numbers and places.
+void MainWindowController::runAgain(const QList<FFmpegJob>& jobs)
+{
+    if (m_splitCoordinator)
+        return;
+    tryToStart([&] {
+        const RuntimeConfiguration runtime = RuntimeResolver::resolve();
+        createOutputDirectory(jobs.first().outputURL.deletingLastPathComponent());
+        run(jobs, runtime);
+    });
+}
+
+void MainWindowController::run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration& runtime)
+{
+    requireSourcesAreSafe(jobs);
+    const int concurrency = currentConcurrency();
+    const auto coordinator = std::make_shared<SplitCoordinator>(jobs, concurrency, runtime);
     coordinator->delegate = this;
     m_splitCoordinator = coordinator;
+    if (!jobs.isEmpty())
+        m_runOverview->watch(jobs, concurrency, coordinator);
     updateButtons();
     showStatus(u"开始分解..."_s);
     coordinator->start(); // may report its finish before it returns
@@ -530,6 +558,7 @@ void MainWindowController::splitCoordinatorDidUpdate(int completed, int failed, 
 void MainWindowController::splitCoordinatorDidFinish(int completed, int failed, int total)
 {
     m_splitCoordinator.reset();
+    m_runOverview->runDidFinish();
     updateButtons();
     showStatus(u"分解完成：成功 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failed));
     if (failed > 0 && !m_isStoppingSplit)

@@ -6,10 +6,12 @@
 #include "Models/FFmpegJob.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
 class MainWindow;
+class RunOverview;
 
 /// The workflow of the one main window: reads and validates its fields, runs detections, keeps the jobs in step with
 /// every edit, and runs the split. The rules themselves are functions over values in Models.
@@ -57,7 +59,11 @@ private:
     void clearDetectionResults();
 
     void splitVideo();
+    /// Does what starts a split and shows why it could not.
+    void tryToStart(const std::function<void()>& start);
     void startSplit();
+    void runAgain(const QList<FFmpegJob>& jobs);
+    void run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration& runtime);
 
     void jobInputEdited();
     void refreshGeneratedJobs();
@@ -94,4 +100,5 @@ private:
     std::shared_ptr<SplitCoordinator> m_splitCoordinator; ///< present exactly while a split runs
     std::optional<int> m_hoveredSegmentRow;
     bool m_isStoppingSplit = false;
+    std::unique_ptr<RunOverview> m_runOverview;
 };

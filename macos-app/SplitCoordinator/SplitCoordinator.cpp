@@ -13,6 +13,7 @@ SplitCoordinator::SplitCoordinator(QList<FFmpegJob> jobs, int concurrency, const
     for (int workerIndex = 1; workerIndex <= workerCount; ++workerIndex) {
         WorkerRunner& worker =
             *m_workers.emplace_back(std::make_unique<WorkerRunner>(workerIndex, workerCount, runtime));
+        worker.onOutput = [this, &worker] { handleProgress(worker); };
         worker.onCompletion = [this, &worker](bool success) { handleCompletion(worker, success); };
     }
 }
@@ -35,11 +36,25 @@ void SplitCoordinator::start()
         scheduleNext(*worker);
 }
 
+void SplitCoordinator::stop(int job)
+{
+    if (job < m_nextJobOffset) {
+        for (const auto& worker : m_workers) {
+            if (m_runningJobs.value(worker.get(), -1) == job) {
+                m_stoppedJobs.insert(job);
+                worker->stop();
+            }
+        }
+    } else if (job < totalJobs() && !m_stoppedJobs.contains(job)) {
+        m_stoppedJobs.insert(job);
+        reportEnd(job, JobOutcome::stopped, {});
+    }
+}
+
 void SplitCoordinator::stopAll()
 {
-    m_stopping = true;
-    for (const auto& worker : m_workers)
-        worker->stop();
+    for (int job = 0; job < totalJobs(); ++job)
+        stop(job);
 }
 
 int SplitCoordinator::unfinishedJobs() const
@@ -50,8 +65,7 @@ int SplitCoordinator::unfinishedJobs() const
 void SplitCoordinator::scheduleNext(WorkerRunner& worker)
 {
     while (m_nextJobOffset < totalJobs()) {
-        const FFmpegJob& job = m_jobs[m_nextJobOffset++];
-        if (launch(job, worker))
+        if (launch(m_nextJobOffset++, worker))
             return;
         ++m_failedJobs;
         reportUpdate();
@@ -60,28 +74,47 @@ void SplitCoordinator::scheduleNext(WorkerRunner& worker)
     finishIfNeeded();
 }
 
-bool SplitCoordinator::launch(const FFmpegJob& job, WorkerRunner& worker)
+bool SplitCoordinator::launch(int job, WorkerRunner& worker)
 {
-    if (m_stopping)
+    if (m_stoppedJobs.contains(job))
         return false;
     try {
-        worker.run(job, m_nextJobOffset, totalJobs());
-        ++m_runningJobs;
+        worker.run(m_jobs[job], job + 1, totalJobs());
+        m_runningJobs.insert(&worker, job);
+        if (observer)
+            observer->jobDidLaunch(job);
         return true;
     } catch (const std::exception& error) {
         worker.windowController().appendLog(u"启动失败："_s + errorDescription(error) + u'\n');
         worker.windowController().setFinished(false, u"任务启动失败"_s);
+        FFmpegReport report;
+        report.lastError = errorDescription(error);
+        reportEnd(job, JobOutcome::failed, report);
         return false;
     }
+}
+
+void SplitCoordinator::handleProgress(const WorkerRunner& worker)
+{
+    if (observer)
+        observer->jobDidProgress(m_runningJobs.value(&worker), worker.report());
 }
 
 void SplitCoordinator::handleCompletion(WorkerRunner& worker, bool success)
 {
     const auto keptAlive = weak_from_this().lock(); // a report may release us
-    --m_runningJobs;
+    const int job = m_runningJobs.take(&worker);
+    const JobOutcome failure = m_stoppedJobs.contains(job) ? JobOutcome::stopped : JobOutcome::failed;
+    reportEnd(job, success ? JobOutcome::completed : failure, worker.report());
     ++(success ? m_completedJobs : m_failedJobs);
     reportUpdate();
     scheduleNext(worker);
+}
+
+void SplitCoordinator::reportEnd(int job, JobOutcome outcome, const FFmpegReport& report)
+{
+    if (observer)
+        observer->jobDidEnd(job, outcome, report);
 }
 
 void SplitCoordinator::reportUpdate()
@@ -92,7 +125,7 @@ void SplitCoordinator::reportUpdate()
 
 void SplitCoordinator::finishIfNeeded()
 {
-    if (m_finished || m_runningJobs > 0 || unfinishedJobs() > 0)
+    if (m_finished || !m_runningJobs.isEmpty() || unfinishedJobs() > 0)
         return;
     m_finished = true;
     if (delegate)

@@ -2,9 +2,12 @@
 
 #include "Services/RuntimeConfiguration.h"
 #include "SplitCoordinator/SplitCoordinatorDelegate.h"
+#include "SplitCoordinator/SplitJobObserver.h"
 #include "SplitCoordinator/WorkerRunner.h"
 
+#include <QHash>
 #include <QPointer>
+#include <QSet>
 
 #include <memory>
 #include <vector>
@@ -19,29 +22,35 @@ public:
     SplitCoordinator(QList<FFmpegJob> jobs, int concurrency, const RuntimeConfiguration& runtime);
 
     QPointer<SplitCoordinatorDelegate> delegate;
+    QPointer<SplitJobObserver> observer;
 
     /// Shows the worker windows and hands out the first jobs. Once. Jobs that cannot be launched are worked through
     /// before it returns, so that even the last report can come from within.
     void start();
-    /// Ends the running jobs and starts no further one; both count as failed. Returns at once, the reports follow.
+    /// Ends the job at this place in the list, from 0, or sees to it that it is never launched; it counts as failed
+    /// when it ends or its turn comes. Nothing happens to a job that has ended. Returns at once, the reports follow.
+    void stop(int job);
+    /// Stops every job.
     void stopAll();
     /// Running and not yet started jobs.
     [[nodiscard]] int unfinishedJobs() const;
 
 private:
     void scheduleNext(WorkerRunner& worker);
-    [[nodiscard]] bool launch(const FFmpegJob& job, WorkerRunner& worker);
+    [[nodiscard]] bool launch(int job, WorkerRunner& worker);
+    void handleProgress(const WorkerRunner& worker);
     void handleCompletion(WorkerRunner& worker, bool success);
+    void reportEnd(int job, JobOutcome outcome, const FFmpegReport& report);
     void reportUpdate();
     void finishIfNeeded();
     [[nodiscard]] int totalJobs() const { return static_cast<int>(m_jobs.size()); }
 
     const QList<FFmpegJob> m_jobs;
     std::vector<std::unique_ptr<WorkerRunner>> m_workers;
+    QHash<const WorkerRunner*, int> m_runningJobs; ///< by the worker that carries them out
+    QSet<int> m_stoppedJobs;
     int m_nextJobOffset = 0;
-    int m_runningJobs = 0;
     int m_completedJobs = 0;
     int m_failedJobs = 0;
-    bool m_stopping = false;
     bool m_finished = false;
 };

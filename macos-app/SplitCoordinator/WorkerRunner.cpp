@@ -12,6 +12,7 @@ WorkerRunner::WorkerRunner(int workerIndex, int totalWorkers, const RuntimeConfi
 void WorkerRunner::run(const FFmpegJob& job, int position, int total)
 {
     m_process = JobProcess::launch(job, m_runtime);
+    m_outputReader = {};
     connect(m_process.get(), &QProcess::readyRead, this, &WorkerRunner::appendOutput);
     connect(m_process.get(), &QProcess::finished, this, &WorkerRunner::finish);
     const auto showRunning = [this, job, position, total] { m_windowController.setRunning(job, position, total); };
@@ -27,12 +28,17 @@ void WorkerRunner::stop()
 /// One read of the pipe is decoded on its own; a character cut between two reads is lost in both.
 void WorkerRunner::appendOutput()
 {
-    m_windowController.appendLog(decodedUtf8OrEmpty(m_process->readAll()));
+    const QByteArray chunk = m_process->readAll();
+    m_windowController.appendLog(decodedUtf8OrEmpty(chunk));
+    m_outputReader.append(chunk);
+    if (onOutput)
+        onOutput();
 }
 
 void WorkerRunner::finish()
 {
     appendOutput();
+    m_outputReader.finish();
     const bool success = m_process->succeeded();
     m_windowController.appendLog(success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
     m_windowController.completeLog();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Models/FFmpegOutputReader.h"
 #include "Services/RuntimeConfiguration.h"
 #include "SplitCoordinator/JobProcess.h"
 #include "WorkerWindowController/WorkerWindowController.h"
@@ -16,12 +17,16 @@ public:
     /// Called once for every job that was launched, when the window shows its end. A further job may be run in it, and
     /// the runner may be released in it.
     std::function<void(bool success)> onCompletion;
+    /// Called when `report()` may have grown. The runner may not be released in it.
+    std::function<void()> onOutput;
 
     /// Returns once ffmpeg runs; the window shows it from the event loop on, before the first output. Throws
     /// ProcessLaunchError when it cannot be started: then nothing is shown and `onCompletion` is not called.
     void run(const FFmpegJob& job, int position, int total);
     /// Ends the running job, if any, as JobProcess::stop() does; it then completes as a failed one.
     void stop();
+    /// What ffmpeg has said about the last job that was run.
+    [[nodiscard]] const FFmpegReport& report() const { return m_outputReader.report(); }
 
     [[nodiscard]] WorkerWindowController& windowController() { return m_windowController; }
 
@@ -32,4 +37,5 @@ private:
     WorkerWindowController m_windowController;
     const RuntimeConfiguration m_runtime;
     JobProcess::Owner m_process;
+    FFmpegOutputReader m_outputReader;
 };

@@ -1,0 +1,164 @@
+#include "Models/FFmpegOutputReader.h"
+
+#include "Models/NumberText.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A message holds one of these when it is about an error. ffmpeg gives no level with its lines.
+constexpr std::array errorWords = {"error",     "fail",          "invalid",        "corrupt",   "cannot",
+                                   "could not", "unable",        "no such",        "not found", "denied",
+                                   "no space",  "not supported", "received signal"};
+
+/// Damage that ffmpeg works around, filling the gap with what it has, and a file's end that could not be written: after
+/// both it may still end with success. Each as it stands in one or another release.
+constexpr std::array faultWords = {
+    "error while decoding",   "corrupt decoded frame",    "error submitting packet to decoder",
+    "decoding error",         "error writing trailer of", "error closing file",
+    "no space left on device"};
+
+template<typename Words>
+bool holdsAny(const QByteArray& lowerCaseLine, const Words& words)
+{
+    return std::any_of(words.begin(), words.end(), [&](const char* word) { return lowerCaseLine.contains(word); });
+}
+
+/// Without the address of the part that speaks, "[h264 @ 0x55d1c0]", which tells nobody anything.
+QString readable(QByteArrayView line)
+{
+    static const QRegularExpression address(u"^\\[([^\\]]+) @ 0x[0-9a-f]+\\]"_s);
+    return QString::fromUtf8(line).trimmed().replace(address, u"[\\1]"_s);
+}
+
+std::optional<double> decimal(QByteArrayView text)
+{
+    return parseDecimal(QString::fromLatin1(text));
+}
+
+std::optional<qint64> integer(QByteArrayView text)
+{
+    return parseInteger(QString::fromLatin1(text));
+}
+
+/// "01:02:03.45"; nothing for "N/A".
+std::optional<double> bannerTime(QByteArrayView text)
+{
+    double seconds = 0;
+    const QByteArrayList pieces = text.toByteArray().split(':');
+    for (const QByteArray& piece : pieces) {
+        const auto value = decimal(piece);
+        if (!value || pieces.size() != 3)
+            return std::nullopt;
+        seconds = seconds * 60 + *value;
+    }
+    return seconds;
+}
+
+/// The "25" of "Stream #0:0(und): Video: h264, yuv420p, 640x360, 25 fps, 12800 tbn".
+std::optional<double> frameRateOf(QByteArrayView line)
+{
+    for (const QByteArray& piece : line.toByteArray().split(',')) {
+        const QByteArray property = piece.trimmed();
+        if (const auto rate = property.endsWith(" fps") ? decimal(property.chopped(4)) : std::nullopt; rate > 0.0)
+            return rate;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<double> FFmpegReport::length() const
+{
+    std::optional<double> counted;
+    if (frames && frameRate)
+        counted = static_cast<double>(*frames) / *frameRate;
+    return std::max(counted, outTime);
+}
+
+void FFmpegOutputReader::append(QByteArrayView chunk)
+{
+    const auto endsLine = [](char c) { return c == '\n' || c == '\r'; };
+    auto start = chunk.begin();
+    for (auto end = std::find_if(start, chunk.end(), endsLine); end != chunk.end();
+         end = std::find_if(start, chunk.end(), endsLine)) {
+        if (m_pending.isEmpty()) {
+            readLine(QByteArrayView(start, end));
+        } else {
+            m_pending.append(QByteArrayView(start, end));
+            readLine(std::exchange(m_pending, QByteArray()));
+        }
+        start = end + 1;
+    }
+    m_pending.append(QByteArrayView(start, chunk.end()));
+}
+
+void FFmpegOutputReader::finish()
+{
+    readLine(std::exchange(m_pending, QByteArray()));
+}
+
+void FFmpegOutputReader::readLine(QByteArrayView line)
+{
+    if (line.trimmed().isEmpty() || readProgress(line))
+        return;
+    readBanner(line);
+    readMessage(line);
+}
+
+/// Besides the lines of a block, "key=value", this is the status line for people: "frame=   92 fps= 46 q=28.0 ...".
+bool FFmpegOutputReader::readProgress(QByteArrayView line)
+{
+    const qsizetype equals = line.indexOf('=');
+    const auto isKeyCharacter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'; };
+    if (equals <= 0 || !std::all_of(line.begin(), line.begin() + equals, isKeyCharacter))
+        return false;
+    const QByteArrayView key = line.first(equals);
+    const QByteArrayView value = line.sliced(equals + 1).trimmed();
+    if (key == "frame") {
+        m_block.frames = integer(value);
+    } else if (key == "out_time_us") {
+        if (const auto microseconds = integer(value))
+            m_block.outTime = clampedToZero(static_cast<double>(*microseconds) / 1e6);
+    } else if (key == "speed") {
+        m_block.speed = value.endsWith('x') ? decimal(value.chopped(1).trimmed()) : std::nullopt;
+    } else if (key == "progress") {
+        m_report.frames = m_block.frames;
+        m_report.outTime = m_block.outTime;
+        m_report.speed = m_block.speed;
+        m_block = {};
+    }
+    return true;
+}
+
+void FFmpegOutputReader::readBanner(QByteArrayView line)
+{
+    const QByteArrayView text = line.trimmed();
+    if (line.startsWith("Input #"))
+        m_section = Section::input;
+    else if (line.startsWith("Output #"))
+        m_section = Section::output;
+    else if (m_section == Section::input && text.startsWith("Duration: ") && !m_report.sourceDuration)
+        m_report.sourceDuration = bannerTime(text.sliced(10).first(std::max<qsizetype>(0, text.indexOf(',') - 10)));
+    else if (m_section == Section::output && text.startsWith("Stream #") && !m_report.frameRate &&
+             text.toByteArray().contains(": Video: "))
+        m_report.frameRate = frameRateOf(text);
+}
+
+/// The banner's own lines are indented, or hold a file's name.
+void FFmpegOutputReader::readMessage(QByteArrayView line)
+{
+    if (line.startsWith(' ') || line.startsWith("Input #") || line.startsWith("Output #"))
+        return;
+    const QByteArray lowerCase = line.toByteArray().toLower();
+    if (lowerCase.startsWith("conversion failed") || !holdsAny(lowerCase, errorWords))
+        return;
+    m_report.lastError = readable(line);
+    if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords))
+        m_report.fault = m_report.lastError;
+}

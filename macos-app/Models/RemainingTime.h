@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QList>
+
+#include <optional>
+
+/// Tells how long a run of jobs still takes, from how long its jobs have taken so far. Jobs are named by their place in
+/// the run; all times are seconds, `now` counts from any fixed moment.
+class RemainingTime final
+{
+public:
+    /// `durations` is how much video each job writes; `lanes` is how many of them run at a time.
+    RemainingTime(const QList<double>& durations, int lanes);
+
+    void launch(int job, double now);
+    /// `length` seconds of the clip are worked through.
+    void progress(int job, double length, double now);
+    /// Only a job that did all its work tells how long the others will take.
+    void end(int job, bool isComplete, double now);
+
+    /// The time left, smoothed: from one call to the next it changes by at most half. Never below a second; nothing
+    /// until something can be known. Calls may come at any interval.
+    [[nodiscard]] std::optional<double> update(double now);
+
+private:
+    enum class State {
+        waiting,
+        running,
+        ended
+    };
+    struct Job
+    {
+        double duration = 0;
+        State state = State::waiting;
+        double launched = 0;
+        double length = 0;
+        double firstReport = 0; ///< when `firstLength` was reached, the first that was reported
+        double firstLength = 0;
+    };
+
+    [[nodiscard]] std::optional<double> pace(double now) const;
+    [[nodiscard]] double timeLeft(const Job& job, double pace, double now) const;
+    [[nodiscard]] std::optional<double> estimate(double now) const;
+
+    QList<Job> m_jobs;
+    int m_lanes;
+    double m_completedTime = 0;
+    double m_completedLength = 0;
+    std::optional<double> m_shown;
+    double m_shownAt = 0;
+};

@@ -1,0 +1,219 @@
+#include "RunOverview/RunOverview.h"
+
+#include "Models/ClipVerification.h"
+#include "Models/NumberText.h"
+#include "RunOverview/FileRevealing.h"
+#include "RunOverview/RunOverviewWindow.h"
+#include "SplitCoordinator/SplitCoordinator.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QProgressBar>
+#include <QTableView>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int updateMilliseconds = 500; ///< as often as ffmpeg reports
+
+std::optional<qint64> readableSize(const FileURL& url)
+{
+    const QFileInfo file(url.path());
+    return file.isFile() && file.isReadable() ? std::optional(file.size()) : std::nullopt;
+}
+
+/// "5:09", "1:05:09".
+QString clockText(double seconds)
+{
+    const auto whole = static_cast<qint64>(seconds);
+    const auto twoDigits = [](qint64 number) { return formatZeroFilled(number, 2); };
+    const QString minutesAndSeconds = twoDigits(whole % 60);
+    if (whole < 3600)
+        return u"%1:%2"_s.arg(whole / 60).arg(minutesAndSeconds);
+    return u"%1:%2:%3"_s.arg(QString::number(whole / 3600), twoDigits(whole / 60 % 60), minutesAndSeconds);
+}
+
+void setTextIfDifferent(QLabel* label, const QString& text)
+{
+    if (label->text() != text)
+        label->setText(text);
+}
+
+} // namespace
+
+RunOverview::RunOverview()
+    : m_window(std::make_unique<RunOverviewWindow>(&m_model))
+{
+    m_updateTimer.setInterval(updateMilliseconds);
+    connect(&m_updateTimer, &QTimer::timeout, this, &RunOverview::updateTotal);
+    connectActions();
+}
+
+RunOverview::~RunOverview() = default;
+
+void RunOverview::connectActions()
+{
+    connect(m_window->stopSelectedAction, &QAction::triggered, this, &RunOverview::stopSelected);
+    connect(m_window->stopAllAction, &QAction::triggered, this, &RunOverview::stopAll);
+    connect(m_window->retryAction, &QAction::triggered, this, &RunOverview::retry);
+    connect(m_window->revealAction, &QAction::triggered, this, &RunOverview::reveal);
+    connect(m_window->copyCommandAction, &QAction::triggered, this, &RunOverview::copyCommands);
+    connect(m_window->jobTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &RunOverview::updateActions);
+}
+
+void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator)
+{
+    if (m_retriedRows.isEmpty()) {
+        m_model.setJobs(jobs);
+        m_rowOfJob.clear();
+        for (int row = 0; row < jobs.size(); ++row)
+            m_rowOfJob.append(row);
+    } else {
+        m_rowOfJob = m_retriedRows;
+        for (const int row : m_rowOfJob)
+            m_model.setState(row, RunState::waiting);
+    }
+    QList<double> durations;
+    for (const FFmpegJob& job : jobs)
+        durations.append(job.duration);
+    m_remainingTime.emplace(durations, lanes);
+    m_coordinator = coordinator;
+    coordinator->observer = this;
+    m_clock.start();
+    m_updateTimer.start();
+    m_sleepInhibitor = std::make_unique<SleepInhibitor>();
+    m_window->present();
+    updateTotal();
+    updateActions();
+}
+
+void RunOverview::runDidFinish()
+{
+    if (!isRunning())
+        return;
+    m_updateTimer.stop();
+    m_sleepInhibitor.reset();
+    m_remainingTime.reset();
+    updateTotal();
+    m_taskbarProgress.clear();
+    updateActions();
+}
+
+void RunOverview::jobDidLaunch(int job)
+{
+    m_remainingTime->launch(job, now());
+    m_model.setState(m_rowOfJob.at(job), RunState::running);
+    updateActions();
+}
+
+void RunOverview::jobDidProgress(int job, const FFmpegReport& report)
+{
+    m_model.setReport(m_rowOfJob.at(job), report);
+    // The encoder's delay lies between both counts, and so does the work.
+    const double length = report.length().value_or(0);
+    m_remainingTime->progress(job, (2 * length + report.outTime.value_or(length)) / 3, now());
+}
+
+void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report)
+{
+    const int row = m_rowOfJob.at(job);
+    const FFmpegJob& ended = m_model.rows().at(row).job;
+    m_remainingTime->end(job, outcome == JobOutcome::completed, now());
+    if (outcome == JobOutcome::completed) {
+        const auto doubt = doubtAboutClip(ended, report, readableSize(ended.outputURL));
+        m_model.setState(row, doubt ? RunState::doubtful : RunState::completed, report,
+                         doubt.value_or(report.lastError));
+    } else {
+        m_model.setState(row, outcome == JobOutcome::stopped ? RunState::stopped : RunState::failed, report,
+                         report.lastError);
+    }
+    updateActions();
+}
+
+void RunOverview::updateTotal()
+{
+    m_model.announceReports();
+    const double fraction = m_model.totalFraction();
+    m_window->totalProgressBar->setValue(static_cast<int>(fraction * m_window->totalProgressBar->maximum()));
+    m_taskbarProgress.show(fraction);
+    setTextIfDifferent(m_window->elapsedLabel, u"已用时 "_s + clockText(now()));
+    const auto left = m_remainingTime ? m_remainingTime->update(now()) : std::nullopt;
+    if (!isRunning())
+        setTextIfDifferent(m_window->remainingLabel, u"已结束"_s);
+    else
+        setTextIfDifferent(m_window->remainingLabel,
+                           left ? u"剩余约 "_s + clockText(std::ceil(*left)) : u"正在估计剩余时间…"_s);
+}
+
+void RunOverview::updateActions()
+{
+    const QList<int> selected = m_window->selectedRows();
+    const bool canStopSelected =
+        std::any_of(selected.begin(), selected.end(), [this](int row) { return !m_model.rows().at(row).hasEnded(); });
+    m_window->stopSelectedAction->setEnabled(isRunning() && canStopSelected);
+    m_window->stopAllAction->setEnabled(isRunning());
+    m_window->retryAction->setEnabled(!isRunning() && !rowsToRetry().isEmpty());
+    m_window->revealAction->setEnabled(!selected.isEmpty());
+    m_window->copyCommandAction->setEnabled(!selected.isEmpty());
+}
+
+QList<int> RunOverview::rowsToRetry() const
+{
+    QList<int> rows;
+    for (int row = 0; row < m_model.rows().size(); ++row) {
+        const RunState state = m_model.rows().at(row).state;
+        if (state == RunState::failed || state == RunState::stopped)
+            rows.append(row);
+    }
+    return rows;
+}
+
+void RunOverview::stopSelected()
+{
+    const auto coordinator = m_coordinator.lock();
+    for (const int row : m_window->selectedRows()) {
+        if (const auto job = m_rowOfJob.indexOf(row); coordinator && job >= 0)
+            coordinator->stop(static_cast<int>(job));
+    }
+}
+
+void RunOverview::stopAll()
+{
+    if (const auto coordinator = m_coordinator.lock())
+        coordinator->stopAll();
+}
+
+void RunOverview::retry()
+{
+    if (isRunning() || !onRetry)
+        return;
+    m_retriedRows = rowsToRetry();
+    QList<FFmpegJob> jobs;
+    for (const int row : m_retriedRows)
+        jobs.append(m_model.rows().at(row).job);
+    if (!jobs.isEmpty())
+        onRetry(jobs);
+    m_retriedRows.clear();
+}
+
+void RunOverview::reveal()
+{
+    for (const int row : m_window->selectedRows().first(1))
+        revealInFolder(m_model.rows().at(row).job.outputURL);
+}
+
+void RunOverview::copyCommands()
+{
+    QStringList commands;
+    for (const int row : m_window->selectedRows())
+        commands.append(m_model.rows().at(row).job.commandPreview());
+    QGuiApplication::clipboard()->setText(commands.join(u'\n'));
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "Models/RemainingTime.h"
+#include "RunOverview/RunTableModel.h"
+#include "RunOverview/SleepInhibitor.h"
+#include "RunOverview/TaskbarProgress.h"
+#include "SplitCoordinator/SplitJobObserver.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class RunOverviewWindow;
+class SplitCoordinator;
+
+/// Shows how a split goes, job by job, and lets the user stop jobs, and run failed ones again once all have ended.
+class RunOverview final : public SplitJobObserver
+{
+    Q_OBJECT
+
+public:
+    RunOverview();
+    ~RunOverview() override;
+
+    /// Asked to run jobs again: the receiver makes a coordinator for exactly these and has it watched.
+    std::function<void(const QList<FFmpegJob>&)> onRetry;
+
+    /// Opens the window for a run that is about to start; `lanes` jobs run at a time. The rows are new ones, except
+    /// while jobs are retried: then these keep theirs, and the others stay as they were.
+    void watch(const QList<FFmpegJob>& jobs, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator);
+    /// The coordinator has sent its last report.
+    void runDidFinish();
+
+    [[nodiscard]] RunOverviewWindow* window() const { return m_window.get(); }
+
+    void jobDidLaunch(int job) override;
+    void jobDidProgress(int job, const FFmpegReport& report) override;
+    void jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report) override;
+
+private:
+    void connectActions();
+    void updateActions();
+    void updateTotal();
+    void stopSelected();
+    void stopAll();
+    void retry();
+    void reveal();
+    void copyCommands();
+    [[nodiscard]] QList<int> rowsToRetry() const;
+    [[nodiscard]] bool isRunning() const { return m_updateTimer.isActive(); }
+    [[nodiscard]] double now() const { return static_cast<double>(m_clock.elapsed()) / 1000; }
+
+    RunTableModel m_model;
+    std::unique_ptr<RunOverviewWindow> m_window;
+    std::weak_ptr<SplitCoordinator> m_coordinator;
+    QList<int> m_rowOfJob;
+    QList<int> m_retriedRows; ///< only while `onRetry` is called
+    std::optional<RemainingTime> m_remainingTime;
+    QElapsedTimer m_clock;
+    QTimer m_updateTimer;
+    TaskbarProgress m_taskbarProgress;
+    std::unique_ptr<SleepInhibitor> m_sleepInhibitor;
+};

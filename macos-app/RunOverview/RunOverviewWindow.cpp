@@ -1,0 +1,197 @@
+#include "RunOverview/RunOverviewWindow.h"
+
+#include "RunOverview/RunBarDelegate.h"
+#include "RunOverview/RunTableModel.h"
+
+#include <QAction>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QProgressBar>
+#include <QScreen>
+#include <QTableView>
+#include <QToolButton>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize windowSize(860, 420);
+constexpr int margin = 16;
+constexpr int spacing = 10;
+constexpr int rowHeight = 28;
+constexpr std::array columnWidths = {36, 150, 196, 64, 150, 56};
+
+/// Copying means the command of the row, whether the key or the menu bar asks for it.
+class JobTableView final : public QTableView
+{
+    Q_OBJECT
+
+public:
+    explicit JobTableView(QAction* copyAction)
+        : m_copyAction(copyAction)
+    {}
+
+public Q_SLOTS:
+    void copy() { m_copyAction->trigger(); }
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        if (event->matches(QKeySequence::Copy))
+            copy();
+        else
+            QTableView::keyPressEvent(event);
+    }
+
+private:
+    QAction* m_copyAction;
+};
+
+QAction* makeAction(QWidget* window, const QString& text, const QString& name, const QKeySequence& shortcut)
+{
+    auto* action = new QAction(text, window);
+    action->setObjectName(name);
+    action->setShortcut(shortcut);
+    action->setEnabled(false);
+    return action;
+}
+
+QToolButton* makeButton(QAction* action)
+{
+    auto* button = new QToolButton;
+    button->setDefaultAction(action);
+    button->setFocusPolicy(Qt::StrongFocus);
+    button->setMinimumHeight(30);
+    button->setAccessibleName(action->text());
+    return button;
+}
+
+QLabel* makeTimeLabel(const QString& name, const QString& accessibleName)
+{
+    auto* label = new QLabel;
+    label->setObjectName(name);
+    label->setAccessibleName(accessibleName);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+} // namespace
+
+RunOverviewWindow::RunOverviewWindow(RunTableModel* model)
+{
+    setObjectName(u"runOverviewWindow"_s);
+    setWindowTitle(u"分解总览"_s);
+    setAttribute(Qt::WA_QuitOnClose, false);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    makeActions();
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(margin, margin, margin, margin);
+    layout->setSpacing(spacing);
+    layout->addWidget(makeTotal());
+    layout->addWidget(makeTable(model));
+    layout->addWidget(makeButtons());
+    resize(windowSize);
+    jobTableView->setFocus();
+}
+
+/// The worker windows open at the lower left.
+void RunOverviewWindow::present()
+{
+    if (isVisible())
+        return;
+    const QRect available = screen()->availableGeometry();
+    QRect frame(QPoint(), size());
+    frame.moveBottomRight(available.bottomRight() - QPoint(margin, margin));
+    move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
+    show();
+    raise();
+}
+
+QList<int> RunOverviewWindow::selectedRows() const
+{
+    QList<int> rows;
+    for (const QModelIndex& index : jobTableView->selectionModel()->selectedRows())
+        rows.append(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+QWidget* RunOverviewWindow::makeTotal()
+{
+    totalProgressBar = new QProgressBar;
+    totalProgressBar->setObjectName(u"totalProgressBar"_s);
+    totalProgressBar->setAccessibleName(u"总进度"_s);
+    totalProgressBar->setRange(0, 1000);
+    totalProgressBar->setFormat(u"%p%"_s);
+    elapsedLabel = makeTimeLabel(u"elapsedLabel"_s, u"已用时间"_s);
+    remainingLabel = makeTimeLabel(u"remainingLabel"_s, u"剩余时间"_s);
+
+    auto* total = new QWidget;
+    auto* layout = new QVBoxLayout(total);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(totalProgressBar);
+    auto* times = new QHBoxLayout;
+    times->addWidget(elapsedLabel);
+    times->addStretch();
+    times->addWidget(remainingLabel);
+    layout->addLayout(times);
+    return total;
+}
+
+void RunOverviewWindow::makeActions()
+{
+    stopSelectedAction = makeAction(this, u"停止所选"_s, u"stopSelectedAction"_s, Qt::Key_Delete);
+    stopAllAction = makeAction(this, u"全部停止"_s, u"stopAllAction"_s, u"Ctrl+."_s);
+    retryAction = makeAction(this, u"重试失败"_s, u"retryAction"_s, u"Ctrl+R"_s);
+    revealAction = makeAction(this, u"在文件夹中显示"_s, u"revealAction"_s, u"Ctrl+Return"_s);
+    copyCommandAction = makeAction(this, u"复制命令"_s, u"copyCommandAction"_s, {});
+    stopSelectedAction->setShortcuts({Qt::Key_Delete, Qt::Key_Backspace}); // a Mac's delete key is the latter
+    addActions({stopSelectedAction, stopAllAction, retryAction, revealAction, copyCommandAction});
+}
+
+QTableView* RunOverviewWindow::makeTable(RunTableModel* model)
+{
+    jobTableView = new JobTableView(copyCommandAction);
+    jobTableView->setObjectName(u"jobTableView"_s);
+    jobTableView->setAccessibleName(u"任务列表"_s);
+    jobTableView->setModel(model);
+    jobTableView->setItemDelegateForColumn(RunTableModel::progressColumn, new RunBarDelegate(jobTableView));
+    jobTableView->setSelectionBehavior(QAbstractItemView::SelectRows);
+    jobTableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    jobTableView->setAlternatingRowColors(true);
+    jobTableView->setShowGrid(false);
+    jobTableView->setWordWrap(false);
+    jobTableView->setTabKeyNavigation(false);
+    jobTableView->verticalHeader()->hide();
+    jobTableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    jobTableView->verticalHeader()->setDefaultSectionSize(rowHeight);
+    jobTableView->horizontalHeader()->setStretchLastSection(true);
+    jobTableView->horizontalHeader()->setHighlightSections(false);
+    jobTableView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    for (int column = 0; column < static_cast<int>(columnWidths.size()); ++column)
+        jobTableView->setColumnWidth(column, columnWidths.at(static_cast<std::size_t>(column)));
+    jobTableView->setContextMenuPolicy(Qt::ActionsContextMenu);
+    auto* separator = new QAction(jobTableView);
+    separator->setSeparator(true);
+    jobTableView->addActions({revealAction, copyCommandAction, separator, stopSelectedAction});
+    return jobTableView;
+}
+
+QWidget* RunOverviewWindow::makeButtons()
+{
+    auto* buttons = new QWidget;
+    auto* layout = new QHBoxLayout(buttons);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(makeButton(stopSelectedAction));
+    layout->addWidget(makeButton(stopAllAction));
+    layout->addStretch();
+    layout->addWidget(makeButton(retryAction));
+    return buttons;
+}
+
+#include "RunOverviewWindow.moc"

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QDBusConnection>
+
+#include <optional>
+
+/// The desktop's message bus; nothing where none runs. None is ever started for us: it would outlive the run.
+[[nodiscard]] std::optional<QDBusConnection> sessionBus();

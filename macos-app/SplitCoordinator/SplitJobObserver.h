@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Models/FFmpegOutputReader.h"
+
+#include <QObject>
+
+enum class JobOutcome {
+    completed,
+    failed,
+    stopped
+};
+
+/// Hears how each job of a split goes, where SplitCoordinatorDelegate hears the counts. `job` is the job's place in the
+/// run, from 0. All reports come on the main thread and before the delegate's; none may run an event loop of its own or
+/// release the coordinator.
+class SplitJobObserver : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    virtual void jobDidLaunch(int job) = 0;
+    /// About twice a second for each running job.
+    virtual void jobDidProgress(int job, const FFmpegReport& report) = 0;
+    /// Once for every job. A stopped job that was not launched yet ends at once; it is counted when its turn comes.
+    virtual void jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report) = 0;
+};

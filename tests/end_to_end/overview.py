@@ -1,0 +1,104 @@
+"""The overview of a run in the real program, by keyboard: jobs stopped, their files gone, and run again.
+
+overview.py <build folder> [folder for the README's pictures of it]
+"""
+
+import pathlib
+import sys
+import tempfile
+import time
+
+from kestrel_at_screen import Desktop, Kestrel, descendants, expect, expect_equal, make_video, run_tests, wait_until
+from screenshots import dark_desktop
+
+TITLE = "分解总览"
+TABLE = "jobTableView"
+STATE, REMARK = 3, 6
+
+
+def rows(kestrel):
+    return [[cell["text"] for cell in row] for row in kestrel.find(TABLE, window=TITLE)["table"]["rows"]]
+
+
+def states(kestrel):
+    return [row[STATE] for row in rows(kestrel)]
+
+
+def start_split(kestrel, video, concurrency):
+    kestrel.fill_screen()
+    kestrel.drop([video], "videoPathField")
+    kestrel.click("parseButton")
+    kestrel.wait_for_text("statusLabel", "解析完成")
+    kestrel.fill("concurrencyField", concurrency)
+    kestrel.click("splitButton")
+    wait_until(lambda: kestrel.window(TITLE), "the overview")
+    wait_until(lambda: "运行中" in states(kestrel), "a running job")
+
+
+def use_overview(kestrel):
+    kestrel.desktop.do("windowactivate", "--sync", kestrel.window(TITLE)["id"])
+    wait_until(lambda: kestrel.find(TABLE, window=TITLE)["focus"], "the focus in the overview")
+
+
+def stop_and_retry(desktop, build_folder):
+    with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
+        video = pathlib.Path(folder) / "video.mp4"
+        make_video(video, [8, 8, 8, 8], size="1280x720")
+        start_split(kestrel, video, "1")
+        expect(not kestrel.window(TITLE)["active"], "the overview takes the focus")
+        use_overview(kestrel)
+        desktop.press("ctrl+End", "Delete")
+        wait_until(lambda: states(kestrel)[-1] == "已停止", "the last job stopped before its launch")
+        desktop.press("ctrl+period")
+        wait_until(lambda: set(states(kestrel)) <= {"已停止", "完成"} and not descendants(kestrel.process.pid),
+                   "the end of all jobs", seconds=10)
+        wait_until(kestrel.alert, "the main window's word about failed jobs")
+        finished = states(kestrel).count("完成")
+        expect_equal(len(list(pathlib.Path(folder).glob("video-*.mp4"))), finished, "files")
+        desktop.do("windowactivate", "--sync", kestrel.alert()[2]["id"])
+        desktop.press("Return")
+        wait_until(lambda: not kestrel.alert(), "the end of the alert")
+        use_overview(kestrel)
+        desktop.press("ctrl+r")
+        wait_until(lambda: set(states(kestrel)) == {"完成"}, "all jobs run again", seconds=120)
+        names = sorted(path.name for path in pathlib.Path(folder).glob("video-*.mp4"))
+        expect_equal(names, [row[1] for row in rows(kestrel)], "files")
+
+
+def take_pictures(build_folder, pictures):
+    with Desktop() as desktop, tempfile.TemporaryDirectory() as folder:
+        folder = pathlib.Path(folder)
+        video = folder / "假日.mp4"
+        make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="1280x720")
+        for name, environment in (("light", None), ("dark", dark_desktop(folder))):
+            with Kestrel(desktop, build_folder, environment=environment) as kestrel:
+                kestrel.fill_screen()
+                kestrel.drop([video], "videoPathField")
+                kestrel.click("parseButton")
+                kestrel.wait_for_text("statusLabel", "解析完成")
+                kestrel.click("addSegmentButton")
+                kestrel.retime(8, 2, "00:10:09.000")
+                kestrel.retime(8, 1, "00:10:00.000")
+                # The row beyond the end is the doubtful clip; a job that cannot write is the failed one.
+                (folder / "假日-02.mp4").unlink(missing_ok=True)
+                (folder / "假日-02.mp4").mkdir(exist_ok=True)
+                kestrel.fill("concurrencyField", "2")
+                kestrel.click("splitButton")
+                wait_until(lambda: kestrel.window(TITLE), "the overview")
+                wait_until(lambda: states(kestrel).count("完成") >= 2, "two clips", seconds=120)
+                use_overview(kestrel)
+                desktop.press("ctrl+Home", *["Down"] * 6, "Delete")
+                time.sleep(1.5)
+                desktop.do("mousemove", 1795, 5)
+                desktop.picture(pictures / f"overview-{name}.png", tuple(kestrel.window(TITLE)["frame"]))
+                wait_until(lambda: "等待" not in states(kestrel) and "运行中" not in states(kestrel), "the end",
+                           seconds=300)
+                wait_until(kestrel.alert, "the main window's word about failed jobs")
+                desktop.picture(pictures / f"overview-{name}-end.png", tuple(kestrel.window(TITLE)["frame"]))
+
+
+if __name__ == "__main__":
+    if len(sys.argv) > 2:
+        take_pictures(pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve())
+    else:
+        run_tests([stop_and_retry])
