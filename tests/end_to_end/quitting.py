@@ -126,6 +126,15 @@ def split_asks_before_quitting(desktop, build_folder):
         expect_clean_end(kestrel, installation)
 
 
+def worker_windows(kestrel):
+    return [window for window in kestrel.windows() if window["title"].startswith("分解任务")]
+
+
+def close_a_worker_window(kestrel):
+    kestrel.desktop.do("windowactivate", "--sync", worker_windows(kestrel)[0]["id"])
+    kestrel.desktop.press("alt+F4")
+
+
 def closing_the_last_window_asks(desktop, build_folder):
     with kestrel_with_results(desktop, build_folder) as (kestrel, installation):
         start_split(kestrel, installation)
@@ -133,11 +142,9 @@ def closing_the_last_window_asks(desktop, build_folder):
         desktop.press("alt+F4")
         wait_until(lambda: not kestrel.window("Kestrel"), "the main window closed without a question")
         for left in (2, 1):
-            desktop.do("windowactivate", "--sync", kestrel.windows()[0]["id"])
-            desktop.press("alt+F4")
-            wait_until(lambda: len(kestrel.windows()) == left, f"{left} worker windows")
-        desktop.do("windowactivate", "--sync", kestrel.windows()[0]["id"])
-        desktop.press("alt+F4")
+            close_a_worker_window(kestrel)
+            wait_until(lambda: len(worker_windows(kestrel)) == left, f"{left} worker windows")
+        close_a_worker_window(kestrel)
         wait_until(kestrel.alert, "the question")
         answer(kestrel, "停止并退出")
         expect_clean_end(kestrel, installation)
