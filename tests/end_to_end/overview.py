@@ -48,7 +48,7 @@ def stop_and_retry(desktop, build_folder):
         expect(not kestrel.window(TITLE)["active"], "the overview takes the focus")
         use_overview(kestrel)
         desktop.press("ctrl+End", "Delete")
-        wait_until(lambda: states(kestrel)[-1] == "已停止", "the last job stopped before its launch")
+        wait_until(lambda: states(kestrel)[-1] == "已停止", "the last job stopped before its launch", seconds=120)
         desktop.press("ctrl+period")
         wait_until(lambda: set(states(kestrel)) <= {"已停止", "完成"} and not descendants(kestrel.process.pid),
                    "the end of all jobs", seconds=10)
