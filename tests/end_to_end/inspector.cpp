@@ -158,8 +158,8 @@ class InspectorPlugin final : public QGenericPlugin
     Q_OBJECT
     Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "inspector.json")
 public:
-    /// `specification` is the path of the socket on which questions are answered.
-    QObject* create(const QString&, const QString& specification) override { return new Inspector(specification); }
+    /// `socketPath` is where questions are answered.
+    QObject* create(const QString&, const QString& socketPath) override { return new Inspector(socketPath); }
 };
 
 #include "inspector.moc"
