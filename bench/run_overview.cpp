@@ -1,3 +1,4 @@
+#include "BenchApplication.h"
 #include "RunOverview/RunOverview.h"
 #include "RunOverview/RunOverviewWindow.h"
 #include "SplitCoordinator/SplitCoordinator.h"
@@ -324,8 +325,7 @@ int main(int argc, char* argv[])
 {
     if (argc > 2 && qstrcmp(argv[1], "-y") == 0)
         return reportProgress();
-    const QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
+    const BenchApplication application(argc, argv);
     const QByteArray what = argc > 1 ? argv[1] : "";
     const int count = argc > 2 ? QByteArray(argv[2]).toInt() : 0;
     if (what.isEmpty() || what == "clips")

@@ -2,6 +2,7 @@
 // A window is parsed and split again and again. Memory, descriptors and threads must stay what they were after the
 // first tenth. Linux only.
 
+#include "BenchApplication.h"
 #include "Controls/DroppablePathField.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
@@ -163,10 +164,9 @@ void prepareFolder(const QTemporaryDir& folder)
 
 int main(int argc, char* argv[])
 {
-    const QApplication application(argc, argv);
+    const BenchApplication application(argc, argv);
     if (argc != 3)
         qFatal("usage: %s PARSES SPLITS", argv[0]);
-    QApplication::setQuitOnLastWindowClosed(false);
     const QTemporaryDir folder;
     prepareFolder(folder);
 

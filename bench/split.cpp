@@ -1,3 +1,4 @@
+#include "BenchApplication.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <QApplication>
@@ -241,8 +242,7 @@ int main(int argc, char* argv[])
 {
     if (argc > 1 && qstrcmp(argv[1], "-y") == 0)
         return floodTheLog();
-    const QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
+    const BenchApplication application(argc, argv);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     const QStringList wanted = QCoreApplication::arguments().mid(1);
     const auto isWanted = [&](const QString& name) { return wanted.isEmpty() || wanted.contains(name); };

@@ -7,6 +7,7 @@
 //
 //   viewer [VIDEO]   the video is made (and kept there) when it does not exist
 
+#include "BenchApplication.h"
 #include "Viewer/ViewerWindow.h"
 
 #include <QAbstractEventDispatcher>
@@ -204,9 +205,7 @@ void holdTheArrow(ViewerWindow& viewer)
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
+    const BenchApplication application(argc, argv);
     QTemporaryDir folder;
     const FileURL video =
         argc > 1 ? FileURL::fromUserPath(QString::fromLocal8Bit(argv[1])) : FileURL(folder.filePath(u"v.mp4"_s));

@@ -6,6 +6,7 @@
 // Prints a line for each video and each edge that differs; the status is 0 when none does.
 
 #include "../tests/NumberedVideo.h"
+#include "BenchApplication.h"
 #include "Models/FFmpegJob.h"
 #include "Viewer/ViewerWindow.h"
 
@@ -187,9 +188,7 @@ Comparison compare(const Video& video, ViewerWindow& viewer, const QString& fold
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
+    const BenchApplication application(argc, argv);
     const int segmentCount = argc > 1 ? QByteArray(argv[1]).toInt() : 12;
     const QByteArray only = argc > 2 ? argv[2] : "";
     QTemporaryDir folder;

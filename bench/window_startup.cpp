@@ -1,3 +1,5 @@
+#include "AppMain/AppDelegate.h"
+#include "BenchApplication.h"
 #include "MainWindowController/MainWindow.h"
 
 #include <QApplication>
@@ -77,10 +79,15 @@ Start median(std::vector<Start> starts)
 int main(int argc, char* argv[])
 {
     if (argc > 1) {
-        const QApplication application(argc, argv);
+        const BenchApplication application(argc, argv);
         if (QByteArray(argv[1]) == "ours") {
-            MainWindow window;
-            return showOnce(window);
+            AppDelegate delegate;
+            delegate.applicationDidFinishLaunching();
+            const QWidgetList windows = QApplication::topLevelWidgets();
+            const auto isMain = [](const QWidget* widget) {
+                return qobject_cast<const MainWindow*>(widget) != nullptr;
+            };
+            return showOnce(**std::find_if(windows.begin(), windows.end(), isMain));
         }
         QLabel label(u"Kestrel 换场"_s);
         return showOnce(label);

@@ -1,3 +1,4 @@
+#include "BenchApplication.h"
 #include "Controls/DroppablePathField.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
@@ -5,6 +6,7 @@
 #include "MainWindowController/SegmentTableModel.h"
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -76,8 +78,12 @@ public:
         m_isPainted = false;
         widget->installEventFilter(this);
         work();
-        while (!m_isPainted)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        const QDeadlineTimer deadline(10'000);
+        while (!m_isPainted) {
+            if (deadline.hasExpired())
+                qFatal("what should change the picture did not");
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
+        }
         widget->removeEventFilter(this);
     }
 
@@ -96,11 +102,11 @@ void untilPainted(QWidget* widget, const std::function<void()>& work)
     PaintWatch().untilPainted(widget, work);
 }
 
-void press(QWidget* widget, int key, const QString& text = QString())
+void press(QWidget* widget, int key, const QString& text = QString(), Qt::KeyboardModifiers modifiers = {})
 {
-    QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, text);
+    QKeyEvent down(QEvent::KeyPress, key, modifiers, text);
     QCoreApplication::sendEvent(widget, &down);
-    QKeyEvent up(QEvent::KeyRelease, key, Qt::NoModifier, text);
+    QKeyEvent up(QEvent::KeyRelease, key, modifiers, text);
     QCoreApplication::sendEvent(widget, &up);
 }
 
@@ -144,7 +150,7 @@ void measureEditing(MainWindow& window)
         });
     const Spread check = spreadOf(
         101, [&](int round) { goTo(round, SegmentTableModel::enabledColumn); },
-        [&](int) { untilPainted(viewport, [&] { press(table, Qt::Key_Space); }); });
+        [&](int) { untilPainted(viewport, [&] { press(table, Qt::Key_Space, u" "_s, Qt::ShiftModifier); }); });
     window.prefixField->setFocus();
     const Spread letter = spreadOf(101, nothing, [&](int) {
         untilPainted(window.prefixField, [&] { press(window.prefixField, Qt::Key_A, u"a"_s); });
@@ -171,7 +177,7 @@ void measureScrolling(const char* name, QTableView* table)
 /// What is measured includes the few milliseconds for which Qt gathers further changes before it paints.
 int main(int argc, char* argv[])
 {
-    const QApplication application(argc, argv);
+    const BenchApplication application(argc, argv);
     const MainWindowController controller;
     MainWindow& window = *controller.window();
     window.videoPathField->setText(QString::fromLocal8Bit(argv[0])); // any file will do
