@@ -145,7 +145,7 @@ void findSecond(FrameSearch& search, CutFrames& cut, FrameNumbering numbering, q
 
 } // namespace
 
-CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment)
+CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment, CutEdges edges)
 {
     const VideoClock& clock = search.clock();
     const qint64 start = wordMicroseconds(segment.start);
@@ -157,7 +157,8 @@ CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment)
     cut.before = search.lastBefore(startTicks);
     if (cut.first.state == FrameAnswer::State::unknown) {
         // The end counts from the first frame; what is likely to be wanted there can be fetched meanwhile.
-        static_cast<void>(search.firstFrom(clock.ticksAt(start + duration)));
+        if (edges == CutEdges::both)
+            static_cast<void>(search.firstFrom(clock.ticksAt(start + duration)));
         return cut;
     }
     if (cut.first.state == FrameAnswer::State::none) {
@@ -169,7 +170,8 @@ CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment)
     const qint64 twoSteps = clock.ticksIn(2'000'000 * clock.rateDenominator / clock.rateNumerator);
     const qint64 limit =
         std::max(cut.first.ticks + 1, std::min(cut.first.ticks, startTicks + twoSteps) + clock.ticksIn(duration));
-    findEnd(search, cut, numbering, limit);
+    if (edges == CutEdges::both)
+        findEnd(search, cut, numbering, limit);
     findSecond(search, cut, numbering, limit);
     return cut;
 }

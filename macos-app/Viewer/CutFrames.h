@@ -6,6 +6,12 @@
 
 #include <optional>
 
+/// Which edges of a clip are asked for: the end costs a look at the start too, but not the other way round.
+enum class CutEdges {
+    startOnly,
+    both
+};
+
 /// The frames around both edges of a clip, as ffmpeg cuts it: by the words after -ss and -t, by whole ticks, and by the
 /// numbers that the encoder gives to frames. What lies in the clip is `first` to `last`.
 struct CutFrames
@@ -21,8 +27,8 @@ struct CutFrames
 };
 
 /// The frames at the edges of a segment's clip. What is not known yet is noted by the search; an empty clip has no
-/// frame between `before` and `after`.
-[[nodiscard]] CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment);
+/// frame between `before` and `after`. Of an end that is not asked for nothing is known.
+[[nodiscard]] CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment, CutEdges edges = CutEdges::both);
 
 /// The time to which an edge moves when the cut shall shift there by one frame (`direction` 1 or -1), in whole
 /// milliseconds as they are typed; nothing when there is no such frame or when it is not known yet.

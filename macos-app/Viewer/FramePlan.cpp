@@ -11,6 +11,7 @@ constexpr FrameAnswer noFrame = {FrameAnswer::State::none, 0};
 constexpr double longestSeconds = 1e9;
 /// A detector's times are rounded to milliseconds, so a frame may lie this little before the time that names it.
 constexpr qint64 toleranceMicroseconds = 500;
+constexpr double soonSeconds = 1;
 /// How many steps of an edge are looked ahead.
 constexpr int framesNearby = 3;
 
@@ -71,20 +72,25 @@ Neighbours neighbours(const QList<EditableSegment>& segments, const TransitionEv
     return found;
 }
 
-bool isWithin(const FrameAnswer& frame, const CutFrames& cut)
+/// The frames of a clip, both ends included; without a clip none.
+CutFrames clipFrames(FrameSearch& search, const EditableSegment* clip, CutEdges edges)
 {
-    return frame.isKnown() && cut.first.isKnown() && cut.last.isKnown() && frame.ticks >= cut.first.ticks &&
-           frame.ticks <= cut.last.ticks;
+    return clip ? cutFrames(search, *clip, edges) : CutFrames{noFrame, noFrame, noFrame, noFrame, noFrame, noFrame};
+}
+
+bool isFrom(const FrameAnswer& frame, const FrameAnswer& first)
+{
+    return frame.isKnown() && first.isKnown() && frame.ticks >= first.ticks;
 }
 
 FramePlan planTransition(const ViewerContent& content, const TransitionEvent& event, FrameSearch& search)
 {
     const TransitionFrames inside = transitionFrames(search, event);
     const Neighbours clips = neighbours(content.segments, event);
-    const CutFrames before = clips.before ? cutFrames(search, *clips.before)
-                                          : CutFrames{noFrame, noFrame, noFrame, noFrame, noFrame, noFrame};
-    const CutFrames after =
-        clips.after ? cutFrames(search, *clips.after) : CutFrames{noFrame, noFrame, noFrame, noFrame, noFrame, noFrame};
+    // Looking where a clip ends that goes on for long would decode another part of the video for nothing.
+    const bool afterEndsSoon = clips.after && clips.after->end - event.end < soonSeconds;
+    const CutFrames before = clipFrames(search, clips.before, CutEdges::both);
+    const CutFrames after = clipFrames(search, clips.after, afterEndsSoon ? CutEdges::both : CutEdges::startOnly);
 
     FrameAnswer lastKept = before.last;
     if (clips.before && clips.before->end > event.start && inside.first.isKnown())
@@ -93,7 +99,11 @@ FramePlan planTransition(const ViewerContent& content, const TransitionEvent& ev
     if (clips.after && clips.after->start < event.end && inside.last.isKnown())
         firstKept = search.following(inside.last);
 
-    const auto isKept = [&](const FrameAnswer& frame) { return isWithin(frame, before) || isWithin(frame, after); };
+    const auto isKept = [&](const FrameAnswer& frame) {
+        const bool isInBefore = isFrom(frame, before.first) && isFrom(before.last, frame);
+        const bool isInAfter = isFrom(frame, after.first) && (!afterEndsSoon || isFrom(after.last, frame));
+        return isInBefore || isInAfter;
+    };
     FramePlan plan;
     plan.frames = {{Role::lastKeptBefore, lastKept, true},
                    {Role::firstOfTransition, inside.first, isKept(inside.first)},
