@@ -271,6 +271,14 @@ void TestSegmentTable::deletesManualRowsOnly()
     click(deleteRect(manualRow).center());
     QCOMPARE(deleted, QList{manualRow});
     QTRY_VERIFY(!openField());
+
+    model()->appendSegment({99, true, 1000, 1001, true});
+    const int last = model()->rowCount() - 1;
+    for (const int row : {last - 1, last, last - 1}) { // of these, only the last one of all is a manual row
+        table()->setCurrentIndex(cell(row, 0));
+        QTest::keyClick(table(), Qt::Key_Delete);
+    }
+    QCOMPARE(deleted, QList({manualRow, last}));
 }
 
 void TestSegmentTable::showsTheDeleteMarkOnTheHoveredManualRowOnly()

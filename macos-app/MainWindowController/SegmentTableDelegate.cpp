@@ -6,6 +6,7 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <QShortcut>
 #include <QTableView>
 
 #include <utility>
@@ -112,6 +113,13 @@ SegmentTableDelegate::SegmentTableDelegate(QTableView* table)
         if (std::exchange(m_clickOpensField, false))
             m_table->edit(index);
     });
+    for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_Backspace}) { // the "✕" of those who have no mouse
+        auto* shortcut = new QShortcut(key, table, nullptr, nullptr, Qt::WidgetShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this] {
+            if (const QModelIndex current = m_table->currentIndex(); isManual(current))
+                Q_EMIT deleteRequested(current.row());
+        });
+    }
 }
 
 void SegmentTableDelegate::setHoveredRow(std::optional<int> row)

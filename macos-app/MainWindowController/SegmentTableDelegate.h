@@ -28,7 +28,7 @@ public:
                      const QModelIndex& index) override;
 
 Q_SIGNALS:
-    /// The user clicked on the "✕" of that manual row.
+    /// The user clicked on the "✕" of that manual row, or pressed Delete there.
     void deleteRequested(int row);
 
 private:

@@ -64,6 +64,10 @@ QVariant SegmentTableModel::data(const QModelIndex& index, int role) const
     const EditableSegment& segment = m_segments.at(index.row());
     if (role == isManualRole)
         return segment.isManual;
+    if (role == Qt::AccessibleDescriptionRole && segment.isManual)
+        return u"手工片段，按 Delete 键删除"_s;
+    if (role == Qt::AccessibleTextRole && index.column() == enabledColumn)
+        return segment.isEnabled ? u"已启用"_s : u"未启用"_s;
     if (index.column() == enabledColumn)
         return role == Qt::CheckStateRole ? QVariant(segment.isEnabled ? Qt::Checked : Qt::Unchecked) : QVariant();
     return role == Qt::DisplayRole || role == Qt::EditRole ? shownTime(segment, index.column()) : QVariant();
