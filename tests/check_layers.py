@@ -8,11 +8,11 @@ from pathlib import Path
 # What a module may include besides itself.
 MODELS = {"Models"}
 SERVICES = {"Services"} | MODELS
-WORKER_WINDOW = {"WorkerWindowController"} | SERVICES
-SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
 CONTROLS = {"Controls"}
+WORKER_WINDOW = {"WorkerWindowController"} | SERVICES | CONTROLS
+SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
 VIEWER = {"Viewer"} | SERVICES
-RUN_OVERVIEW = {"RunOverview"} | SPLIT | CONTROLS
+RUN_OVERVIEW = {"RunOverview"} | SPLIT
 MAIN_WINDOW = {"MainWindowController"} | RUN_OVERVIEW | VIEWER
 ALLOWED = {
     "Models": MODELS,

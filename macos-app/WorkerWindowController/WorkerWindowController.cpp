@@ -1,12 +1,11 @@
 #include "WorkerWindowController/WorkerWindowController.h"
 
+#include "Controls/Appearance.h"
+#include "Controls/FittingLabel.h"
 #include "WorkerWindowController/LogView.h"
 
 #include <QGuiApplication>
-#include <QLabel>
-#include <QPainter>
 #include <QScreen>
-#include <QStyle>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -18,28 +17,11 @@ constexpr int margin = 16;
 constexpr int spacing = 10;
 constexpr int smallestLogHeight = 240;
 
-/// A label whose text never widens its window: what does not fit is left out of the picture, not of `text()`.
-class ElidedLabel final : public QLabel
+QLabel* makeLabel(const QString& objectName, const QString& subject, int pixelSize, QFont::Weight weight)
 {
-public:
-    using QLabel::QLabel;
-
-    [[nodiscard]] QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        const QString visible = fontMetrics().elidedText(text(), Qt::ElideMiddle, width());
-        style()->drawItemText(&painter, rect(), int(alignment()), palette(), isEnabled(), visible, foregroundRole());
-    }
-};
-
-QLabel* makeLabel(const QString& objectName, int pixelSize, QFont::Weight weight)
-{
-    auto* label = new ElidedLabel;
+    auto* label = new FittingLabel(1, {});
     label->setObjectName(objectName);
-    label->setTextFormat(Qt::PlainText);
+    label->setAccessibleName(subject);
     QFont font = label->font();
     font.setPixelSize(pixelSize);
     font.setWeight(weight);
@@ -115,9 +97,12 @@ void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
     m_window->setWindowTitle(u"分解任务 %1/%2"_s.arg(QString::number(workerIndex), QString::number(totalWorkers)));
     m_window->setGeometry(openingGeometry());
 
-    m_statusLabel = makeLabel(u"statusLabel"_s, 13, QFont::Bold);
+    m_statusLabel = makeLabel(u"statusLabel"_s, u"状态"_s, 13, QFont::Bold);
     m_statusLabel->setText(u"等待任务"_s);
-    m_detailLabel = makeLabel(u"detailLabel"_s, 12, QFont::Normal);
+    m_detailLabel = makeLabel(u"detailLabel"_s, u"任务"_s, 12, QFont::Normal);
+    QPalette secondary; // the platform's own is too faint
+    secondary.setColor(QPalette::PlaceholderText, secondaryTextColor(m_window->palette()));
+    m_detailLabel->setPalette(secondary);
     m_detailLabel->setForegroundRole(QPalette::PlaceholderText);
     m_textView = new LogView;
     m_textView->setObjectName(u"textView"_s);
