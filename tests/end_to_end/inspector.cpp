@@ -24,7 +24,11 @@ namespace {
 
 QJsonArray rectangle(const QRect& rect)
 {
-    return {rect.x(), rect.y(), rect.width(), rect.height()};
+    const qreal ratio = qGuiApp->devicePixelRatio(); // mouse and screen count real pixels
+    QJsonArray pixels;
+    for (const int length : {rect.x(), rect.y(), rect.width(), rect.height()})
+        pixels.append(qRound(length * ratio));
+    return pixels;
 }
 
 QRect globalRect(const QWidget* widget, const QRect& rect)

@@ -48,11 +48,14 @@ def wait_until(question, what, seconds=PATIENCE_SECONDS):
 class Desktop:
     """A screen of its own with a window manager. Also says what mouse and keyboard do on it."""
 
+    def __init__(self, screen=SCREEN):
+        self.screen = screen
+
     def __enter__(self):
         self._ended = contextlib.ExitStack()
         reading, writing = os.pipe()
         self._start(["Xvfb", "-displayfd", str(writing), "-nolisten", "tcp", "-screen", "0",
-                     f"{SCREEN[0]}x{SCREEN[1]}x24"], pass_fds=[writing])
+                     f"{self.screen[0]}x{self.screen[1]}x24"], pass_fds=[writing])
         os.close(writing)
         with os.fdopen(reading) as numbers:
             self.display = ":" + numbers.readline().strip()
@@ -106,9 +109,9 @@ class Desktop:
     def has_window(self, window_class):
         return bool(self._run("xdotool", "search", "--onlyvisible", "--class", window_class).strip())
 
-    def picture(self, path, area=(0, 0, *SCREEN)):
-        """Puts a part of the screen (left, top, width, height) into a PNG file."""
-        left, top, width, height = area
+    def picture(self, path, area=None):
+        """Puts the screen, or a part of it (left, top, width, height), into a PNG file."""
+        left, top, width, height = area or (0, 0, *self.screen)
         subprocess.run(["ffmpeg", "-y", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
                         f"{width}x{height}", "-i", f"{self.display}+{left},{top}", "-frames:v", "1", str(path)],
                        check=True)
@@ -232,6 +235,13 @@ class Kestrel:
         rect = self.find(name)["rect"]
         self.desktop.click((rect[0] + 8, rect[1] + rect[3] // 2))
 
+    def tab_to(self, name):
+        for _ in range(40):
+            if self.find(name)["focus"]:
+                return
+            self.desktop.press("Tab")
+        raise Failure(f"Tab does not come to {name}")
+
     def fill(self, name, text):
         self.click(name)
         wait_until(lambda: self.find(name)["focus"], f"the focus in {name}")
@@ -260,12 +270,17 @@ class Kestrel:
         wait_until(lambda: not self.desktop.has_window("drag_source"), "the end of the drag")
 
     def fill_screen(self):
-        """Makes the main window so large that nothing needs to be scrolled to."""
+        """Makes the main window so large that as little as possible needs to be scrolled to."""
         window = self.window("Kestrel")
-        self.desktop.do("windowsize", "--sync", window["id"], SCREEN[0] - 40, SCREEN[1] - 120)
+        width, height = self.desktop.screen[0] - 40, self.desktop.screen[1] - 120
+        self.desktop.do("windowsize", "--sync", window["id"], width, height)
         self.desktop.do("windowmove", window["id"], 10, 70)
-        place = [10, 70, SCREEN[0] - 40, SCREEN[1] - 120]
-        wait_until(lambda: self.window("Kestrel")["widgets"][0]["rect"] == place, "the large window at its place")
+        place = [10, 70, width, height]
+
+        def is_there():  # to the pixel, or nearly so where a scale makes fractions
+            rect = self.window("Kestrel")["widgets"][0]["rect"]
+            return all(abs(actual - wanted) <= 2 for actual, wanted in zip(rect, place))
+        wait_until(is_there, "the large window at its place")
 
     def wait_for_end(self, seconds=PATIENCE_SECONDS):
         """The exit status."""

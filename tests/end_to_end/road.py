@@ -120,5 +120,56 @@ def errors_and_typing(desktop, build_folder):
         expect_equal(checksum(video), source, "the source")
 
 
+def with_keys_alone(desktop, build_folder):
+    with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
+        video = pathlib.Path(folder) / "clip.mp4"
+        make_video(video, [1.5] * 3)
+
+        def retime(text, *keys):
+            desktop.press(*keys, "F2")
+            wait_until(lambda: kestrel.find(**{"class": "SegmentTimeField"})["focus"], "the time field")
+            desktop.press("ctrl+a")
+            desktop.type(text)
+            desktop.press("Return")
+
+        def rows():
+            return kestrel.rows("segmentTableView")
+
+        kestrel.tab_to("videoPathField")
+        desktop.type(str(video))
+        kestrel.tab_to("prefixField")
+        desktop.press("ctrl+a")
+        desktop.type("keys")
+        kestrel.tab_to("concurrencyStepper")
+        desktop.press("Down")
+        wait_until(lambda: kestrel.text("concurrencyField") == "2", "two workers")
+        kestrel.tab_to("parseButton")
+        desktop.press("space")
+        kestrel.wait_for_text("statusLabel", "解析完成")
+        expect(len(rows()) == 3, f"three segments: {rows()}")
+
+        kestrel.tab_to("eventTableView")
+        desktop.press("Home", "Down")
+        wait_until(lambda: kestrel.selected_rows("segmentTableView") == [1, 2], "the event's neighbours selected")
+        kestrel.tab_to("addSegmentButton")
+        desktop.press("space", "space")
+        wait_until(lambda: len(rows()) == 5, "two manual rows")
+        kestrel.tab_to("segmentTableView")
+        desktop.press("ctrl+End", "Delete")
+        wait_until(lambda: len(rows()) == 4, "a manual row deleted")
+        desktop.press("Up", "Delete")
+        desktop.press("ctrl+End", "Home")
+        retime("0:0:2", "Right")
+        retime("0:0:3", "Right")
+        wait_until(lambda: rows()[3][1:] == ["00:00:02.000", "00:00:03.000"], "the manual row's times")
+        desktop.press("ctrl+Home", "shift+space")
+        wait_until(lambda: kestrel.cell("segmentTableView", 0, 0)["checked"] == 0, "the first segment disabled")
+        kestrel.tab_to("splitButton")
+        desktop.press("space")
+        kestrel.wait_for_text("statusLabel", "分解完成：成功 3 / 3，失败 0。")
+        expect_equal(sorted(path.name for path in pathlib.Path(folder).glob("keys-*")),
+                     [f"keys-0{number}.mp4" for number in (1, 2, 3)], "the files")
+
+
 if __name__ == "__main__":
-    run_tests([from_drop_to_clips, errors_and_typing])
+    run_tests([from_drop_to_clips, errors_and_typing, with_keys_alone])

@@ -7,7 +7,7 @@ import sys
 import tempfile
 import time
 
-from kestrel_at_screen import Desktop, Kestrel, make_video, wait_until
+from kestrel_at_screen import SCREEN, Desktop, Kestrel, make_video, wait_until
 
 CONTENT = (1440, 900)  # wide enough for all three panels
 
@@ -50,7 +50,7 @@ def take(kestrel, path, rest_seconds=0.4):
     time.sleep(rest_seconds)
     frames = [window["frame"] for window in kestrel.windows()]
     left, top = (max(0, min(frame[axis] for frame in frames) - 12) for axis in (0, 1))
-    right, bottom = (max(frame[axis] + frame[axis + 2] for frame in frames) + 12 for axis in (0, 1))
+    right, bottom = (min(SCREEN[axis], max(frame[axis] + frame[axis + 2] for frame in frames) + 12) for axis in (0, 1))
     kestrel.desktop.picture(path, (left, top, right - left, bottom - top))
 
 
@@ -87,10 +87,10 @@ def main():
             kestrel.fill("concurrencyField", "2")
             kestrel.click("splitButton")
             wait_until(lambda: kestrel.window("分解任务 2/2"), "the worker windows")
-            for number, (x, y) in enumerate([(620, 330), (760, 500)], 1):
-                desktop.do("windowmove", kestrel.window(f"分解任务 {number}/2")["id"], x, y)
+            for title, (x, y) in {"分解总览": (900, 110), "分解任务 1/2": (560, 380), "分解任务 2/2": (700, 560)}.items():
+                desktop.do("windowmove", kestrel.window(title)["id"], x, y, "windowraise", kestrel.window(title)["id"])
             wait_until(lambda: "frame=" in kestrel.text("textView", window="分解任务 2/2"), "ffmpeg's progress")
-            take(kestrel, pictures / "split.png", rest_seconds=1)
+            take(kestrel, pictures / "split.png", rest_seconds=2)
             kestrel.wait_for_text("statusLabel", "分解完成", seconds=300)
         with Kestrel(desktop, build_folder, environment=dark_desktop(pathlib.Path(settings))) as kestrel:
             place(kestrel)
