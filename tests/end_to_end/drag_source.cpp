@@ -1,4 +1,5 @@
 // A window from which files can be dragged as from a file manager: drag_source <file>...
+// Prints a line whenever what lies below the pointer begins to accept the files.
 // It disappears after one drag, but lives on for a while, since the receiver fetches what was dropped in its own time.
 
 #include <QApplication>
@@ -10,6 +11,7 @@
 #include <QUrl>
 
 #include <chrono>
+#include <cstdio>
 
 class DragSource final : public QLabel
 {
@@ -32,6 +34,11 @@ protected:
         files->setUrls(m_urls);
         auto* drag = new QDrag(this);
         drag->setMimeData(files);
+        connect(drag, &QDrag::actionChanged, this, [](Qt::DropAction action) {
+            if (action == Qt::CopyAction)
+                std::puts("accepted");
+            std::fflush(stdout);
+        });
         drag->exec(Qt::CopyAction);
         hide();
         QTimer::singleShot(std::chrono::seconds(20), qApp, &QApplication::quit);

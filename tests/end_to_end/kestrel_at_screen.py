@@ -98,14 +98,6 @@ class Desktop:
     def type(self, text):
         self.do("type", "--delay", 8, text)
 
-    def drag(self, start, end):
-        self.do("mousemove", *start, "mousedown", 1)
-        for step in range(1, 9):
-            self.do("mousemove", *(round(a + (b - a) * step / 8) for a, b in zip(start, end)))
-            time.sleep(0.05)
-        time.sleep(0.3)  # drag and drop is a conversation between the two programs
-        self.do("mouseup", 1)
-
     def has_window(self, window_class):
         return bool(self._run("xdotool", "search", "--onlyvisible", "--class", window_class).strip())
 
@@ -263,10 +255,19 @@ class Kestrel:
         self.desktop.press("Return")
 
     def drop(self, paths, name):
-        """Drags files from another program onto a field."""
-        self.desktop.start([self._drag_source, *map(str, paths)])
+        """Drags files from another program onto a field. They are let go once the field accepts them, which takes the
+        two programs a conversation."""
+        source = self.desktop.start([self._drag_source, *map(str, paths)], stdout=subprocess.PIPE)
+        os.set_blocking(source.stdout.fileno(), False)
         wait_until(lambda: self.desktop.has_window("drag_source"), "the window to drag from")
-        self.desktop.drag((20, 20), middle(self.find(name)["rect"]))
+        x, y = middle(self.find(name)["rect"])
+        self.desktop.do("mousemove", 20, 20, "mousedown", 1, "mousemove", 30, 30, "mousemove", 40, 40)
+
+        def accepted():
+            self.desktop.do("mousemove", x, y, "sleep", 0.1, "mousemove", x + 1, y)
+            return source.stdout.read()
+        wait_until(accepted, f"{name} to accept {paths}")
+        self.desktop.do("mouseup", 1)
         wait_until(lambda: not self.desktop.has_window("drag_source"), "the end of the drag")
 
     def fill_screen(self):
