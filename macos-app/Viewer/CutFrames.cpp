@@ -128,12 +128,7 @@ void findEnd(FrameSearch& search, CutFrames& cut, FrameNumbering numbering, qint
 
 void findSecond(FrameSearch& search, CutFrames& cut, FrameNumbering numbering, qint64 limit)
 {
-    if (numbering.take(cut.first.ticks) != FrameNumbering::Fate::written) {
-        cut.second = cut.lastButOne = cut.last = noFrame;
-        cut.after = cut.first;
-        cut.first = noFrame;
-        return;
-    }
+    numbering.take(cut.first.ticks);
     cut.second = search.following(cut.first);
     while (cut.second.isKnown() && cut.second.ticks < limit &&
            numbering.take(cut.second.ticks) == FrameNumbering::Fate::leftOut)
@@ -153,11 +148,12 @@ CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment, CutEdge
     const qint64 startTicks = clock.ticksAt(start);
 
     CutFrames cut;
-    cut.first = search.firstFrom(startTicks);
-    cut.before = search.lastBefore(startTicks);
+    cut.first = search.firstFrom(startTicks, edges == CutEdges::endOnly ? FrameUse::timeOnly : FrameUse::shown);
+    if (edges != CutEdges::endOnly)
+        cut.before = search.lastBefore(startTicks);
     if (cut.first.state == FrameAnswer::State::unknown) {
         // The end counts from the first frame; what is likely to be wanted there can be fetched meanwhile.
-        if (edges == CutEdges::both)
+        if (edges != CutEdges::startOnly)
             static_cast<void>(search.firstFrom(clock.ticksAt(start + duration)));
         return cut;
     }
@@ -170,9 +166,14 @@ CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment, CutEdge
     const qint64 twoSteps = clock.ticksIn(2'000'000 * clock.rateDenominator / clock.rateNumerator);
     const qint64 limit =
         std::max(cut.first.ticks + 1, std::min(cut.first.ticks, startTicks + twoSteps) + clock.ticksIn(duration));
-    if (edges == CutEdges::both)
+    if (edges != CutEdges::startOnly)
         findEnd(search, cut, numbering, limit);
-    findSecond(search, cut, numbering, limit);
+    if (FrameNumbering(numbering).take(cut.first.ticks) != FrameNumbering::Fate::written) {
+        cut.second = cut.lastButOne = cut.last = noFrame;
+        cut.after = std::exchange(cut.first, noFrame);
+    } else if (edges != CutEdges::endOnly) {
+        findSecond(search, cut, numbering, limit);
+    }
     return cut;
 }
 

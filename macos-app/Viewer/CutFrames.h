@@ -6,9 +6,10 @@
 
 #include <optional>
 
-/// Which edges of a clip are asked for: the end costs a look at the start too, but not the other way round.
+/// Which edges of a clip are asked for. The end counts from the first frame, so that one's time is always looked for.
 enum class CutEdges {
     startOnly,
+    endOnly,
     both
 };
 
@@ -27,7 +28,7 @@ struct CutFrames
 };
 
 /// The frames at the edges of a segment's clip. What is not known yet is noted by the search; an empty clip has no
-/// frame between `before` and `after`. Of an end that is not asked for nothing is known.
+/// frame between `before` and `after`. Of an edge that is not asked for only `first` is known.
 [[nodiscard]] CutFrames cutFrames(FrameSearch& search, const EditableSegment& segment, CutEdges edges = CutEdges::both);
 
 /// The time to which an edge moves when the cut shall shift there by one frame (`direction` 1 or -1), in whole

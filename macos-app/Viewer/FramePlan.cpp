@@ -72,7 +72,7 @@ Neighbours neighbours(const QList<EditableSegment>& segments, const TransitionEv
     return found;
 }
 
-/// The frames of a clip, both ends included; without a clip none.
+/// The frames at the edges of a clip; without a clip none.
 CutFrames clipFrames(FrameSearch& search, const EditableSegment* clip, CutEdges edges)
 {
     return clip ? cutFrames(search, *clip, edges) : CutFrames{noFrame, noFrame, noFrame, noFrame, noFrame, noFrame};
@@ -89,7 +89,7 @@ FramePlan planTransition(const ViewerContent& content, const TransitionEvent& ev
     const Neighbours clips = neighbours(content.segments, event);
     // Looking where a clip ends that goes on for long would decode another part of the video for nothing.
     const bool afterEndsSoon = clips.after && clips.after->end - event.end < soonSeconds;
-    const CutFrames before = clipFrames(search, clips.before, CutEdges::both);
+    const CutFrames before = clipFrames(search, clips.before, CutEdges::endOnly);
     const CutFrames after = clipFrames(search, clips.after, afterEndsSoon ? CutEdges::both : CutEdges::startOnly);
 
     FrameAnswer lastKept = before.last;

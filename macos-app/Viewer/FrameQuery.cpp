@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
@@ -31,14 +33,56 @@ QString secondsWord(double seconds)
 /// known from where the container counts.
 QString selection(const FrameQuery& query)
 {
-    const double origin = static_cast<double>(query.fromMilliseconds) / 1000;
-    const QString time = query.containerStart ? u"t"_s : u"t-start_t"_s;
-    const double shift = query.containerStart ? *query.containerStart : -origin;
-    QStringList ranges;
-    for (const FrameNeed& need : query.needs)
-        ranges << u"between(%1,%2,%3)"_s.arg(time, secondsWord(need.picturesFrom + shift - pictureSlackSeconds),
-                                             secondsWord(need.picturesTo + shift));
+    const QString time = query.clock ? u"t"_s : u"t-start_t"_s;
+    const double shift = query.clock ? query.clock->startSeconds() : -query.fromSeconds();
+    QStringList ranges = {u"0"_s};
+    for (const FrameNeed& need : query.needs) {
+        if (need.wantsPictures())
+            ranges << u"between(%1,%2,%3)"_s.arg(time, secondsWord(need.picturesFrom + shift - pictureSlackSeconds),
+                                                 secondsWord(need.picturesTo + shift));
+    }
     return u"lt(selected_n,%1)*(%2)"_s.arg(mostPictures).arg(ranges.join(u'+'));
+}
+
+QStringList pictureArguments(const FrameQuery& query, const QString& videoPath)
+{
+    const QString filters =
+        u"trim=duration=%1,showinfo,select='%2',scale=w='max(1,min(%3,%4*dar))':h='max(1,min(%4,%3/dar))',showinfo,"
+        "settb=1/25,setpts=N"_s.arg(secondsWord(static_cast<double>(query.lengthMilliseconds) / 1000), selection(query),
+                                    QString::number(query.box.width()), QString::number(query.box.height()));
+    // The stream is chosen as for a clip. The last two filters and the rate keep ffmpeg from evening out the frames.
+    return {u"-nostdin"_s, u"-hide_banner"_s, u"-nostats"_s,   u"-copyts"_s, u"-ss"_s, secondsWord(query.fromSeconds()),
+            u"-i"_s,       videoPath,         u"-an"_s,        u"-sn"_s,     u"-dn"_s, u"-vf"_s,
+            filters,       u"-r"_s,           u"25"_s,         u"-c:v"_s,    u"ppm"_s, u"-pix_fmt"_s,
+            u"rgb24"_s,    u"-f"_s,           u"image2pipe"_s, u"pipe:1"_s};
+}
+
+/// Every packet once as stream 0, and those that begin with a picture from which a decoder can start (an IDR picture,
+/// unit 5 in H.264) once more as stream 1.
+QStringList packetArguments(const FrameQuery& query, const QString& videoPath)
+{
+    return {u"-nostdin"_s,
+            u"-v"_s,
+            u"error"_s,
+            u"-copyts"_s,
+            u"-ss"_s,
+            secondsWord(query.fromSeconds()),
+            u"-i"_s,
+            videoPath,
+            u"-map"_s,
+            u"0:v"_s,
+            u"-map"_s,
+            u"0:v"_s,
+            u"-c"_s,
+            u"copy"_s,
+            u"-copyinkf"_s,
+            u"-bsf:v:1"_s,
+            u"filter_units=pass_types=5"_s,
+            u"-to"_s,
+            secondsWord(query.toSeconds() + query.clock->startSeconds()),
+            u"-f"_s,
+            u"framecrc"_s,
+            u"pipe:2"_s};
 }
 
 std::optional<QRegularExpressionMatch> matched(const QRegularExpression& expression, const QByteArray& line)
@@ -61,36 +105,27 @@ FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box, const 
         from -= inexactSeekSeconds;
     const auto fromMilliseconds = std::max<qint64>(0, static_cast<qint64>(std::floor(from * 1000)));
     const auto toMilliseconds = static_cast<qint64>(std::ceil(to * 1000));
-    const auto start = clock ? std::optional(static_cast<double>(clock->startMicroseconds) / 1e6) : std::nullopt;
-    return {fromMilliseconds, std::max<qint64>(1, toMilliseconds - fromMilliseconds), needs, box, start};
+    const bool readsPackets = clock && clock->packetsAreFrames && clock->seeksExactly && fromMilliseconds > 0 &&
+                              std::none_of(needs.begin(), needs.end(), std::mem_fn(&FrameNeed::wantsPictures));
+    return {fromMilliseconds, std::max<qint64>(1, toMilliseconds - fromMilliseconds), needs, box, clock, readsPackets};
 }
 
 QStringList FrameQuery::arguments(const QString& videoPath) const
 {
-    const QString filters =
-        u"trim=duration=%1,showinfo,select='%2',scale=w='max(1,min(%3,%4*dar))':h='max(1,min(%4,%3/dar))',showinfo,"
-        "settb=1/25,setpts=N"_s.arg(secondsWord(static_cast<double>(lengthMilliseconds) / 1000), selection(*this),
-                                    QString::number(box.width()), QString::number(box.height()));
-    // The stream is chosen as for a clip. The last two filters and the rate keep ffmpeg from evening out the frames.
-    return {u"-nostdin"_s, u"-hide_banner"_s, u"-nostats"_s,
-            u"-copyts"_s,  u"-ss"_s,          secondsWord(static_cast<double>(fromMilliseconds) / 1000),
-            u"-i"_s,       videoPath,         u"-an"_s,
-            u"-sn"_s,      u"-dn"_s,          u"-vf"_s,
-            filters,       u"-r"_s,           u"25"_s,
-            u"-c:v"_s,     u"ppm"_s,          u"-pix_fmt"_s,
-            u"rgb24"_s,    u"-f"_s,           u"image2pipe"_s,
-            u"pipe:1"_s};
+    return readsPackets ? packetArguments(*this, videoPath) : pictureArguments(*this, videoPath);
 }
 
 bool FrameQuery::touches(const FrameNeed& need) const
 {
-    const double from = static_cast<double>(fromMilliseconds) / 1000;
-    const double to = from + static_cast<double>(lengthMilliseconds) / 1000;
-    return need.from < to && from < need.to;
+    return need.from < toSeconds() && fromSeconds() < need.to;
 }
 
 void FrameReplyReader::readLine(const QByteArray& line)
 {
+    if (m_query.readsPackets) {
+        readPacket(line);
+        return;
+    }
     static const QRegularExpression containerStart(uR"(^\s*Duration: [^,]+, start: (-?)(\d+)\.(\d{6}))"_s);
     static const QRegularExpression clock(uR"(config in time_base: (\d+)/(\d+), frame_rate: (\d+)/(\d+))"_s);
     if (line.startsWith(timedPrefix)) {
@@ -108,6 +143,9 @@ void FrameReplyReader::readLine(const QByteArray& line)
         m_clock.seeksExactly = line.startsWith("Input #0, mov,") || line.startsWith("Input #0, matroska,");
     } else if (line.startsWith("  Stream #0:") && !line.contains(" -> ") && !m_hasClock) {
         m_clock.hasOneStream = ++m_streamCount == 1;
+        if (line.contains(": Video: "))
+            m_clock.packetsAreFrames =
+                ++m_videoStreamCount == 1 && line.contains(": h264") && line.contains("progressive");
     } else if (line.startsWith(drawnPrefix)) {
         readTimedFrame(line);
     } else if (const auto match = m_hasStart ? std::nullopt : matched(containerStart, line)) {
@@ -116,6 +154,31 @@ void FrameReplyReader::readLine(const QByteArray& line)
         m_clock.startMicroseconds = match->captured(1).isEmpty() ? start : -start;
     } else if (!line.trimmed().isEmpty()) {
         m_lastWords = line.trimmed();
+    }
+}
+
+/// Stream, decoding time, showing time, and flags of a packet that is neither damaged nor to be left out.
+void FrameReplyReader::readPacket(const QByteArray& line)
+{
+    static const QRegularExpression packet(
+        uR"(^([01]), +(-?\d+), +(-?\d+), +\d+, +\d+, 0x[0-9a-f]{8}(, F=0x1?0)?(, S=.*)?$)"_s);
+    static const QRegularExpression tick(uR"(^#tb 0: (\d+)/(\d+)$)"_s);
+    if (const auto match = matched(packet, line)) {
+        const qint64 decoded = match->captured(2).toLongLong();
+        const qint64 shown = match->captured(3).toLongLong();
+        if (match->captured(1) == u"1") {
+            m_firstRestart = m_firstRestart.value_or(decoded);
+            return;
+        }
+        m_firstDecoded = m_firstDecoded.value_or(decoded);
+        m_lastDecoded = decoded;
+        m_frames.append(shown);
+        m_hasOddPackets = m_hasOddPackets || shown < decoded;
+    } else if (const auto ticks = matched(tick, line)) {
+        m_clock.tickNumerator = ticks->captured(1).toLongLong();
+        m_clock.tickDenominator = ticks->captured(2).toLongLong();
+    } else {
+        m_hasOddPackets = m_hasOddPackets || !line.startsWith('#');
     }
 }
 
@@ -151,8 +214,26 @@ void FrameReplyReader::readPictures(const QByteArray& chunk)
     }
 }
 
+/// A decoder that is started with nothing else shows all these packets; and no packet shows before it is decoded, so up
+/// to where decoding has come every frame is known.
+std::optional<FrameReply> FrameReplyReader::packetReply() const
+{
+    if (m_hasOddPackets || !m_firstDecoded || m_firstRestart != m_firstDecoded)
+        return std::nullopt;
+    FrameReply reply;
+    reply.clock = m_clock;
+    reply.from = m_clock.ticksAt(m_query.fromMilliseconds * 1000);
+    reply.to = m_lastDecoded;
+    std::copy_if(m_frames.begin(), m_frames.end(), std::back_inserter(reply.frames),
+                 [&reply](qint64 ticks) { return ticks >= reply.from && ticks < reply.to; });
+    std::sort(reply.frames.begin(), reply.frames.end());
+    return reply.frames.isEmpty() ? std::nullopt : std::optional(reply);
+}
+
 std::optional<FrameReply> FrameReplyReader::reply() const
 {
+    if (m_query.readsPackets)
+        return packetReply();
     if (!m_hasClock)
         return std::nullopt;
     FrameReply reply;

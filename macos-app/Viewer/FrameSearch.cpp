@@ -18,7 +18,7 @@ FrameSearch::FrameSearch(const FrameIndex& index, const VideoClock& clock)
     , m_frameSeconds(1 / std::clamp(clock.framesPerSecond(), 5.0, 240.0))
 {}
 
-FrameAnswer FrameSearch::firstFrom(qint64 ticks)
+FrameAnswer FrameSearch::firstFrom(qint64 ticks, FrameUse use)
 {
     const FrameAnswer answer = m_index.firstFrom(ticks);
     if (answer.state == FrameAnswer::State::unknown) {
@@ -26,7 +26,12 @@ FrameAnswer FrameSearch::firstFrom(qint64 ticks)
         const double known = m_clock.secondsAt(answer.ticks);
         const double margin = framesAround * m_frameSeconds;
         const double pictures = picturesAround * m_frameSeconds;
-        note({answer.ticks == ticks ? known - margin : known, known + margin, asked - pictures, known + pictures});
+        FrameNeed need = {answer.ticks == ticks ? known - margin : known, known + margin};
+        if (use == FrameUse::shown) {
+            need.picturesFrom = asked - pictures;
+            need.picturesTo = known + pictures;
+        }
+        note(need);
     }
     return answer;
 }

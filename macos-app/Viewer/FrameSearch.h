@@ -3,7 +3,8 @@
 #include "Viewer/FrameIndex.h"
 #include "Viewer/VideoClock.h"
 
-/// A stretch of the video, in seconds, of which the frame times are wanted, and the part of it whose pictures are.
+/// A stretch of the video, in seconds, of which the frame times are wanted, and the part of it whose pictures are,
+/// which may be none.
 struct FrameNeed
 {
     double from = 0;
@@ -11,7 +12,15 @@ struct FrameNeed
     double picturesFrom = 0;
     double picturesTo = 0;
 
+    [[nodiscard]] bool wantsPictures() const { return picturesFrom < picturesTo; }
+
     friend bool operator==(const FrameNeed&, const FrameNeed&) = default;
+};
+
+/// Whether a frame will be shown, or only its time counts.
+enum class FrameUse {
+    shown,
+    timeOnly
 };
 
 /// Looks frames up, and notes what would have to be known where the index cannot answer.
@@ -20,7 +29,7 @@ class FrameSearch final
 public:
     FrameSearch(const FrameIndex& index, const VideoClock& clock);
 
-    [[nodiscard]] FrameAnswer firstFrom(qint64 ticks);
+    [[nodiscard]] FrameAnswer firstFrom(qint64 ticks, FrameUse use = FrameUse::shown);
     [[nodiscard]] FrameAnswer lastBefore(qint64 ticks);
     /// The neighbours of an answer; of an unknown one unknown, of none none.
     [[nodiscard]] FrameAnswer following(const FrameAnswer& frame);

@@ -33,6 +33,7 @@ void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
     m_videoURL = videoURL;
     m_clock = {1, 90000, 25, 1, 0};
     m_isClockKnown = false;
+    m_mayReadPackets = true;
     if (framesPerSecond > 1 && framesPerSecond < 1000)
         m_clock.rateNumerator = std::llround(framesPerSecond);
     m_index = {};
@@ -151,7 +152,8 @@ bool FrameSource::isBeingServed(const FrameNeed& need) const
 
 void FrameSource::startRun(const QList<FrameNeed>& needs)
 {
-    const FrameQuery query = FrameQuery::forNeeds(needs, m_box, m_isClockKnown ? std::optional(m_clock) : std::nullopt);
+    FrameQuery query = FrameQuery::forNeeds(needs, m_box, m_isClockKnown ? std::optional(m_clock) : std::nullopt);
+    query.readsPackets = query.readsPackets && m_mayReadPackets;
     m_runs.push_back(std::make_unique<FrameRun>(
         query, m_videoURL, *m_runtime, [this, query](const std::optional<FrameReply>& reply, const QString& failure) {
             take(query, reply, failure);
@@ -163,6 +165,10 @@ void FrameSource::startRun(const QList<FrameNeed>& needs)
 
 void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure)
 {
+    if (query.readsPackets && (!reply || reply->clock != m_clock)) {
+        m_mayReadPackets = false; // what is missing now will be decoded
+        return;
+    }
     if (!reply) {
         for (const FrameNeed& need : query.needs)
             m_failures.append({need, failure});

@@ -73,7 +73,8 @@ private:
     int m_processLimit = 2;
 
     VideoClock m_clock;
-    bool m_isClockKnown = false; ///< until then it is a guess
+    bool m_isClockKnown = false;  ///< until then it is a guess
+    bool m_mayReadPackets = true; ///< until they have told less than a decoder
     FrameIndex m_index;
     QCache<qint64, FramePicture> m_pictures;
     QList<Failure> m_failures;

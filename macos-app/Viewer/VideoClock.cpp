@@ -31,7 +31,7 @@ qint64 VideoClock::ticksIn(qint64 microseconds) const
 double VideoClock::secondsAt(qint64 ticks) const
 {
     return (static_cast<double>(ticks) * static_cast<double>(tickNumerator)) / static_cast<double>(tickDenominator) -
-           static_cast<double>(startMicroseconds) / microsecondsPerSecond;
+           startSeconds();
 }
 
 qint64 VideoClock::millisecondsUpTo(qint64 ticks) const
@@ -40,6 +40,11 @@ qint64 VideoClock::millisecondsUpTo(qint64 ticks) const
     while (milliseconds > 0 && ticksAt(milliseconds * 1000) > ticks)
         --milliseconds;
     return std::max<qint64>(milliseconds, 0);
+}
+
+double VideoClock::startSeconds() const
+{
+    return static_cast<double>(startMicroseconds) / microsecondsPerSecond;
 }
 
 double VideoClock::framesPerSecond() const

@@ -11,8 +11,9 @@ struct VideoClock
     qint64 rateNumerator = 25; ///< frames a second, the grid on which an encoder numbers its frames
     qint64 rateDenominator = 1;
     qint64 startMicroseconds = 0;
-    bool hasOneStream = true; ///< no sound beside the picture; ffmpeg numbers the first frame otherwise then
-    bool seeksExactly = true; ///< the container lets ffmpeg start at any frame; others may lose the first ones
+    bool hasOneStream = true;      ///< no sound beside the picture; ffmpeg numbers the first frame otherwise then
+    bool seeksExactly = true;      ///< the container lets ffmpeg start at any frame; others may lose the first ones
+    bool packetsAreFrames = false; ///< every packet holds one whole frame, so that times can be had without decoding
 
     /// The tick at a time of ours.
     [[nodiscard]] qint64 ticksAt(qint64 microseconds) const;
@@ -23,6 +24,7 @@ struct VideoClock
     /// The last whole millisecond of ours from which -ss still finds the frame at that tick, never below 0.
     [[nodiscard]] qint64 millisecondsUpTo(qint64 ticks) const;
     [[nodiscard]] double framesPerSecond() const;
+    [[nodiscard]] double startSeconds() const;
 
     friend bool operator==(const VideoClock&, const VideoClock&) = default;
 };
