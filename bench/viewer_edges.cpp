@@ -1,5 +1,6 @@
 // Whether the viewer shows what a split cuts: for random segments of videos of many rates, the pictures at both edges
-// are compared by their content with the first and the last frame of the clip that ffmpeg then writes.
+// are compared by their content with the first and the last frame of the clip that ffmpeg then writes; and so is the
+// last frame kept before a transition that follows the segment.
 //
 //   viewer_edges [SEGMENTS-PER-VIDEO [VIDEO]]
 //
@@ -92,14 +93,14 @@ double randomTime(std::mt19937& random, const VideoClock& clock, double low, dou
 bool isComplete(const ViewerWindow& viewer)
 {
     const FramePlan& plan = viewer.plan();
-    return plan.frames.size() == 6 &&
+    return !plan.frames.isEmpty() &&
            std::all_of(plan.frames.begin(), plan.frames.end(), [&](const PlannedFrame& planned) {
                return planned.frame.state == FrameAnswer::State::none ||
                       (planned.frame.isKnown() && viewer.source().picture(planned.frame.ticks));
            });
 }
 
-/// The number in the picture at one of the six places, or nothing.
+/// The number in the picture at one of the places, or nothing.
 std::optional<int> shownNumber(const ViewerWindow& viewer, PlannedFrame::Role role)
 {
     for (const PlannedFrame& planned : viewer.plan().frames) {
@@ -130,9 +131,12 @@ struct Comparison
     int edges = 0;
     int equal = 0;
     int neighboursEqual = 0;
+    int transitionsEqual = 0;
 };
 
-Comparison compare(const Video& video, ViewerWindow& viewer, const QString& folder, int segmentCount)
+/// Two viewers, so that the one for transitions has to find out by itself where the segment begins.
+Comparison compare(const Video& video, ViewerWindow& viewer, ViewerWindow& transitionViewer, const QString& folder,
+                   int segmentCount)
 {
     const FileURL url(folder + u'/' + QString::fromUtf8(video.fileName));
     if (!makeVideo(video, url.path()))
@@ -142,15 +146,19 @@ Comparison compare(const Video& video, ViewerWindow& viewer, const QString& fold
     Comparison result;
     for (int i = 0; i < segmentCount; ++i) {
         const double start = randomTime(random, viewer.source().clock(), 0, seconds - 2);
-        const double end = start + std::max(0.002, randomTime(random, viewer.source().clock(), 0.03, 1.6));
+        const double longest = i % 3 == 0 ? 7 : 1.6;
+        const double end = start + std::max(0.002, randomTime(random, viewer.source().clock(), 0.03, longest));
         ViewerContent content;
         content.videoURL = url;
         content.duration = seconds;
         content.framesPerSecond = 25;
         content.segments = {{1, true, start, end, false}};
+        content.events = {{1, u"cut"_s, end, end + 0.2, 0.2, 1, {}}};
         viewer.setContent(content);
         viewer.setSubject({ViewerSubject::Kind::segment, 0});
-        if (!waitFor([&] { return isComplete(viewer); }))
+        transitionViewer.setContent(content);
+        transitionViewer.setSubject({ViewerSubject::Kind::transition, 0});
+        if (!waitFor([&] { return isComplete(viewer) && isComplete(transitionViewer); }))
             std::printf("  %s %.6f-%.6f: incomplete\n", video.name, start, end);
 
         const FFmpegJob job{1, url, FileURL(folder + u"/clip."_s + url.pathExtension()), start, end - start, {}};
@@ -180,8 +188,19 @@ Comparison compare(const Video& video, ViewerWindow& viewer, const QString& fold
         };
         check("start", PlannedFrame::Role::firstInside, first, PlannedFrame::Role::beforeStart, neighbour(first, -1));
         check("end", PlannedFrame::Role::lastInside, last, PlannedFrame::Role::afterEnd, neighbour(last, 1));
+        const std::optional<int> lastKept = shownNumber(transitionViewer, PlannedFrame::Role::lastKeptBefore);
+        result.transitionsEqual += lastKept == last ? 1 : 0;
+        if (lastKept != last)
+            std::printf("  %s %.6f-%.6f: before the transition %s, cut %s\n", video.name, start, end,
+                        qPrintable(text(lastKept)), qPrintable(text(last)));
     }
     return result;
+}
+
+void print(const char* name, const Comparison& result)
+{
+    std::printf("%-18s %6d %6d %10d %12d %6d\n", name, result.edges, result.equal, result.neighboursEqual,
+                result.edges / 2, result.transitionsEqual);
 }
 
 } // namespace
@@ -193,20 +212,26 @@ int main(int argc, char* argv[])
     const QByteArray only = argc > 2 ? argv[2] : "";
     QTemporaryDir folder;
     ViewerWindow viewer(nullptr);
-    viewer.setRuntime(RuntimeConfiguration{{}, {}, FileURL(u"/usr/bin/ffmpeg"_s)});
-    viewer.open();
+    ViewerWindow transitionViewer(nullptr);
+    for (ViewerWindow* window : {&viewer, &transitionViewer}) {
+        window->setRuntime(RuntimeConfiguration{{}, {}, FileURL(u"/usr/bin/ffmpeg"_s)});
+        window->open();
+    }
     Comparison sum;
-    std::printf("%-18s %6s %6s %10s\n", "video", "edges", "equal", "outside");
+    std::printf("%-18s %6s %6s %10s %12s %6s\n", "video", "edges", "equal", "outside", "transitions", "equal");
     for (const Video& video : videos) {
         if (!QByteArray(video.name).contains(only))
             continue;
-        const Comparison result = compare(video, viewer, folder.path(), segmentCount);
-        std::printf("%-18s %6d %6d %10d\n", video.name, result.edges, result.equal, result.neighboursEqual);
+        const Comparison result = compare(video, viewer, transitionViewer, folder.path(), segmentCount);
+        print(video.name, result);
         std::fflush(stdout);
         sum.edges += result.edges;
         sum.equal += result.equal;
         sum.neighboursEqual += result.neighboursEqual;
+        sum.transitionsEqual += result.transitionsEqual;
     }
-    std::printf("%-18s %6d %6d %10d\n", "all", sum.edges, sum.equal, sum.neighboursEqual);
-    return sum.equal == sum.edges && sum.neighboursEqual == sum.edges ? 0 : 1;
+    print("all", sum);
+    const bool isRight =
+        sum.equal == sum.edges && sum.neighboursEqual == sum.edges && 2 * sum.transitionsEqual == sum.edges;
+    return isRight ? 0 : 1;
 }

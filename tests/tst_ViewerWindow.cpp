@@ -3,6 +3,7 @@
 #include "NumberedVideo.h"
 #include "Viewer/ViewerWindow.h"
 
+#include <QAccessible>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,6 +39,12 @@ int shownNumber(const ViewerWindow& viewer, Role role)
     return -1;
 }
 
+/// Nothing more will come.
+bool isSettled(const ViewerWindow& viewer)
+{
+    return viewer.source().processCount() == 0 && !viewer.accessibleDescription().contains(u"读取中"_s);
+}
+
 bool isComplete(const ViewerWindow& viewer)
 {
     const QList<PlannedFrame>& frames = viewer.plan().frames;
@@ -47,10 +54,35 @@ bool isComplete(const ViewerWindow& viewer)
     });
 }
 
-/// The words in the places of pictures, one after another.
-QString shownWords(const ViewerWindow& viewer)
+/// Name and description of every picture that a screen reader finds.
+QStringList spokenPictures(QAccessibleInterface* part)
 {
-    return viewer.accessibleDescription();
+    QStringList found;
+    if (part->role() == QAccessible::Graphic)
+        found << part->text(QAccessible::Name) + u'：' + part->text(QAccessible::Description);
+    for (int i = 0; i < part->childCount(); ++i) {
+        if (!part->child(i)->state().invisible)
+            found += spokenPictures(part->child(i));
+    }
+    return found;
+}
+
+/// A copy of a file, cut off after a part of it, or with noise in the place of its middle.
+void damage(const FileURL& from, const FileURL& to, double keptPart, bool hasNoise = false)
+{
+    QFile source(from.path());
+    QFile damaged(to.path());
+    if (!source.open(QIODevice::ReadOnly) || !damaged.open(QIODevice::WriteOnly))
+        qFatal("no damaged copy of %s", qPrintable(from.path()));
+    QByteArray bytes = source.readAll();
+    const auto kept = qsizetype(keptPart * double(bytes.size()));
+    if (hasNoise) {
+        for (qsizetype at = kept / 2; at < kept; ++at)
+            bytes[at] = char(at * at >> 3);
+    } else {
+        bytes.truncate(kept);
+    }
+    damaged.write(bytes);
 }
 
 ViewerContent contentOf(const FileURL& video, const QList<EditableSegment>& segments)
@@ -74,10 +106,13 @@ private Q_SLOTS:
     void edgesAreThoseOfTheClip_data();
     void edgesAreThoseOfTheClip();
     void arrowsMoveTheChosenEdgeByFrames();
+    void screenReadersHearWhatIsShown();
     void cropAndTurnAreThoseOfThePlayer();
     void whatCannotBeHadIsSaid_data();
     void whatCannotBeHadIsSaid();
-    void aRemovedVideoIsSaid();
+    void aVideoIsRemovedWhileItIsShown();
+    void aFarClipStartIsReadFromPackets_data();
+    void aFarClipStartIsReadFromPackets();
     void rushingThroughRowsLeavesNoProcesses();
 
 private:
@@ -98,6 +133,14 @@ void tst_ViewerWindow::initTestCase()
     QCOMPARE(QProcess::execute(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, file(u"25.mp4"_s).path(), u"-c"_s, u"copy"_s,
                                              u"-metadata:s:v"_s, u"rotate=90"_s, file(u"turned.mp4"_s).path()}),
              0);
+    QCOMPARE(QProcess::execute(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, file(u"25.mp4"_s).path(), u"-c"_s, u"copy"_s,
+                                             file(u"25.ts"_s).path()}),
+             0);
+    damage(file(u"25.mp4"_s), file(u"headless.mp4"_s), 0.5);
+    damage(file(u"25.mp4"_s), file(u"noise.mp4"_s), 0.6, true);
+    damage(file(u"ntsc.mkv"_s), file(u"short.mkv"_s), 0.5);
+    damage(file(u"25.ts"_s), file(u"short.ts"_s), 0.5);
+    damage(file(u"25.ts"_s), file(u"text.mp4"_s), 0.001);
 }
 
 void tst_ViewerWindow::edgesAreThoseOfTheClip_data()
@@ -170,6 +213,28 @@ void tst_ViewerWindow::arrowsMoveTheChosenEdgeByFrames()
     QVERIFY(!viewer.isVisible());
 }
 
+void tst_ViewerWindow::screenReadersHearWhatIsShown()
+{
+    ViewerWindow viewer(nullptr);
+    viewer.setRuntime(toolsWith(realFFmpeg()));
+    viewer.open();
+    viewer.setContent(contentOf(file(u"25.mp4"_s), {{1, true, 0, 4, false}}));
+    viewer.setSubject({ViewerSubject::Kind::segment, 0});
+    QTRY_VERIFY_WITH_TIMEOUT(isComplete(viewer), patience);
+    const QStringList edges = {u"片段外：视频开头"_s,
+                               u"第一帧：00:00:00.000，保留"_s,
+                               u"第二帧：00:00:00.040，保留"_s,
+                               u"倒数第二帧：00:00:03.920，保留"_s,
+                               u"最后一帧：00:00:03.960，保留"_s,
+                               u"片段外：00:00:04.000，删除"_s,
+                               u"视频时间线：00:00:00.000"_s};
+    QTRY_COMPARE(spokenPictures(QAccessible::queryAccessibleInterface(&viewer)), edges);
+    QTest::keyClick(&viewer, Qt::Key_Tab);
+    const QString whole = QAccessible::queryAccessibleInterface(&viewer)->text(QAccessible::Description);
+    QVERIFY2(whole.startsWith(u"正在调整终点；片段外 视频开头；第一帧 00:00:00.000，保留"_s), qPrintable(whole));
+    QCOMPARE(spokenPictures(QAccessible::queryAccessibleInterface(&viewer)).last(), u"视频时间线：00:00:04.000"_s);
+}
+
 void tst_ViewerWindow::cropAndTurnAreThoseOfThePlayer()
 {
     ViewerWindow viewer(nullptr);
@@ -188,30 +253,39 @@ void tst_ViewerWindow::cropAndTurnAreThoseOfThePlayer()
 
 void tst_ViewerWindow::whatCannotBeHadIsSaid_data()
 {
-    QTest::addColumn<QByteArray>("tool");
+    QTest::addColumn<QString>("video");
+    QTest::addColumn<QByteArray>("tool"); // a script, or nothing for the real ffmpeg
     QTest::addColumn<QString>("words");
-    QTest::newRow("ffmpeg is killed") << QByteArray("kill -9 $$") << u"ffmpeg 意外结束"_s;
-    QTest::newRow("ffmpeg cannot be started") << QByteArray() << u"无法启动 ffmpeg"_s;
-    QTest::newRow("a damaged video") << QByteArray("echo 'moov atom not found' >&2; exit 1")
-                                     << u"moov atom not found"_s;
-    QTest::newRow("success without a picture") << QByteArray("exit 0") << u"视频中没有可以显示的画面"_s;
+    QTest::newRow("ffmpeg is killed") << u"25.mp4"_s << QByteArray("kill -9 $$") << u"ffmpeg 意外结束"_s;
+    QTest::newRow("ffmpeg cannot be started") << u"25.mp4"_s << QByteArray("#") << u"无法启动 ffmpeg"_s;
+    QTest::newRow("success without a picture") << u"25.mp4"_s << QByteArray("exit 0") << u"视频中没有可以显示的画面"_s;
+    QTest::newRow("without its index") << u"headless.mp4"_s << QByteArray() << u"无法读取画面：Invalid data"_s;
+    QTest::newRow("cut off before the row") << u"short.mkv"_s << QByteArray() << u"超出视频末尾"_s;
+    QTest::newRow("cut off, without an index") << u"short.ts"_s << QByteArray() << u"超出视频末尾"_s;
+    QTest::newRow("noise in the middle") << u"noise.mp4"_s << QByteArray() << u"第一帧"_s;
+    QTest::newRow("no video at all") << u"text.mp4"_s << QByteArray() << u"无法读取画面：Invalid data"_s;
 }
 
 void tst_ViewerWindow::whatCannotBeHadIsSaid()
 {
+    QFETCH(QString, video);
     QFETCH(QByteArray, tool);
     QFETCH(QString, words);
+    FileURL ffmpeg = tool.isEmpty() ? realFFmpeg() : writeFakeTool(m_folder.path(), u"faulty-ffmpeg"_s, tool);
+    if (tool == "#")
+        ffmpeg = file(u"nothing"_s);
     ViewerWindow viewer(nullptr);
-    viewer.setRuntime(
-        toolsWith(tool.isEmpty() ? file(u"nothing"_s) : writeFakeTool(m_folder.path(), u"faulty-ffmpeg"_s, tool)));
+    viewer.setRuntime(toolsWith(ffmpeg));
     viewer.open();
-    viewer.setContent(contentOf(file(u"25.mp4"_s), {{1, true, 3, 4, false}}));
-    viewer.setSubject({ViewerSubject::Kind::segment, 0});
-    QTRY_VERIFY_WITH_TIMEOUT(shownWords(viewer).contains(words), patience);
-    QTRY_COMPARE(viewer.source().processCount(), 0);
+    viewer.setContent(contentOf(file(video), {{1, true, 3.2, 4, false}, {2, true, 8, 9, false}}));
+    for (const int row : {0, 1}) {
+        viewer.setSubject({ViewerSubject::Kind::segment, row});
+        QTRY_VERIFY_WITH_TIMEOUT(isSettled(viewer), patience);
+    }
+    QVERIFY2(viewer.accessibleDescription().contains(words), qPrintable(viewer.accessibleDescription()));
 }
 
-void tst_ViewerWindow::aRemovedVideoIsSaid()
+void tst_ViewerWindow::aVideoIsRemovedWhileItIsShown()
 {
     const FileURL copy = file(u"removed.mp4"_s);
     QVERIFY(QFile::copy(file(u"25.mp4"_s).path(), copy.path()));
@@ -220,12 +294,47 @@ void tst_ViewerWindow::aRemovedVideoIsSaid()
     viewer.open();
     viewer.setContent(contentOf(copy, {{1, true, 3, 4, false}, {2, true, 8, 9, false}}));
     viewer.setSubject({ViewerSubject::Kind::segment, 0});
-    QTRY_VERIFY_WITH_TIMEOUT(isComplete(viewer), patience);
-    QTRY_COMPARE_WITH_TIMEOUT(viewer.source().processCount(), 0, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(isComplete(viewer) && isSettled(viewer), patience);
     QVERIFY(QFile::remove(copy.path()));
     viewer.setContent(contentOf(copy, {{1, true, 3, 4, false}, {2, true, 6, 7, false}}));
     viewer.setSubject({ViewerSubject::Kind::segment, 1});
-    QTRY_VERIFY_WITH_TIMEOUT(shownWords(viewer).contains(u"找不到视频文件。"_s), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(viewer.accessibleDescription().contains(u"找不到视频文件。"_s), patience);
+}
+
+void tst_ViewerWindow::aFarClipStartIsReadFromPackets_data()
+{
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<QByteArray>("calls"); // listing packets, decoding
+    QTest::newRow("they tell it") << QByteArray() << QByteArray("list\n");
+    QTest::newRow("none come") << QByteArray("exit 0") << QByteArray("list\ndecode\n");
+    QTest::newRow("one is damaged") << QByteArray("ffmpeg \"$@\" 2>&1 | sed 's/F=0x0/F=0x2/' >&2; exit 0")
+                                    << QByteArray("list\ndecode\n");
+    QTest::newRow("ffmpeg fails") << QByteArray("exit 1") << QByteArray("list\ndecode\n");
+}
+
+/// The clip before the transition begins between two frames, six seconds earlier, and so ends a frame later. When the
+/// packets do not tell that, they are given up, and the frames are decoded.
+void tst_ViewerWindow::aFarClipStartIsReadFromPackets()
+{
+    QFETCH(QByteArray, fault);
+    QFile log(m_folder.filePath(QString::fromUtf8(QTest::currentDataTag())));
+    const QByteArray toLog = " >>'" + log.fileName().toUtf8() + "'\n";
+    const FileURL tool = writeFakeTool(m_folder.path(), u"logging-ffmpeg"_s,
+                                       "case \"$*\" in\n*framecrc*) echo list" + toLog + fault +
+                                           "\n;;\n*'-ss 1.8'*) echo decode" + toLog + ";;\nesac\nexec ffmpeg \"$@\"\n");
+    ViewerContent content = contentOf(file(u"25.mp4"_s), {{1, true, 0.4, 0.6, false}, {2, true, 2.227, 8.6, false}});
+    content.events = {{1, u"cut"_s, 0.2, 0.4, 0.2, 1, {}}, {2, u"cut"_s, 8.6, 8.8, 0.2, 1, {}}};
+    ViewerWindow viewer(nullptr);
+    viewer.setRuntime(toolsWith(tool));
+    viewer.open();
+    viewer.setContent(content);
+    for (const int row : {0, 1}) {
+        viewer.setSubject({ViewerSubject::Kind::transition, row});
+        QTRY_VERIFY_WITH_TIMEOUT(isComplete(viewer) && isSettled(viewer), patience);
+    }
+    QCOMPARE(shownNumber(viewer, Role::lastKeptBefore), 215);
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QTEST(log.readAll(), "calls");
 }
 
 /// A tool that never ends shows every process that the viewer starts and forgets.

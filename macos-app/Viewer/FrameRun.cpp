@@ -90,5 +90,7 @@ QString FrameRun::failure() const
         return u"ffmpeg 意外结束，没有取到画面。"_s;
     if (succeeded)
         return u"视频中没有可以显示的画面。"_s;
-    return u"无法读取画面：%1"_s.arg(QString::fromUtf8(m_reader.lastWords()));
+    QString reason = QString::fromUtf8(m_reader.lastWords());
+    reason.remove(m_videoURL.path() + u": "_s); // there is little room
+    return u"无法读取画面：%1"_s.arg(reason);
 }

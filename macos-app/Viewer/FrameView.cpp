@@ -42,6 +42,11 @@ std::optional<QRectF> keptPart(const CropParameters& crop, QSize source)
 
 } // namespace
 
+QString ShownFrame::spoken() const
+{
+    return image.isNull() ? message : time + (isKept ? u"，保留"_s : u"，删除"_s);
+}
+
 FrameView::FrameView(QWidget* parent)
     : QWidget(parent)
 {
@@ -52,8 +57,7 @@ void FrameView::setFrame(const ShownFrame& frame)
 {
     m_frame = frame;
     setAccessibleName(frame.caption);
-    const QString state = frame.isKept ? u"保留"_s : u"删除"_s;
-    setAccessibleDescription(frame.image.isNull() ? frame.message : frame.time + u'，' + state);
+    setAccessibleDescription(frame.spoken());
     prepareScaledImage();
     update();
 }

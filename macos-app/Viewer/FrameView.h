@@ -18,6 +18,9 @@ struct ShownFrame
     QSize sourceSize; ///< in which the crop counts
     std::optional<CropParameters> crop;
     bool isKept = false; ///< framed in the accent colour; a frame that is not kept is dimmed
+
+    /// What the eye sees, for those who listen: the time and whether the frame is kept, or why there is no picture.
+    [[nodiscard]] QString spoken() const;
 };
 
 /// One picture of the viewer with its caption. A frame that the split keeps is framed, any other is dimmed, and so is

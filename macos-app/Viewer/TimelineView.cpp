@@ -1,5 +1,7 @@
 #include "Viewer/TimelineView.h"
 
+#include "Models/TimeText.h"
+
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -53,6 +55,7 @@ void TimelineView::setContent(const ViewerContent& content)
 void TimelineView::setPosition(double seconds)
 {
     m_position = seconds;
+    setAccessibleDescription(seconds < 0 ? QString() : formatShownTime(seconds));
     update();
 }
 

@@ -5,6 +5,7 @@
 #include "Viewer/FrameWords.h"
 #include "Viewer/TimelineView.h"
 
+#include <QAccessibleWidget>
 #include <QGraphicsOpacityEffect>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -31,6 +32,13 @@ void makePale(QLabel* label)
     label->setGraphicsEffect(effect);
 }
 
+/// What the viewer draws itself is a picture to a screen reader.
+QAccessibleInterface* speakPicture(const QString& /*className*/, QObject* object)
+{
+    const bool isPicture = dynamic_cast<FrameView*>(object) || dynamic_cast<TimelineView*>(object);
+    return isPicture ? new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Graphic) : nullptr;
+}
+
 } // namespace
 
 ViewerWindow::ViewerWindow(QWidget* parent)
@@ -41,6 +49,7 @@ ViewerWindow::ViewerWindow(QWidget* parent)
     setAttribute(Qt::WA_QuitOnClose, false);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::StrongFocus);
+    QAccessible::installFactory(speakPicture); // at most once
 
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(14, 12, 14, 10);
@@ -259,7 +268,7 @@ void ViewerWindow::describeForScreenReaders()
         sentences << (m_edge == SegmentEdge::start ? u"正在调整起点"_s : u"正在调整终点"_s);
     for (const PlannedFrame& planned : plan().frames) {
         const ShownFrame frame = shownFrame(planned);
-        sentences << frame.caption + u' ' + (frame.image.isNull() ? frame.message : frame.time);
+        sentences << frame.caption + u' ' + frame.spoken();
     }
     const QString description = sentences.join(u'；');
     if (accessibleName() != m_title->text())
