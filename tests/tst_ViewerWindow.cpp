@@ -107,7 +107,6 @@ private Q_SLOTS:
     void edgesAreThoseOfTheClip();
     void arrowsMoveTheChosenEdgeByFrames();
     void screenReadersHearWhatIsShown();
-    void cropAndTurnAreThoseOfThePlayer();
     void whatCannotBeHadIsSaid_data();
     void whatCannotBeHadIsSaid();
     void aVideoIsRemovedWhileItIsShown();
@@ -140,7 +139,6 @@ void tst_ViewerWindow::initTestCase()
     damage(file(u"25.mp4"_s), file(u"noise.mp4"_s), 0.6, true);
     damage(file(u"ntsc.mkv"_s), file(u"short.mkv"_s), 0.5);
     damage(file(u"25.ts"_s), file(u"short.ts"_s), 0.5);
-    damage(file(u"25.ts"_s), file(u"text.mp4"_s), 0.001);
 }
 
 void tst_ViewerWindow::edgesAreThoseOfTheClip_data()
@@ -181,6 +179,9 @@ void tst_ViewerWindow::edgesAreThoseOfTheClip()
     QCOMPARE(shownNumber(viewer, Role::lastInside), clip.last());
     QCOMPARE(shownNumber(viewer, Role::beforeStart), all.value(all.indexOf(clip.first()) - 1, -1));
     QCOMPARE(shownNumber(viewer, Role::afterEnd), all.value(all.indexOf(clip.last()) + 1, -1));
+    const FramePicture* picture = viewer.source().picture(viewer.plan().frames[1].frame.ticks);
+    const QSize upright(NumberedVideo::width, NumberedVideo::height);
+    QCOMPARE(picture->sourceSize, name == u"turned.mp4" ? upright.transposed() : upright); // where a crop counts
 }
 
 void tst_ViewerWindow::arrowsMoveTheChosenEdgeByFrames()
@@ -235,22 +236,6 @@ void tst_ViewerWindow::screenReadersHearWhatIsShown()
     QCOMPARE(spokenPictures(QAccessible::queryAccessibleInterface(&viewer)).last(), u"视频时间线：00:00:04.000"_s);
 }
 
-void tst_ViewerWindow::cropAndTurnAreThoseOfThePlayer()
-{
-    ViewerWindow viewer(nullptr);
-    viewer.setRuntime(toolsWith(realFFmpeg()));
-    viewer.open();
-    ViewerContent content = contentOf(file(u"turned.mp4"_s), {});
-    content.events = {{1, u"fade"_s, 4, 5, 1, 1, {}}};
-    viewer.setContent(content);
-    viewer.setSubject({ViewerSubject::Kind::transition, 0});
-    QTRY_VERIFY_WITH_TIMEOUT(isComplete(viewer), patience);
-    const FramePicture* picture = viewer.source().picture(viewer.plan().frames[1].frame.ticks);
-    QCOMPARE(picture->sourceSize, QSize(NumberedVideo::height, NumberedVideo::width));
-    QVERIFY(picture->image.height() > picture->image.width());
-    QVERIFY(picture->image.width() <= picture->box.width() && picture->image.height() <= picture->box.height());
-}
-
 void tst_ViewerWindow::whatCannotBeHadIsSaid_data()
 {
     QTest::addColumn<QString>("video");
@@ -262,8 +247,7 @@ void tst_ViewerWindow::whatCannotBeHadIsSaid_data()
     QTest::newRow("without its index") << u"headless.mp4"_s << QByteArray() << u"无法读取画面：Invalid data"_s;
     QTest::newRow("cut off before the row") << u"short.mkv"_s << QByteArray() << u"超出视频末尾"_s;
     QTest::newRow("cut off, without an index") << u"short.ts"_s << QByteArray() << u"超出视频末尾"_s;
-    QTest::newRow("noise in the middle") << u"noise.mp4"_s << QByteArray() << u"第一帧"_s;
-    QTest::newRow("no video at all") << u"text.mp4"_s << QByteArray() << u"无法读取画面：Invalid data"_s;
+    QTest::newRow("noise in the middle") << u"noise.mp4"_s << QByteArray() << u"第一帧 00:00:08.000，保留"_s;
 }
 
 void tst_ViewerWindow::whatCannotBeHadIsSaid()
