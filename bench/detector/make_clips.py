@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Makes video clips whose transitions are known to the frame, for score.py.
 
-    make_clips.py FOLDER [--half tune|report] [--only TEXT]
+    make_clips.py FOLDER [--half tune|report|lavfi...] [--only TEXT]
 
 Each clip is FOLDER/<half>/<name>.<ext> with its truth beside it in <name>.json: the list of transitions as
 [kind, start, end] in seconds from the container's start, and the times at which its pure shots begin and end. Everything
-follows from fixed seeds; the two halves share the kinds of clips, but neither pictures nor lengths nor speeds.
+follows from fixed seeds; the two halves share the kinds of clips, but neither pictures nor lengths nor speeds. A half
+whose name begins with "lavfi" is drawn at random: scenes of ffmpeg's own sources and of smooth pictures that change slowly.
 """
 
 import argparse
@@ -113,6 +114,39 @@ def write_pictures(folder, rng):
     return names, objects
 
 
+# --- sources: the pictures that ffmpeg makes by itself ----------------------------------------------------------------
+
+def lavfi_source(rng, w, h, rate, last):
+    """A name and ffmpeg's words for a scene of one of its sources; still ones do not come twice in a row."""
+    def colour():
+        return "0x%06X" % rng.randrange(1 << 24)
+
+    seed = rng.randrange(1 << 20)
+    gradients = (f"gradients=s={w}x{h}:r={rate}:seed={seed}:speed={10 ** rng.uniform(-2.7, -1):.5f}:"
+                 f"nb_colors={rng.randint(2, 8)}:type={rng.choice(('linear', 'linear', 'radial', 'circular', 'spiral'))}")
+    plain = f"color=c={colour()}:s={w}x{h}:r={rate}"
+    a, b, c = (rng.uniform(0.02, 0.2) for _ in range(3))
+    k, m = rng.uniform(0.5, 2.5), rng.uniform(0.5, 2.5)
+    sources = {
+        "gradients": gradients, "gradients again": gradients,
+        "mandelbrot": f"mandelbrot=s={w}x{h}:r={rate}:end_scale={10 ** rng.uniform(-2, -0.5):.4f}:end_pts={rng.choice((400, 200, 100))}"
+                      f":inner={rng.choice(('black', 'convergence', 'mincol', 'period'))}",
+        "life": rng.choice((f"life=s={w}x{h}:r={rate}:seed={seed}",
+                            f"life=s={w // 4}x{h // 4}:r={rate}:mold=10:seed={seed}:life_color={colour()}:death_color={colour()}:"
+                            f"mold_color={colour()},scale={w}:{h}:flags=neighbor")),
+        "cellauto": f"cellauto=s={w}x{h}:r={rate}:rule={rng.choice((18, 30, 90, 110, 22))}:seed={seed}:full={rng.randrange(2)}",
+        "sierpinski": f"sierpinski=s={w}x{h}:r={rate}:seed={seed}:type={rng.choice(('carpet', 'triangle'))}:jump={rng.choice((1, 10, 100))}",
+        "noise": f"{plain},noise=alls={rng.choice((30, 60, 100))}:allf=t:all_seed={seed}",
+        "plasma": f"nullsrc=s=64x36:r={rate},geq=lum='128+60*sin(X*{a:.3f}+T*{k:.2f})+50*cos(Y*{b:.3f}-T*{m:.2f}+X*{c:.3f})':"
+                  f"cb='128+50*sin(Y*{c:.3f}+T*{k:.2f})':cr='128+50*cos(X*{b:.3f}-T*{m:.2f})',scale={w}:{h}:flags=bicubic",
+        "color": plain,
+    }
+    for still in ("testsrc", "testsrc2", "smptebars", "smptehdbars", "pal75bars", "rgbtestsrc", "yuvtestsrc"):
+        sources[still] = f"{still}=s={w}x{h}:r={rate}"
+    name = rng.choice([name for name in sources if name != last])
+    return name, sources[name]
+
+
 # --- shots: a moving scene as a chain of ffmpeg filters ----------------------------------------------------------------
 
 class Scene:
@@ -122,7 +156,7 @@ class Scene:
         self.rng, self.pictures, self.objects = rng, list(pictures), objects
         self.width, self.height, self.rate = width, height, rate
         rng.shuffle(self.pictures)
-        self.inputs, self.next, self.parts = [], 0, 0
+        self.inputs, self.next, self.parts, self.shots = [], 0, 0, []
 
     def add_input(self, *words):
         self.inputs.append(list(words))
@@ -138,8 +172,13 @@ class Scene:
     def shot(self, frames, motion, extra=""):
         """A graph text and its output label."""
         rng, w, h, rate = self.rng, self.width, self.height, self.rate
+        self.shots.append(motion)
         out = self.label()
         tail = f"fps={rate},format=yuv420p,setsar=1{',' + extra if extra else ''},trim=end_frame={frames},setpts=PTS-STARTPTS,settb=1/90000"
+        if motion == "source":
+            name, text = lavfi_source(rng, w, h, rate, self.shots[-2] if self.shots[1:] else "")
+            self.shots[-1] = name
+            return f"{text},format=yuv420p,{tail}[{out}]", out
         if motion.startswith("lavfi"):
             source = {
                 "lavfi0": f"testsrc2=s={w}x{h}:r={rate}", "lavfi1": f"mandelbrot=s={w}x{h}:r={rate}:end_scale=0.05:end_pts=600",
@@ -177,6 +216,23 @@ class Scene:
         elif motion == "easepan":  # rest, move, rest
             turn = f"(3*pow(clip(t-{span * 0.3:.3f},0,1),2)-2*pow(clip(t-{span * 0.3:.3f},0,1),3))"
             move = f"crop={w}:{h}:'{dx * 0.1:.0f}+{dx * 0.8:.0f}*{turn}':'{dy * 0.5:.0f}',eq=brightness='0.1*sin(0.9*t)':eval=frame"
+        elif motion in SMOOTH:  # a soft picture that changes slowly all over
+            blur = f"gblur={rng.uniform(0.03, 0.12) * w:.1f}:4"
+            where = f"crop={w}:{h}:{ax:.0f}:{ay:.0f}"
+            part, turn, beat = f"min(t/{span:.3f},1)", rng.choice((-1, 1)), rng.uniform(0.6, 1.6)
+            move = {
+                "soft pan": f"{blur},crop={w}:{h}:'{dx / 2:.0f}+{fx * 0.48 * dx:.1f}*(2*{part}-1)':'{dy / 2:.0f}+{fy * 0.4 * dy:.1f}*(2*{part}-1)'",
+                "soft zoom": f"{blur}," + self.zoompan(f"1+{rng.uniform(0.3, 0.9):.3f}*on/{frames}"),
+                "soft turn": f"{blur},rotate='{turn * rng.uniform(0.1, 0.5):.2f}*t',{where}",
+                "sunset": f"{where},eq=brightness='{turn * 0.3:.2f}*({part}-0.5)':contrast='1-0.4*{part}':saturation='1+{0.8 * turn:.1f}*({part}-0.5)':"
+                          f"eval=frame,hue=h='{turn * rng.uniform(10, 50):.0f}*{part}'",
+                "light": f"{where},eq=brightness='0.25*sin({beat:.2f}*t)':gamma='1+0.4*sin({beat * 0.7:.2f}*t)':eval=frame",
+            }[motion]
+        elif motion == "fog":  # drifts over the scene and clears again
+            a, b, c = self.label(), self.label(), self.label()
+            deep = rng.uniform(0.4, 0.75)
+            return (f"{base},crop={w}:{h}:{ax:.0f}:{ay:.0f}[{a}];color=0xC0C4C8:s={w}x{h}:r={rate},format=yuv420p[{b}];"
+                    f"[{a}][{b}]blend=all_expr='A+(B-A)*{deep:.2f}*pow(sin({rng.uniform(0.5, 1.2):.2f}*T),2)'[{c}];[{c}]{tail}[{out}]"), out
         elif motion == "water":  # two layers that drift through each other
             other = self.add_input("-i", self.pictures[(self.next + 5) % len(self.pictures)])
             a, b = self.label(), self.label()
@@ -208,10 +264,15 @@ class Scene:
         return f"{base},{move},{tail}[{out}]", out
 
 
+SMOOTH = ("soft pan", "soft zoom", "soft turn", "sunset", "light")
 MOTIONS = ("static", "hand", "pan", "zoom", "walk", "hand", "pan")
 XFADE_WIPES = ("wipeleft", "wiperight", "wipeup", "wipedown", "circleopen", "circleclose", "slideleft", "slideright",
                "slideup", "slidedown", "radial", "diagtl", "horzopen", "vertclose", "rectcrop", "smoothleft", "wipetl")
 
+
+# Joins that are given by the name of ffmpeg's transition, and what they are; all others are wipes.
+MODES = {"fadeblack": "fade", "fadewhite": "fade", "dissolve": "dissolve", "pixelize": "dissolve", "hblur": "dissolve",
+         "distance": "dissolve", "fadegrays": "dissolve", "fade": "dissolve"}
 
 # The part of the nominal length in which these really change the picture.
 VISIBLE = {"circleopen": (1 / 6, 5 / 6), "circleclose": (1 / 6, 5 / 6), "radial": (0.1, 1)}
@@ -249,7 +310,7 @@ def compose(clip, rng, pictures, objects):
         head = plan[n - 1] if n else None
         tail = plan[n] if n < count - 1 else None
         for side in (head, tail):  # what a transition uses up does not shorten the shot
-            if side and side[0] in ("dissolve", "wipe"):
+            if side and side[0] not in ("cut", "black", "white", "blue"):
                 frames += side[1]
             elif side and side[0] in ("black", "white", "blue"):
                 frames += side[1] // 2
@@ -282,7 +343,11 @@ def compose(clip, rng, pictures, objects):
             truth.append(["fade", frames - half, frames + hold + half])
             frames += hold + other_frames
         else:
-            mode = "fade" if kind == "dissolve" else wipes[n % len(wipes)]
+            if kind.startswith("xfade "):
+                mode = kind.split()[1]
+                kind = MODES.get(mode, "wipe")
+            else:
+                mode = "fade" if kind == "dissolve" else wipes[n % len(wipes)]
             offset = frames - length
             graph.append(f"[{label}][{other}]xfade={mode}:duration={length / rate:.6f}:offset={offset / rate:.6f},fps={clip.rate},"
                          f"tpad=stop=2:stop_mode=clone,trim=end_frame={offset + other_frames},settb=1/90000[{joined}]")  # xfade loses the last one
@@ -292,23 +357,23 @@ def compose(clip, rng, pictures, objects):
         label = joined
     post = f"[{label}]{clip.post or 'null'}[out]"
     graph.append(post)
-    return scene.inputs, ";".join(graph), truth, frames
+    return scene, ";".join(graph), truth, frames
 
 
 def make(clip, folder, rng, pictures, objects):
     rate = eval(clip.rate)
     target = os.path.join(folder, clip.name + "." + clip.ext)
-    inputs, graph, truth, frames = compose(clip, rng, pictures, objects)
+    scene, graph, truth, frames = compose(clip, rng, pictures, objects)
     truth_file = os.path.join(folder, clip.name + ".json")
     if os.path.exists(truth_file):
         return
     words = ["ffmpeg", "-y", "-v", "error", "-nostdin"]
-    for number in inputs:
+    for number in scene.inputs:
         words += number
     mapping = ["-map", "[out]"]
     if clip.sound:
         words += ["-f", "lavfi", "-i", "sine=f=300:r=44100"]
-        mapping += ["-map", "%d:a" % len(inputs), "-c:a", "aac" if clip.ext != "ts" else "mp2"]
+        mapping += ["-map", "%d:a" % len(scene.inputs), "-c:a", "aac" if clip.ext != "ts" else "mp2"]
     words += ["-filter_complex", graph] + mapping + ["-t", "%.4f" % (frames / rate)]
     words += list(clip.encode) + ["-pix_fmt", "yuv420p"] + list(clip.output) + [target]
     done = subprocess.run(words, stderr=subprocess.PIPE)
@@ -327,7 +392,7 @@ def make(clip, folder, rng, pictures, objects):
     events = [[kind, moment(start), moment(end)] + rest for kind, start, end, *rest in truth]
     with open(truth_file, "w") as file:
         json.dump({"file": os.path.basename(target), "rate": rate, "duration": float(probe["format"]["duration"]),
-                   "events": events, "times": times}, file)
+                   "events": events, "times": times, "shots": scene.shots}, file)
 
 
 # --- the clips ------------------------------------------------------------------------------------------------------
@@ -341,6 +406,25 @@ LIGHTS = "eq=brightness='-0.25*gt(n,{a})':contrast='1-0.3*gt(n,{a})':eval=frame"
 GRAIN = "noise=alls=28:allf=t"
 CAPTION = "drawtext=text='A line of text':fontsize={h}/9:fontcolor=white:box=1:boxcolor=black@0.7:x=(w-tw)/2:y=h*0.8:enable='between(n,{a},{c})'"
 LOGO = "drawbox=x=iw*0.85:y=ih*0.06:w=iw*0.1:h=ih*0.12:color=white@0.9:t=fill"
+
+
+XFADES = ("fade",) * 6 + ("fadeblack", "fadewhite", "dissolve", "pixelize", "hblur", "distance", "fadegrays",
+          "wipeleft", "wiperight", "wipeup", "wipedown", "slideleft", "slideright", "slideup", "slidedown", "smoothleft",
+          "smoothright", "smoothup", "smoothdown", "circleopen", "circleclose", "rectcrop", "radial", "diagtl", "horzopen", "vertclose", "wipebr")
+
+
+def lavfi_clips(half, number=60):
+    """Clips of which nothing is chosen: any sources, joins, rates and sizes."""
+    rng = random.Random("plan " + half)
+    for n in range(number):
+        joins = [rng.choice(("cut", "black", "white", "xfade", "xfade", "xfade")) for _ in range(rng.randint(5, 8))]
+        joins = ["xfade " + rng.choice(XFADES) if join == "xfade" else join for join in joins]
+        motions = ("source",) * 8 if n % 4 else ("source", *SMOOTH, "fog", "focus")
+        motions = list(motions)
+        rng.shuffle(motions)
+        yield Clip("lavfi-%02d" % n, joins, rate=rng.choice(("24000/1001", "24", "25", "30000/1001", "30", "50", "60")),
+                   size=rng.choice(((320, 180), (480, 270), (640, 360), (320, 240), (360, 640))), shot=(1.5, 6), length=(0.3, 2),
+                   motions=motions)
 
 
 def clips(half):
@@ -407,14 +491,14 @@ def clips(half):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder")
-    parser.add_argument("--half", action="append", help="tune, report, or any other word for yet another set")
+    parser.add_argument("--half", action="append", help="tune, report, or any other word for yet another set; lavfi...: at random")
     parser.add_argument("--only", default="")
     options = parser.parse_args()
     for half in options.half or ("tune", "report"):
         folder = os.path.join(options.folder, half)
         os.makedirs(folder, exist_ok=True)
         pictures, objects = write_pictures(folder, random.Random("pictures " + half))
-        for clip in clips(half):
+        for clip in lavfi_clips(half) if half.startswith("lavfi") else clips(half):
             if options.only in clip.name:
                 make(clip, folder, random.Random(half + clip.name), pictures, objects)
                 print(half, clip.name, flush=True)
