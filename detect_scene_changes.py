@@ -1124,9 +1124,16 @@ def wipe_at(block, i0, i1):
     begin = max(onset(where, new_part, times), early - 0.8 * (late - early))
     end = min(onset(where[::-1], [1.0 - part for part in new_part[::-1]], times), late + 0.8 * (late - early))
     first, last = max(i0 + 1, block.at(begin)), min(i1, block.at(end))
-    if last - first < 3 or not is_wiped(block, first - 1, last):
+    if last - first < 2:
         return None
-    first, last = pace_limits(block, first, last)
+    # The corners from and to which a soft wipe runs are seen late in the cells, but already in the pace.
+    paced = pace_limits(block, first, last, max(last - first, (i1 - i0) // 3))
+    if last - first < 3 or not is_wiped(block, first - 1, last):
+        if not is_wiped(block, paced[0] - 1, paced[1]):
+            return None
+        first, last = paced
+    else:
+        first, last = pace_limits(block, first, last)
     return Event("wipe", times[first], times[last], min(0.97, 0.4 + 0.6 * trust), "画面划变")
 
 
