@@ -752,17 +752,29 @@ def fade_at(block, near):
     opening, closing = out == EDGE and block.opening, into == EDGE and block.closing
     if (out in (None, EDGE) and not opening) or (into in (None, EDGE) and not closing) or (opening and closing):
         return None
-    abrupt = not soft_out and not soft_in
-    if abrupt and name != "黑场":
-        return None
     first = 0 if opening else block.at(out)
     last = len(times) - 1 if closing else block.at(into)
-    if last - first < 3:
+    # A wipe from or to a plain scene, and a scene that fills the black bit by bit, are no fades; nor do they go on with
+    # the fade at the other side. Only when both sides are alike, the colour wipes over the one scene and off the other.
+    uneven_out = unevenness(block, lowest, max(0, first - 1)) if soft_out else 0.0
+    uneven_in = unevenness(block, lowest, last) if soft_in else 0.0
+    if max(uneven_out, uneven_in) > UNEVEN and min(uneven_out, uneven_in) < 0.6 * UNEVEN:
+        if not (soft_out and soft_in):
+            return None
+        if uneven_out > uneven_in:
+            first, soft_out = foot_of(len(times), lowest, -1, energy), False
+        else:
+            last, soft_in = foot_of(len(times), lowest, +1, energy), False
+    abrupt = not soft_out and not soft_in
+    if abrupt and name != "黑场" or last - first < 3:
         return None
     if not opening and not closing:
         old, new = pictures[max(0, first - 1)], pictures[last]
-        if times[last] - times[first] < 700_000 and correlation(old[:n], new[:n]) > 0.9 and distance(old, new) < 12:
-            return None  # a soft flash
+        same = correlation(old[:n], new[:n]) > 0.9 and distance(old, new) < 12
+        if same and (name == "纯色" or times[last] - times[first] < 700_000):
+            return None  # a soft flash, or fog
+        if name == "纯色" and distance(old, new) > 0.9 * (distance(old, colour) + distance(colour, new)):
+            return None  # a dull scene passes through this colour on its way to another one
     if abrupt and not opening and not closing and times[last] - times[first] <= SHORT_BLACK:
         return Event("fade", times[first], times[last], 0.8, "短暂黑场")
     edge = "black" if abrupt else "opening" if opening else "closing" if closing else ""
@@ -791,6 +803,32 @@ def plainest(block, near):
     if levels[darkest] < 32:
         return darkest
     return brightest if levels[brightest] > 215 else min(levels, key=lambda i: luma_range(block, i))
+
+
+UNEVEN = 0.33
+
+
+def unevenness(block, lowest, full):
+    """How far the scene of picture `full` does not appear everywhere alike between it and the plain picture: 0 for a
+    fade. The coarse pictures are compared, since what moves in the scene meanwhile must not matter."""
+    plain = coarse(block.whole_pictures[lowest])
+    scene = list(map(sub, coarse(block.whole_pictures[full]), plain))
+    energy, size = dot(scene, scene), sum(map(abs, scene))
+    offs = []
+    for part in range(1, 8):
+        seen = list(map(sub, coarse(block.whole_pictures[lowest + (full - lowest) * part // 8]), plain))
+        level = dot(seen, scene) / max(1, energy)
+        if 0.2 < level < 0.8:
+            offs.append(sum(abs(a - level * b) for a, b in zip(seen, scene)) / size)
+    return sum(offs) / max(1, len(offs))
+
+
+def foot_of(count, lowest, way, energy):
+    """The last plain picture of `count`, going `way` from the plainest."""
+    foot = lowest
+    while 0 <= foot + way < count and energy(foot + way) <= energy(lowest) + 1.5:
+        foot += way
+    return foot
 
 
 EDGE = -1  # the plain colour lasts to the end of what there is

@@ -134,7 +134,7 @@ def lavfi_source(rng, w, h, rate, last):
         "life": rng.choice((f"life=s={w}x{h}:r={rate}:seed={seed}",
                             f"life=s={w // 4}x{h // 4}:r={rate}:mold=10:seed={seed}:life_color={colour()}:death_color={colour()}:"
                             f"mold_color={colour()},scale={w}:{h}:flags=neighbor")),
-        "cellauto": f"cellauto=s={w}x{h}:r={rate}:rule={rng.choice((18, 30, 90, 110, 22))}:seed={seed}:full={rng.randrange(2)}",
+        "cellauto": f"cellauto=s={w}x{h}:r={rate}:rule={rng.choice((18, 30, 90, 110, 22))}:seed={seed}",
         "sierpinski": f"sierpinski=s={w}x{h}:r={rate}:seed={seed}:type={rng.choice(('carpet', 'triangle'))}:jump={rng.choice((1, 10, 100))}",
         "noise": f"{plain},noise=alls={rng.choice((30, 60, 100))}:allf=t:all_seed={seed}",
         "plasma": f"nullsrc=s=64x36:r={rate},geq=lum='128+60*sin(X*{a:.3f}+T*{k:.2f})+50*cos(Y*{b:.3f}-T*{m:.2f}+X*{c:.3f})':"
@@ -224,9 +224,9 @@ class Scene:
                 "soft pan": f"{blur},crop={w}:{h}:'{dx / 2:.0f}+{fx * 0.48 * dx:.1f}*(2*{part}-1)':'{dy / 2:.0f}+{fy * 0.4 * dy:.1f}*(2*{part}-1)'",
                 "soft zoom": f"{blur}," + self.zoompan(f"1+{rng.uniform(0.3, 0.9):.3f}*on/{frames}"),
                 "soft turn": f"{blur},rotate='{turn * rng.uniform(0.1, 0.5):.2f}*t',{where}",
-                "sunset": f"{where},eq=brightness='{turn * 0.3:.2f}*({part}-0.5)':contrast='1-0.4*{part}':saturation='1+{0.8 * turn:.1f}*({part}-0.5)':"
+                "sunset": f"{where},eq=brightness='{turn * 0.25:.2f}*({part}-0.5)':contrast='1-0.4*{part}':saturation='1+{0.8 * turn:.1f}*({part}-0.5)':"
                           f"eval=frame,hue=h='{turn * rng.uniform(10, 50):.0f}*{part}'",
-                "light": f"{where},eq=brightness='0.25*sin({beat:.2f}*t)':gamma='1+0.4*sin({beat * 0.7:.2f}*t)':eval=frame",
+                "light": f"{where},eq=brightness='0.12*sin({beat:.2f}*t)':gamma='1+0.4*sin({beat * 0.7:.2f}*t)':eval=frame",
             }[motion]
         elif motion == "fog":  # drifts over the scene and clears again
             a, b, c = self.label(), self.label(), self.label()
