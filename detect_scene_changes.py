@@ -949,11 +949,30 @@ def way_between(block, k0, k1, outside):
     return energy ** 0.5 * trust if wild < 0.35 * len(ways) else 0
 
 
+def bursts(block):
+    """The stretches in which all pictures change while those before and after hardly do, as candidates. Between calm
+    scenes they are the transitions to the picture, slides too, whose cells do not go straight from old to new."""
+    steps, times, first = block.steps, block.times, 5
+    while first < len(steps) - 4:
+        level = 1.5 * max(steps[first - 4:first]) + 0.15
+        if steps[first] <= 2 * level:
+            first += 1
+            continue
+        last = first
+        while last + 3 < len(steps) and max(steps[last + 1:last + 4]) > level:
+            last += 1
+        length = times[last] - times[first - 1]
+        if 150_000 < length < 4_500_000 and last + 3 < len(steps):
+            yield 0, times[first - 1], times[last]
+        first = last + 1 if length < 4_500_000 else first + 1
+
+
 def find_gradual(block, taken, upto):
     """Dissolves and wipes outside the stretches that are already `taken`, the likeliest windows first; those that end
     after `upto` are only found where they compete with earlier ones."""
     found, tried, weak = list(taken), [], []
-    for _, first, last in sorted((c for c in block.candidates if c[2] < upto + 4_500_000), reverse=True):
+    windows = block.candidates + list(bursts(block))
+    for _, first, last in sorted((c for c in windows if c[2] < upto + 4_500_000), reverse=True):
         inner = (first + (last - first) // 4, last - (last - first) // 4)
         if any(e.first < inner[1] and e.last > inner[0] for e in found):
             continue
@@ -1024,8 +1043,13 @@ def another_scene(block, i0, i1, unexplained=0.55):
     """Whether the pictures i0 and i1 show different scenes: not the same one in another light, not a part of it, and
     not the same one moved."""
     old, new, n = block.pictures[i0], block.pictures[i1], block.luma
-    changes = list(map(abs, map(sub, old[:n], new[:n])))
-    part = sum(map(max(4.0, 0.35 * sum(changes) / n).__lt__, changes)) / n
+    changes = list(map(abs, map(sub, old, new)))
+    luma, colour = max(4.0, 0.35 * sum(changes[:n]) / n), max(4.0, 0.35 * sum(changes[n:]) / (len(changes) - n))
+    # One place of both chroma planes, and the luma there.
+    rows = range(0, n, 2 * block.width)
+    lumas = [change for row in rows for change in changes[row:row + block.width:2]]
+    places = list(zip(lumas, changes[n:], changes[n + len(lumas):]))
+    part = sum(y > luma or u > colour or v > colour for y, u, v in places) / len(places)
     return part > 0.35 and correlation(old[:n], new[:n]) < 0.88 and shifted(block, i0, i1) > unexplained
 
 
@@ -1220,11 +1244,15 @@ def is_wiped(block, i0, i1):
 
 def slide_at(block, i0, i1):
     """A slide: the new picture pushes the old one out, at an even pace."""
-    times, n, width, height = block.times, block.luma, block.width, block.height
-    # It goes on where the steps are large.
+    # It goes on where the steps are large; while little is left to push out, they are small, too.
     steps = sorted(block.steps[i0 + 1:i1 + 1])
     large = [i for i in range(i0 + 1, i1 + 1) if block.steps[i] > 0.4 * steps[len(steps) * 9 // 10]]
-    i0, i1 = large[0] - 1, large[-1]
+    first, last = pace_limits(block, large[0], large[-1])
+    return slide_between(block, large[0] - 1, large[-1]) or slide_between(block, first - 1, last)
+
+
+def slide_between(block, i0, i1):
+    times, n, width, height = block.times, block.luma, block.width, block.height
     if i1 - i0 < 4 or not steady_outside(block, i0, i1):
         return None
 
