@@ -524,7 +524,8 @@ FLASH = 350_000   # the old picture is back within this time after a flash
 def find_cuts(block, after, upto):
     """The cuts in the stretch of time after `after`, up to `upto`."""
     candidates = []
-    for i in range(max(1, bisect.bisect_right(block.times, after) - 3), min(len(block.times), block.at(upto) + 4)):
+    earliest = 2 if block.opening else 1  # a single picture is no scene
+    for i in range(max(earliest, bisect.bisect_right(block.times, after) - 3), min(len(block.times), block.at(upto) + 4)):
         if block.steps[i] >= CUT_FLOOR:
             strength = stands_out(block, i)
             if strength and not (is_light_change(block, i) or is_partial(block, i) or is_flash(block, i)):
@@ -1096,22 +1097,26 @@ def dissolve_at(block, i0, i1):
     return Event("dissolve", times[min(i0 + 1, i1)], times[i1], score, "画面渐变叠化")
 
 
-def drifts_on(block, i0, i1, off):
-    """Whether there is no beginning and no end at the pictures i0 and i1: the change comes and goes on in the same
-    direction, as in turning gradients and drifting fog and in the middle of a soft wipe, or the pictures move so much
-    outside that a blend of two scenes could not be as clean as `off` between them."""
+def moves_outside(block, i0, i1):
+    """How the pictures move just before i0 and just after i1, as (pace, pace along): relative to the mean pace from i0 to
+    i1, and the part of it in the direction of what happens inside next to the limit."""
     pictures, n = block.pictures, i1 - i0
     reach = max(2, min(n // 4, 400_000 // block.frame))
     pace = distance(pictures[i0], pictures[i1]) / n
-    moves, goes_along = [], []
     for limit, outer, inner in ((i0, max(0, i0 - reach), min(i1, i0 + reach)),
                                 (i1, min(len(pictures) - 1, i1 + reach), max(i0, i1 - reach))):
         before, after = list(map(sub, pictures[limit], pictures[outer])), list(map(sub, pictures[inner], pictures[limit]))
         energy = dot(before, before) * dot(after, after)
         move = distance(pictures[outer], pictures[limit]) / max(1, abs(outer - limit)) / pace
-        moves.append(move)
-        goes_along.append(move * dot(before, after) / energy ** 0.5 if energy else 0.0)
-    return min(goes_along) > 0.3 or off < 0.15 * min(moves)
+        yield move, move * dot(before, after) / energy ** 0.5 if energy else 0.0
+
+
+def drifts_on(block, i0, i1, off):
+    """Whether there is no beginning and no end at the pictures i0 and i1: the change comes and goes on in the same
+    direction, as in turning gradients and drifting fog and in the middle of a soft wipe, or the pictures move so much
+    outside that a blend of two scenes could not be as clean as `off` between them."""
+    moves, along = zip(*moves_outside(block, i0, i1))
+    return min(along) > 0.3 or off < 0.15 * min(moves)
 
 
 def cells(block, i0, i1, way):
@@ -1137,6 +1142,19 @@ def cells(block, i0, i1, way):
     return pure / 3, wild / 3, off / 3
 
 
+def own_path(block, i0, i1):
+    """The sum of the steps between the pictures i0 and i1 beyond what both scenes move or flicker by themselves."""
+    reach = max(4, (i1 - i0) // 2)
+    before = middle(block.steps[max(1, i0 + 1 - reach):i0 + 1] or [0.0])
+    after = middle(block.steps[i1 + 1:i1 + 1 + reach] or [0.0])
+    return sum(block.steps[i0 + 1:i1 + 1]) - (i1 - i0) * (before + after) / 2
+
+
+def own_part(block, i0, i1):
+    """The part of all movement between the pictures i0 and i1 that their change makes."""
+    return own_path(block, i0, i1) / max(1e-9, sum(block.steps[i0 + 1:i1 + 1]))
+
+
 def wipe_at(block, i0, i1):
     """A wipe: each cell jumps from old to new at its own moment and stays there."""
     pictures, times = block.pictures, block.times
@@ -1145,8 +1163,8 @@ def wipe_at(block, i0, i1):
     if i1 - i0 < 4 or not steady_outside(block, i0, i1):
         return None
     old, new = pictures[i0], pictures[i1]
-    if sum(block.steps[i0 + 1:i1 + 1]) > 3 * distance(old, new):
-        return None  # it goes other ways, too
+    if not 0.4 < own_path(block, i0, i1) / distance(old, new) < 3:
+        return None  # it goes other ways, too, or only as before
     line = list(map(sub, new, old))
     enough = max(8.0, 0.4 * sum(map(abs, line)) / len(line))
     cells_in = [c for c, w in enumerate(line) if abs(w) >= enough]
@@ -1196,6 +1214,9 @@ def wipe_at(block, i0, i1):
         first, last = paced
     else:
         first, last = pace_limits(block, first, last)
+    # A scene that is livelier before or after than in between, or as lively all the time, just moves.
+    if max(move for move, _ in moves_outside(block, first - 1, last)) > 1.7 or own_part(block, first - 1, last) < 0.35:
+        return None
     return Event("wipe", times[first], times[last], min(0.97, 0.4 + 0.6 * trust), "画面划变")
 
 
@@ -1226,9 +1247,9 @@ def pace_limits(block, first, last, room=0):
 def is_wiped(block, i0, i1):
     """Whether the way from i0 to i1 is that of a wipe: at an even pace, without detours, between steady scenes."""
     steps = block.steps[i0 + 1:i1 + 1]
-    path = sum(steps)
+    path = own_path(block, i0, i1)
     whole = distance(block.pictures[i0], block.pictures[i1])
-    if block.times[i1] - block.times[i0] < 240_000 or max(steps) > 4 * path / len(steps) or path > 2.4 * whole:
+    if block.times[i1] - block.times[i0] < 240_000 or max(steps) > 4 * sum(steps) / len(steps) or path > 2.4 * whole:
         return False
     if not steady_outside(block, i0, i1, 0.8):
         return False
@@ -1283,7 +1304,9 @@ def slide_between(block, i0, i1):
             if slope <= 0 or max(abs(slope * t + offset - s) for t, s in places) > 0.1:
                 continue
             begin, end = block.at(-offset / slope), block.at((1 - offset) / slope)
-            if end - begin >= 3 and times[end] - times[begin] < 2 * (times[i1] - times[i0]):
+            if end - begin < 3 or times[end] - times[begin] >= 2 * (times[i1] - times[i0]):
+                continue
+            if own_part(block, max(0, begin - 1), end) > 0.6:  # pushing is far more than what moves in the scenes
                 return Event("wipe", times[begin], times[end], 0.85, "画面推移")
     return None
 
