@@ -1187,7 +1187,7 @@ def wipe_at(block, i0, i1):
     inner = [(part, pure, wild) for part, pure, wild in few if 0.1 < part < 0.9]
     if any(0.3 < part < 0.7 and pure < 0.4 for part, pure, _ in inner):
         return None  # a dissolve
-    if sum(pure for _, pure, _ in inner) < 0.6 * len(inner) or sum(wild for *_, wild in inner) > 0.15 * len(inner):
+    if sum(pure for _, pure, _ in inner) < 0.55 * len(inner) or sum(wild for *_, wild in inner) > 0.15 * len(inner):
         return None
     if any(after[0] < before[0] - 0.1 for before, after in zip(few, few[1:])):
         return None
@@ -1260,7 +1260,7 @@ def is_wiped(block, i0, i1):
     if correlation(old, new) > 0.7 or shifted(block, i0, i1) < 0.6:
         return False
     pure, wild, _ = cells(block, i0, i1, Way(block.pictures[i0], block.pictures[i1]))
-    return pure > 0.55 and wild < (0.09 if path < 1.75 * whole else 0.03)
+    return pure > 0.5 and wild < (0.09 if path < 1.75 * whole else 0.03)
 
 
 def slide_at(block, i0, i1):
@@ -1269,7 +1269,8 @@ def slide_at(block, i0, i1):
     steps = sorted(block.steps[i0 + 1:i1 + 1])
     large = [i for i in range(i0 + 1, i1 + 1) if block.steps[i] > 0.4 * steps[len(steps) * 9 // 10]]
     first, last = pace_limits(block, large[0], large[-1])
-    return slide_between(block, large[0] - 1, large[-1]) or slide_between(block, first - 1, last)
+    limits = dict.fromkeys(((large[0] - 1, large[-1]), (first - 1, last), (i0, i1)))
+    return next(filter(None, (slide_between(block, *pair) for pair in limits)), None)
 
 
 def slide_between(block, i0, i1):
