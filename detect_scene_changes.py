@@ -1251,7 +1251,7 @@ def is_wiped(block, i0, i1):
     whole = distance(block.pictures[i0], block.pictures[i1])
     if block.times[i1] - block.times[i0] < 240_000 or max(steps) > 4 * sum(steps) / len(steps) or path > 2.4 * whole:
         return False
-    if not steady_outside(block, i0, i1, 0.8):
+    if not steady_outside(block, i0, i1):
         return False
     old, new = block.luma_of(i0), block.luma_of(i1)
     changes = differences(old, new)  # of two neighbouring cells each
