@@ -1111,12 +1111,18 @@ def moves_outside(block, i0, i1):
         yield move, move * dot(before, after) / energy ** 0.5 if energy else 0.0
 
 
+LIVELIER = 1.7  # a scene that moves so much more quickly outside than inside just comes to rest for a while
+
+
 def drifts_on(block, i0, i1, off):
     """Whether there is no beginning and no end at the pictures i0 and i1: the change comes and goes on in the same
     direction, as in turning gradients and drifting fog and in the middle of a soft wipe, or the pictures move so much
-    outside that a blend of two scenes could not be as clean as `off` between them."""
+    outside that between them a blend of two scenes could not be as clean as `off`, or go as straight."""
     moves, along = zip(*moves_outside(block, i0, i1))
-    return min(along) > 0.3 or off < 0.15 * min(moves)
+    if min(along) > 0.3 or off < 0.15 * min(moves) or max(moves) > LIVELIER:
+        return True
+    straight = sum(block.steps[i0 + 1:i1 + 1]) < 1.25 * distance(block.pictures[i0], block.pictures[i1])
+    return straight and sum(moves) > 1.2 and own_part(block, i0, i1) < 0.5
 
 
 def cells(block, i0, i1, way):
@@ -1214,9 +1220,10 @@ def wipe_at(block, i0, i1):
         first, last = paced
     else:
         first, last = pace_limits(block, first, last)
-    # A scene that is livelier before or after than in between, or as lively all the time, just moves.
-    if max(move for move, _ in moves_outside(block, first - 1, last)) > 1.7 or own_part(block, first - 1, last) < 0.35:
+    if max(move for move, _ in moves_outside(block, first - 1, last)) > LIVELIER:
         return None
+    if own_part(block, first - 1, last) < 0.35:
+        return None  # it is as lively all the time
     return Event("wipe", times[first], times[last], min(0.97, 0.4 + 0.6 * trust), "画面划变")
 
 
