@@ -112,12 +112,34 @@ class Events(unittest.TestCase):
             "inset": "drawbox=x=200:y=10:w=110:h=70:color=blue:t=fill:enable='between(n,30,60)'",
             "grain": "noise=alls=40:allf=t",
         }
-        for name, effect in traps.items():
+        scenes = {name: "mandelbrot=s=320x180:r=25,trim=duration=4," + effect for name, effect in traps.items()}
+        # Smooth pictures that change slowly all over, and lively ones.
+        scenes["spiral"] = "gradients=s=320x180:r=24:seed=258871:speed=0.01:nb_colors=6:type=spiral,trim=duration=14"
+        scenes["turning"] = "gradients=s=320x180:r=25:seed=4:speed=0.05:nb_colors=5,trim=duration=8"
+        scenes["waves"] = ("nullsrc=s=64x36:r=25,geq=lum='128+60*sin(X*0.05+T*1.7)+50*cos(Y*0.15-T*1.3+X*0.1)':"
+                           "cb='128+50*sin(Y*0.1+T*1.7)':cr='128+50*cos(X*0.15-T*1.3)',trim=duration=10")
+        scenes["life"] = "life=s=320x180:r=25:seed=3,trim=duration=5"
+        for name, scene in scenes.items():
             with self.subTest(name):
                 path = os.path.join(FOLDER, name + ".mp4")
-                ffmpeg("-f", "lavfi", "-i", f"mandelbrot=s=320x180:r=25,trim=duration=4,{effect},format=yuv420p",
-                       "-c:v", "libx264", "-preset", "ultrafast", path)
+                ffmpeg("-f", "lavfi", "-i", scene + ",format=yuv420p", "-c:v", "libx264", "-preset", "ultrafast", path)
                 self.assertEqual(result(path)["events"], [])
+
+    def test_joins_of_ffmpegs_sources(self):
+        """Where a transition cannot be seen cell by cell: a slide of plain colours, a soft wipe, one that lasts 2 s."""
+        for name, first, second, join, start, end in (
+                ("slide", "testsrc2", "rgbtestsrc", "slideleft", 2, 2.4), ("soft", "yuvtestsrc", "smptebars", "smoothup", 2, 3),
+                ("lively", "life", "testsrc", "wiperight", 2, 3.4), ("chroma", "yuvtestsrc", "color=0x807878", "fade", 2, 4)):
+            with self.subTest(name):
+                path = os.path.join(FOLDER, "join-%s.mp4" % name)
+                graph = ";".join("%s%ss=320x180:r=25,trim=duration=5,format=yuv420p,setsar=1,settb=1/90000[%s]" %
+                                 (source, ":" if "=" in source else "=", label) for source, label in ((first, "a"), (second, "b")))
+                ffmpeg("-filter_complex", graph + f";[a][b]xfade={join}:duration={end - start}:offset={start}[v]", "-map", "[v]",
+                       "-c:v", "libx264", "-preset", "ultrafast", path)
+                events = result(path)["events"]
+                self.assertEqual(len(events), 1, events)
+                self.assertAlmostEqual(events[0]["start"], start, delta=0.2)
+                self.assertAlmostEqual(events[0]["end"], end, delta=0.2)
 
 
 class Segments(unittest.TestCase):
