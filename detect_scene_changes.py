@@ -32,7 +32,7 @@ import zlib
 from itertools import accumulate, repeat
 from operator import mul, sub
 
-VERSION = "1"  # of the measures and decisions; part of the cache's key
+VERSION = "2"  # of the measures and decisions; part of the cache's key
 
 # --- failures -------------------------------------------------------------------------------------------------------
 
@@ -1119,7 +1119,7 @@ def drifts_on(block, i0, i1, off):
     direction, as in turning gradients and drifting fog and in the middle of a soft wipe, or the pictures move so much
     outside that between them a blend of two scenes could not be as clean as `off`, or go as straight."""
     moves, along = zip(*moves_outside(block, i0, i1))
-    if min(along) > 0.3 or off < 0.15 * min(moves) or max(moves) > LIVELIER:
+    if min(along) > 0.3 or min(moves) > 0.4 and off < 0.15 * min(moves) or max(moves) > LIVELIER:
         return True
     straight = sum(block.steps[i0 + 1:i1 + 1]) < 1.25 * distance(block.pictures[i0], block.pictures[i1])
     return straight and sum(moves) > 1.2 and own_part(block, i0, i1) < 0.5
@@ -1151,9 +1151,9 @@ def cells(block, i0, i1, way):
 def own_path(block, i0, i1):
     """The sum of the steps between the pictures i0 and i1 beyond what both scenes move or flicker by themselves."""
     reach = max(4, (i1 - i0) // 2)
-    before = middle(block.steps[max(1, i0 + 1 - reach):i0 + 1] or [0.0])
-    after = middle(block.steps[i1 + 1:i1 + 1 + reach] or [0.0])
-    return sum(block.steps[i0 + 1:i1 + 1]) - (i1 - i0) * (before + after) / 2
+    sides = block.steps[max(1, i0 + 1 - reach):i0 + 1], block.steps[i1 + 1:i1 + 1 + reach]
+    usual = [middle(side) for side in sides if side] or [0.0]
+    return sum(block.steps[i0 + 1:i1 + 1]) - (i1 - i0) * sum(usual) / len(usual)
 
 
 def own_part(block, i0, i1):
