@@ -47,12 +47,62 @@ private Q_SLOTS:
         QFETCH(qsizetype, chunkSize);
         const FFmpegReport report = read(banner + firstBlock, chunkSize);
         QCOMPARE(report.sourceDuration, std::optional(3602.5));
-        QCOMPARE(report.frameRate, std::optional(29.97));
+        QCOMPARE(report.frameRate, std::optional(30000.0 / 1001));
+        QVERIFY(report.hasSound);
         QCOMPARE(report.frames, std::optional<qint64>(92));
         QCOMPARE(report.outTime, std::optional(1.720078));
         QCOMPARE(report.speed, std::optional(2.87));
-        QCOMPARE(report.length(), std::optional(92 / 29.97));
+        QCOMPARE(report.length(), std::optional(92 / (30000.0 / 1001)));
         QCOMPARE(report.lastError, QString());
+    }
+
+    void frameRates_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QByteArray>("clip");
+        QTest::addColumn<std::optional<double>>("rate");
+        using Rate = std::optional<double>;
+        QTest::newRow("film on television")
+            << QByteArray("23.98 fps, 23.98 tbr") << QByteArray("23.98 fps") << Rate(24000.0 / 1001);
+        QTest::newRow("whole") << QByteArray("5 fps, 5 tbr") << QByteArray("5 fps") << Rate(5);
+        QTest::newRow("odd") << QByteArray("12.50 fps, 12.50 tbr") << QByteArray("12.50 fps") << Rate(12.5);
+        QTest::newRow("varying") << QByteArray("15.17 fps, 25 tbr") << QByteArray("25 fps") << Rate();
+        QTest::newRow("none") << QByteArray("90k tbr") << QByteArray("q=2-31") << Rate();
+    }
+
+    void frameRates()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QByteArray, clip);
+        const FFmpegReport report =
+            read("Input #0, mpeg, from 'a':\n  Stream #0:0[0x1e0]: Video: h264, " + source +
+                     ", 90k tbn\nOutput #0, mp4, to 'o':\n  Stream #0:0: Video: h264, " + clip + ", 90k tbn\n",
+                 100);
+        QTEST(report.frameRate, "rate");
+        QVERIFY(!report.hasSound);
+    }
+
+    void soundDecodersNeedAFrameToFindTheirFeet_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("isFaultBeforeOutput");
+        const auto row = [](const QByteArray& line, bool isFault) {
+            QTest::newRow(line.constData()) << line << isFault;
+        };
+        row("Error while decoding stream #0:1: Invalid data found when processing input", false);
+        row("[aist#0:1/mp2 @ 0x55d1] Error submitting packet to decoder: Invalid data found", false);
+        row("Error while decoding stream #0:10: Invalid data found when processing input", true);
+        row("[h264 @ 0x55ce] error while decoding MB 33 19, bytestream -27", true);
+    }
+
+    void soundDecodersNeedAFrameToFindTheirFeet()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(bool, isFaultBeforeOutput);
+        const QByteArray input = "Input #0, mpeg, from 'a':\n  Stream #0:1[0x1c0]: Audio: mp2, 44100 Hz\n";
+        const QByteArray output = "Output #0, mpeg, to 'o':\n  Stream #0:1: Audio: mp2, 44100 Hz\n";
+        QCOMPARE(!read(input + line + '\n' + output, 50).fault.isEmpty(), isFaultBeforeOutput);
+        QVERIFY(!read(input + output + line + '\n', 50).fault.isEmpty());
     }
 
     void progress_data()

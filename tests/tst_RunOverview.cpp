@@ -115,6 +115,9 @@ private Q_SLOTS:
         for (qsizetype i = content.size() / 2; i < content.size() / 2 + 20'000; ++i)
             content[i] = static_cast<char>(i * 7919 >> 3);
         writeFile(m_folder.filePath(u"damaged.mp4"_s), content);
+        runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=160x90:rate=25:duration=12"_s, u"-vf"_s,
+                 u"select=lt(t\\,6)+not(mod(n\\,12))"_s, u"-vsync"_s, u"vfr"_s, m_folder.filePath(u"varying.mp4"_s)});
+        runTool({u"-i"_s, good, u"-c:v"_s, u"mpeg2video"_s, u"-c:a"_s, u"mp2"_s, m_folder.filePath(u"good.mpg"_s)});
     }
 
     void cleanup()
@@ -134,10 +137,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("remark");
         QTest::newRow("whole") << u"good.mp4"_s << 1.33 << 2.5 << u"o.mp4"_s << u"完成"_s << u""_s;
         QTest::newRow("up to the end") << u"good.mp4"_s << 11.0 << 5.0 << u"o.mp4"_s << u"完成"_s << u""_s;
+        QTest::newRow("varying frame rate without sound")
+            << u"varying.mp4"_s << 6.5 << 4.0 << u"o.mp4"_s << u"完成"_s << u""_s;
+        QTest::newRow("sound cut by the seek")
+            << u"good.mpg"_s << 4.9 << 1.1 << u"o.mpg"_s << u"完成"_s << u"Error while decoding stream"_s;
         QTest::newRow("beyond the end") << u"good.mp4"_s << 20.0 << 2.0 << u"o.mp4"_s << u"可疑"_s
                                         << u"没有写出任何画面"_s;
         QTest::newRow("across the truncation")
-            << u"truncated.mp4"_s << 5.0 << 5.0 << u"o.mp4"_s << u"可疑"_s << u"，应为 5.000s"_s;
+            << u"truncated.mp4"_s << 5.0 << 9.0 << u"o.mp4"_s << u"可疑"_s << u"，应为 7.0"_s;
         QTest::newRow("after the truncation")
             << u"truncated.mp4"_s << 10.0 << 1.0 << u"o.mp4"_s << u"可疑"_s << u"没有写出任何画面"_s;
         QTest::newRow("damaged middle") << u"damaged.mp4"_s << 4.0 << 5.0 << u"o.mp4"_s << u"可疑"_s

@@ -2,6 +2,8 @@
 
 #include "Models/TimeText.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -10,11 +12,22 @@ constexpr double tolerance = 0.05;
 /// Where the frame rate is not known: the length of a frame that is rarely exceeded.
 constexpr double usualLongestFrame = 0.1;
 
-bool isShort(const FFmpegJob& job, const FFmpegReport& report)
+/// Frames of varying length tell nothing by their number, and the last ones' times stay with the encoder: then only
+/// sound shows how far the clip goes. Some sources do not own up that theirs vary.
+bool lengthIsCertain(const FFmpegReport& report)
 {
-    const bool sourceGoesOn = report.sourceDuration && job.start + job.duration <= *report.sourceDuration;
-    const double frame = report.frameRate ? 1 / *report.frameRate : usualLongestFrame;
-    return sourceGoesOn && report.length().value_or(0) < job.duration - frame - tolerance;
+    if (!report.frames || report.hasSound)
+        return true;
+    return report.frameRate &&
+           report.outTime.value_or(0) * *report.frameRate <= static_cast<double>(*report.frames) + 1;
+}
+
+/// How long the clip must be: as asked for, but not beyond the source's end.
+std::optional<double> expectedLength(const FFmpegJob& job, const FFmpegReport& report)
+{
+    if (!report.sourceDuration || !lengthIsCertain(report))
+        return std::nullopt;
+    return std::min(job.duration, *report.sourceDuration - job.start);
 }
 
 } // namespace
@@ -28,8 +41,10 @@ std::optional<QString> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& 
     const bool isEmpty = report.frames ? *report.frames == 0 : report.length().value_or(0) <= 0;
     if (isEmpty)
         return u"没有写出任何画面"_s;
-    if (isShort(job, report))
-        return u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(*report.length()), formatShortSeconds(job.duration));
+    const double written = report.length().value_or(0);
+    const double frame = report.frameRate ? 1 / *report.frameRate : usualLongestFrame;
+    if (const auto expected = expectedLength(job, report); expected && written < *expected - frame - tolerance)
+        return u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(written), formatShortSeconds(*expected));
     if (!report.fault.isEmpty())
         return u"ffmpeg 报告了错误："_s + report.fault;
     return std::nullopt;

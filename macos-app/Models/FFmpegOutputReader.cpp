@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -60,15 +61,24 @@ std::optional<double> bannerTime(QByteArrayView text)
     return seconds;
 }
 
-/// The "25" of "Stream #0:0(und): Video: h264, yuv420p, 640x360, 25 fps, 12800 tbn".
-std::optional<double> frameRateOf(QByteArrayView line)
+/// The 25 of "Stream #0:0(und): Video: h264, yuv420p, 640x360, 25 fps, 50 tbr, 12800 tbn" for " fps", the 50 for "
+/// tbr".
+std::optional<double> rateOf(const QByteArray& line, QByteArrayView unit)
 {
-    for (const QByteArray& piece : line.toByteArray().split(',')) {
+    for (const QByteArray& piece : line.split(',')) {
         const QByteArray property = piece.trimmed();
-        if (const auto rate = property.endsWith(" fps") ? decimal(property.chopped(4)) : std::nullopt; rate > 0.0)
+        if (const auto rate = property.endsWith(unit) ? decimal(property.chopped(unit.size())) : std::nullopt)
             return rate;
     }
     return std::nullopt;
+}
+
+/// The banner rounds: 23.98 stands for 24000/1001.
+double exactFrameRate(double shown)
+{
+    const double whole = std::round(shown);
+    const double broadcast = whole * 1000 / 1001;
+    return shown < whole && std::abs(shown - broadcast) < 0.006 ? broadcast : shown;
 }
 
 } // namespace
@@ -138,16 +148,36 @@ bool FFmpegOutputReader::readProgress(QByteArrayView line)
 
 void FFmpegOutputReader::readBanner(QByteArrayView line)
 {
-    const QByteArrayView text = line.trimmed();
+    const QByteArray text = line.trimmed().toByteArray();
     if (line.startsWith("Input #"))
         m_section = Section::input;
     else if (line.startsWith("Output #"))
         m_section = Section::output;
     else if (m_section == Section::input && text.startsWith("Duration: ") && !m_report.sourceDuration)
-        m_report.sourceDuration = bannerTime(text.sliced(10).first(std::max<qsizetype>(0, text.indexOf(',') - 10)));
-    else if (m_section == Section::output && text.startsWith("Stream #") && !m_report.frameRate &&
-             text.toByteArray().contains(": Video: "))
-        m_report.frameRate = frameRateOf(text);
+        m_report.sourceDuration = bannerTime(text.mid(10, text.indexOf(',') - 10));
+    else if (m_section == Section::input && text.startsWith("Stream #"))
+        readInputStream(text);
+    else if (m_section == Section::output && text.startsWith("Stream #"))
+        readOutputStream(text);
+}
+
+/// "Stream #0:1[0x1](und): Audio: aac (LC)": what follows the number differs between formats.
+void FFmpegOutputReader::readInputStream(const QByteArray& line)
+{
+    if (line.contains(": Video: ") && rateOf(line, " fps") != rateOf(line, " tbr"))
+        m_frameRateVaries = true;
+    if (line.contains(": Audio: ")) {
+        static const QRegularExpression name(u"^Stream #\\d+:\\d+"_s);
+        m_soundStreams.append(name.match(QString::fromLatin1(line)).captured().toLatin1().toLower() + ':');
+    }
+}
+
+void FFmpegOutputReader::readOutputStream(const QByteArray& line)
+{
+    if (line.contains(": Audio: "))
+        m_report.hasSound = true;
+    if (const auto rate = rateOf(line, " fps"); rate > 0.0 && !m_frameRateVaries && line.contains(": Video: "))
+        m_report.frameRate = exactFrameRate(*rate);
 }
 
 /// The banner's own lines are indented, or hold a file's name.
@@ -159,6 +189,14 @@ void FFmpegOutputReader::readMessage(QByteArrayView line)
     if (lowerCase.startsWith("conversion failed") || !holdsAny(lowerCase, errorWords))
         return;
     m_report.lastError = readable(line);
-    if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords))
+    if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords) && !isSoundBeforeOutput(lowerCase))
         m_report.fault = m_report.lastError;
+}
+
+/// After a seek some sound decoders are given the rest of a frame first. The output begins with the first whole one.
+bool FFmpegOutputReader::isSoundBeforeOutput(const QByteArray& lowerCaseLine) const
+{
+    const auto isNamed = [&](const QByteArray& stream) { return lowerCaseLine.contains(stream); };
+    return m_section != Section::output &&
+           (lowerCaseLine.startsWith("[aist#") || std::any_of(m_soundStreams.begin(), m_soundStreams.end(), isNamed));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
 
 #include <optional>
@@ -9,7 +10,8 @@
 struct FFmpegReport
 {
     std::optional<double> sourceDuration; ///< as the banner has it, to the hundredth
-    std::optional<double> frameRate;      ///< of the clip's video
+    std::optional<double> frameRate;      ///< of the clip's video; absent where the source's varies
+    bool hasSound = false;                ///< the clip has
     std::optional<qint64> frames;         ///< given to the encoder so far; absent for a clip without video
     std::optional<double> outTime;        ///< how far the written file reaches; behind `frames` by the encoder's delay
     std::optional<double> speed;          ///< 2.4 = a minute of video in 25 seconds
@@ -43,10 +45,15 @@ private:
     void readLine(QByteArrayView line);
     [[nodiscard]] bool readProgress(QByteArrayView line);
     void readBanner(QByteArrayView line);
+    void readInputStream(const QByteArray& line);
+    void readOutputStream(const QByteArray& line);
     void readMessage(QByteArrayView line);
+    [[nodiscard]] bool isSoundBeforeOutput(const QByteArray& lowerCaseLine) const;
 
     FFmpegReport m_report;
     FFmpegReport m_block; ///< the progress block that is being read; counts once it is whole
     Section m_section = Section::none;
+    bool m_frameRateVaries = false;
+    QByteArrayList m_soundStreams; ///< of the source, "stream #0:1:"
     QByteArray m_pending;
 };

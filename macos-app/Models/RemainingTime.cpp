@@ -16,7 +16,7 @@ constexpr double leastShown = 1;
 } // namespace
 
 RemainingTime::RemainingTime(const QList<double>& durations, int lanes)
-    : m_lanes(std::max(1, lanes))
+    : m_lanes(std::clamp(lanes, 1, std::max(1, static_cast<int>(durations.size()))))
 {
     for (const double duration : durations)
         m_jobs.append(Job{.duration = duration});

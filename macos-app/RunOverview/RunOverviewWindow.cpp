@@ -26,7 +26,8 @@ constexpr int spacing = 10;
 constexpr int rowHeight = 28;
 constexpr std::array columnWidths = {36, 150, 196, 64, 150, 56};
 
-/// Copying means the command of the row, whether the key or the menu bar asks for it.
+/// Copying means the command of the row, whether the key or the menu bar asks for it; Home and End mean the first and
+/// the last row.
 class JobTableView final : public QTableView
 {
     Q_OBJECT
@@ -46,6 +47,11 @@ protected:
             copy();
         else
             QTableView::keyPressEvent(event);
+    }
+    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override
+    {
+        const bool isHomeOrEnd = action == MoveHome || action == MoveEnd;
+        return QTableView::moveCursor(action, isHomeOrEnd ? modifiers | Qt::ControlModifier : modifiers);
     }
 
 private:
@@ -71,11 +77,11 @@ QToolButton* makeButton(QAction* action)
     return button;
 }
 
-QLabel* makeTimeLabel(const QString& name, const QString& accessibleName)
+/// A screen reader reads its text; an accessible name would stand in the way.
+QLabel* makeTimeLabel(const QString& name)
 {
     auto* label = new QLabel;
     label->setObjectName(name);
-    label->setAccessibleName(accessibleName);
     label->setTextFormat(Qt::PlainText);
     return label;
 }
@@ -128,8 +134,8 @@ QWidget* RunOverviewWindow::makeTotal()
     totalProgressBar->setAccessibleName(u"总进度"_s);
     totalProgressBar->setRange(0, 1000);
     totalProgressBar->setFormat(u"%p%"_s);
-    elapsedLabel = makeTimeLabel(u"elapsedLabel"_s, u"已用时间"_s);
-    remainingLabel = makeTimeLabel(u"remainingLabel"_s, u"剩余时间"_s);
+    elapsedLabel = makeTimeLabel(u"elapsedLabel"_s);
+    remainingLabel = makeTimeLabel(u"remainingLabel"_s);
 
     auto* total = new QWidget;
     auto* layout = new QVBoxLayout(total);
