@@ -52,7 +52,7 @@ RunOverview::RunOverview()
     : m_window(std::make_unique<RunOverviewWindow>(&m_model))
 {
     m_updateTimer.setInterval(updateMilliseconds);
-    connect(&m_updateTimer, &QTimer::timeout, this, &RunOverview::updateTotal);
+    connect(&m_updateTimer, &QTimer::timeout, this, &RunOverview::update);
     connectActions();
 }
 
@@ -91,8 +91,7 @@ void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shar
     m_updateTimer.start();
     m_sleepInhibitor = std::make_unique<SleepInhibitor>();
     m_window->present();
-    updateTotal();
-    updateActions();
+    update();
 }
 
 void RunOverview::runDidFinish()
@@ -102,16 +101,14 @@ void RunOverview::runDidFinish()
     m_updateTimer.stop();
     m_sleepInhibitor.reset();
     m_remainingTime.reset();
-    updateTotal();
+    update();
     m_taskbarProgress.clear();
-    updateActions();
 }
 
 void RunOverview::jobDidLaunch(int job)
 {
     m_remainingTime->launch(job, now());
     m_model.setState(m_rowOfJob.at(job), RunState::running);
-    updateActions();
 }
 
 void RunOverview::jobDidProgress(int job, const FFmpegReport& report)
@@ -135,12 +132,17 @@ void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& rep
         m_model.setState(row, outcome == JobOutcome::stopped ? RunState::stopped : RunState::failed, report,
                          report.lastError);
     }
+}
+
+void RunOverview::update()
+{
+    m_model.announceReports();
+    updateTotal();
     updateActions();
 }
 
 void RunOverview::updateTotal()
 {
-    m_model.announceReports();
     const double fraction = m_model.totalFraction();
     m_window->totalProgressBar->setValue(static_cast<int>(fraction * m_window->totalProgressBar->maximum()));
     m_taskbarProgress.show(fraction);
@@ -183,6 +185,7 @@ void RunOverview::stopSelected()
         if (const auto job = m_rowOfJob.indexOf(row); coordinator && job >= 0)
             coordinator->stop(static_cast<int>(job));
     }
+    updateActions();
 }
 
 void RunOverview::stopAll()

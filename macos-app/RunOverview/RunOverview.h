@@ -42,8 +42,9 @@ public:
 
 private:
     void connectActions();
-    void updateActions();
+    void update();
     void updateTotal();
+    void updateActions();
     void stopSelected();
     void stopAll();
     void retry();

@@ -22,6 +22,7 @@ namespace {
 
 constexpr QSize windowSize(860, 420);
 constexpr int margin = 16;
+constexpr int titleBarRoom = 30; ///< the frame is not known before the window is shown
 constexpr int spacing = 10;
 constexpr int rowHeight = 28;
 constexpr std::array columnWidths = {36, 150, 196, 64, 150, 56};
@@ -111,9 +112,9 @@ void RunOverviewWindow::present()
     if (isVisible())
         return;
     const QRect available = screen()->availableGeometry();
-    QRect frame(QPoint(), size());
-    frame.moveBottomRight(available.bottomRight() - QPoint(margin, margin));
-    move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
+    const int left = available.right() - width() - margin;
+    const int top = available.bottom() - height() - titleBarRoom - margin;
+    move(std::max(left, available.left()), std::max(top, available.top()));
     show();
     raise();
 }

@@ -8,14 +8,14 @@ import pathlib
 import signal
 import sys
 import tempfile
-import time
 
 from kestrel_at_screen import Desktop, Kestrel, descendants, expect, expect_equal, make_video, run_tests, wait_until
 from screenshots import dark_desktop
 
 TITLE = "分解总览"
 TABLE = "jobTableView"
-STATE, REMARK = 3, 6
+STATE, PROGRESS = 3, 4
+AWAY = 1795, 5  # where the mouse touches nothing
 
 
 def rows(kestrel):
@@ -26,11 +26,14 @@ def states(kestrel):
     return [row[STATE] for row in rows(kestrel)]
 
 
-def start_split(kestrel, video, concurrency):
+def show_results(kestrel, video):
     kestrel.fill_screen()
     kestrel.drop([video], "videoPathField")
     kestrel.click("parseButton")
     kestrel.wait_for_text("statusLabel", "解析完成")
+
+
+def start_split(kestrel, concurrency):
     kestrel.fill("concurrencyField", concurrency)
     kestrel.click("splitButton")
     wait_until(lambda: kestrel.window(TITLE), "the overview")
@@ -46,7 +49,8 @@ def stop_and_retry(desktop, build_folder):
     with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
         video = pathlib.Path(folder) / "video.mp4"
         make_video(video, [20, 2, 2, 2], size="640x360")
-        start_split(kestrel, video, "1")
+        show_results(kestrel, video)
+        start_split(kestrel, "1")
         for child in descendants(kestrel.process.pid):
             os.kill(child, signal.SIGSTOP)  # it can neither end before the keys come nor obey when told to end
         expect(not kestrel.window(TITLE)["active"], "the overview takes the focus")
@@ -68,36 +72,31 @@ def stop_and_retry(desktop, build_folder):
         expect_equal(names, [row[1] for row in rows(kestrel)], "files")
 
 
+def percentages(kestrel):
+    return [int(row[PROGRESS].rstrip("%")) for row in rows(kestrel) if row[STATE] == "运行中"]
+
+
 def take_pictures(build_folder, pictures):
-    with Desktop() as desktop, tempfile.TemporaryDirectory() as folder:
-        folder = pathlib.Path(folder)
-        video = folder / "假日.mp4"
+    """All states at once: the second clip cannot be written, the third lies beyond the video's end."""
+    with Desktop() as desktop, tempfile.TemporaryDirectory() as settings, tempfile.TemporaryDirectory() as folder:
+        video = pathlib.Path(folder) / "假日.mp4"
         make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="1280x720")
-        for name, environment in (("light", None), ("dark", dark_desktop(folder))):
+        (pathlib.Path(folder) / "假日-02.mp4").mkdir()
+        for name, environment in (("light", None), ("dark", dark_desktop(pathlib.Path(settings)))):
             with Kestrel(desktop, build_folder, environment=environment) as kestrel:
-                kestrel.fill_screen()
-                kestrel.drop([video], "videoPathField")
-                kestrel.click("parseButton")
-                kestrel.wait_for_text("statusLabel", "解析完成")
-                kestrel.click("addSegmentButton")
-                kestrel.retime(8, 2, "00:10:09.000")
-                kestrel.retime(8, 1, "00:10:00.000")
-                # The row beyond the end is the doubtful clip; a job that cannot write is the failed one.
-                (folder / "假日-02.mp4").unlink(missing_ok=True)
-                (folder / "假日-02.mp4").mkdir(exist_ok=True)
-                kestrel.fill("concurrencyField", "2")
-                kestrel.click("splitButton")
-                wait_until(lambda: kestrel.window(TITLE), "the overview")
-                wait_until(lambda: states(kestrel).count("完成") >= 2, "two clips", seconds=120)
+                show_results(kestrel, video)
+                kestrel.retime(2, 2, "00:10:06.000")
+                kestrel.retime(2, 1, "00:10:00.000")
+                start_split(kestrel, "2")
+                wait_until(lambda: states(kestrel)[4] == "运行中", "the fifth job", seconds=120)
                 use_overview(kestrel)
-                desktop.press("ctrl+Home", *["Down"] * 6, "Delete")
-                time.sleep(1.5)
-                desktop.do("mousemove", 1795, 5)
+                desktop.press("End", "Up", "Delete")
+                desktop.do("mousemove", *AWAY)
+                wait_until(lambda: min(percentages(kestrel), default=0) >= 20, "progress", seconds=120)
                 desktop.picture(pictures / f"overview-{name}.png", tuple(kestrel.window(TITLE)["frame"]))
-                wait_until(lambda: "等待" not in states(kestrel) and "运行中" not in states(kestrel), "the end",
-                           seconds=300)
-                wait_until(kestrel.alert, "the main window's word about failed jobs")
-                desktop.picture(pictures / f"overview-{name}-end.png", tuple(kestrel.window(TITLE)["frame"]))
+                expect_equal(set(states(kestrel)), {"等待", "运行中", "完成", "失败", "已停止", "可疑"}, "states")
+                desktop.press("ctrl+period")
+                wait_until(kestrel.alert, "the end")
 
 
 if __name__ == "__main__":
