@@ -154,6 +154,7 @@ private Q_SLOTS:
                                    << u"Error writing trailer of o.mp4: No space left on device"_s << true;
         QTest::newRow("harmless after a seek") << QByteArray("[h264 @ 0x5575a7226b00] mmco: unref short failure\n")
                                                << u"[h264] mmco: unref short failure"_s << false;
+        QTest::newRow("no known word") << QByteArray("/a/o.mp4: Is a directory\n") << QString() << false;
         QTest::newRow("statistics") << QByteArray("[libx264 @ 0x55] frame I:1     Avg QP:16.37  size:  9691\n"
                                                   "video:319kB audio:0kB muxing overhead: unknown\n")
                                     << QString() << false;
@@ -166,6 +167,7 @@ private Q_SLOTS:
         QFETCH(bool, isFault);
         const FFmpegReport report = read(banner + lines, 11);
         QCOMPARE(report.lastError, lastError);
+        QVERIFY(!report.reason().isEmpty());
         QCOMPARE(report.fault, isFault ? lastError : QString());
     }
 };

@@ -45,6 +45,11 @@ QColor systemRed()
     return QColor(255, 59, 48);
 }
 
+QColor systemOrange()
+{
+    return QColor(255, 149, 0);
+}
+
 QColor readableAgainst(QColor color, const QColor& neighbour)
 {
     constexpr qreal middleLuminance = 0.18; // black and white differ from it by about the same ratio

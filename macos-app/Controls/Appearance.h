@@ -16,6 +16,7 @@
 
 [[nodiscard]] QColor systemGreen();
 [[nodiscard]] QColor systemRed();
+[[nodiscard]] QColor systemOrange();
 
 /// `color` made darker on a light neighbour, lighter on a dark one, until the contrast is at least 4.5:1.
 [[nodiscard]] QColor readableAgainst(QColor color, const QColor& neighbour);

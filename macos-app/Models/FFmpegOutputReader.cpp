@@ -186,9 +186,12 @@ void FFmpegOutputReader::readMessage(QByteArrayView line)
     if (line.startsWith(' ') || line.startsWith("Input #") || line.startsWith("Output #"))
         return;
     const QByteArray lowerCase = line.toByteArray().toLower();
-    if (lowerCase.startsWith("conversion failed") || !holdsAny(lowerCase, errorWords))
+    if (lowerCase.startsWith("conversion failed"))
         return;
-    m_report.lastError = readable(line);
+    m_report.lastMessage = readable(line);
+    if (!holdsAny(lowerCase, errorWords))
+        return;
+    m_report.lastError = m_report.lastMessage;
     if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords) && !isSoundBeforeOutput(lowerCase))
         m_report.fault = m_report.lastError;
 }

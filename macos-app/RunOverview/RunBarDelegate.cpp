@@ -20,7 +20,7 @@ QColor barColor(RunState state, const QPalette& palette)
     case RunState::failed:
         return systemRed();
     case RunState::doubtful:
-        return {255, 149, 0};
+        return systemOrange();
     case RunState::waiting:
     case RunState::stopped:
         return secondaryTextColor(palette);

@@ -130,7 +130,7 @@ void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& rep
                          doubt.value_or(report.lastError));
     } else {
         m_model.setState(row, outcome == JobOutcome::stopped ? RunState::stopped : RunState::failed, report,
-                         report.lastError);
+                         report.reason());
     }
 }
 

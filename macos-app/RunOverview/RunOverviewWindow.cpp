@@ -20,12 +20,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize windowSize(860, 420);
+constexpr QSize windowSize(920, 420);
 constexpr int margin = 16;
 constexpr int titleBarRoom = 30; ///< the frame is not known before the window is shown
 constexpr int spacing = 10;
 constexpr int rowHeight = 28;
-constexpr std::array columnWidths = {36, 150, 196, 64, 150, 56};
+constexpr std::array columnWidths = {36, 150, 196, 64, 140, 56};
 
 /// Copying means the command of the row, whether the key or the menu bar asks for it; Home and End mean the first and
 /// the last row.
@@ -179,7 +179,6 @@ QTableView* RunOverviewWindow::makeTable(RunTableModel* model)
     jobTableView->verticalHeader()->setDefaultSectionSize(rowHeight);
     jobTableView->horizontalHeader()->setStretchLastSection(true);
     jobTableView->horizontalHeader()->setHighlightSections(false);
-    jobTableView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     for (int column = 0; column < static_cast<int>(columnWidths.size()); ++column)
         jobTableView->setColumnWidth(column, columnWidths.at(static_cast<std::size_t>(column)));
     jobTableView->setContextMenuPolicy(Qt::ActionsContextMenu);

@@ -1,7 +1,10 @@
 #include "RunOverview/RunTableModel.h"
 
+#include "Controls/Appearance.h"
 #include "Models/NumberText.h"
 #include "Models/TimeText.h"
+
+#include <QGuiApplication>
 
 #include <algorithm>
 
@@ -26,6 +29,23 @@ QString stateText(RunState state)
         return u"可疑"_s;
     }
     Q_UNREACHABLE();
+}
+
+/// What needs a look is told by its colour, too.
+QVariant stateColor(RunState state)
+{
+    const QColor background = QGuiApplication::palette().color(QPalette::Base);
+    if (state == RunState::failed)
+        return readableAgainst(systemRed(), background);
+    if (state == RunState::doubtful)
+        return readableAgainst(systemOrange(), background);
+    return {};
+}
+
+Qt::Alignment alignment(int column)
+{
+    const bool isNumber = column == RunTableModel::numberColumn || column == RunTableModel::speedColumn;
+    return (isNumber ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter;
 }
 
 } // namespace
@@ -128,9 +148,9 @@ QVariant RunTableModel::data(const QModelIndex& index, int role) const
                    ? text(row, index.column()).toHtmlEscaped()
                    : QVariant();
     case Qt::TextAlignmentRole:
-        return QVariant(index.column() == numberColumn || index.column() == speedColumn
-                            ? Qt::AlignRight | Qt::AlignVCenter
-                            : Qt::AlignLeft | Qt::AlignVCenter);
+        return QVariant(alignment(index.column()));
+    case Qt::ForegroundRole:
+        return index.column() == stateColumn ? stateColor(row.state) : QVariant();
     case fractionRole:
         return row.fraction();
     case stateRole:
@@ -145,5 +165,7 @@ QVariant RunTableModel::headerData(int section, Qt::Orientation orientation, int
     static const QStringList titles = {u"#"_s, u"文件"_s, u"范围"_s, u"状态"_s, u"进度"_s, u"速度"_s, u"说明"_s};
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
         return titles.value(section);
+    if (orientation == Qt::Horizontal && role == Qt::TextAlignmentRole)
+        return QVariant(alignment(section));
     return {};
 }
