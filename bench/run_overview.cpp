@@ -267,19 +267,19 @@ void randomStops(int count)
     int unplayable = 0;
     int intact = 0;
     for (int made = 0; made < count;) {
-        constexpr int jobCount = 6;
+        constexpr int jobCount = 4;
         QList<FFmpegJob> jobs;
         for (int number = 1; number <= jobCount; ++number) {
             const FileURL output(folder.filePath(u"clip-%1.mp4"_s.arg(number)));
             QFile::remove(output.path());
-            jobs << FFmpegJob{number, source, output, number * 2.0, 8, std::nullopt};
+            jobs << FFmpegJob{number, source, output, number * 4.0, 6, std::nullopt};
         }
         Run run;
-        run.start(jobs, 3, realFFmpeg());
-        const int stops = std::min(1 + int(random.bounded(4)), count - made);
+        run.start(jobs, 2, realFFmpeg());
+        const int stops = std::min(1 + int(random.bounded(6)), count - made);
         for (int stop = 0; stop < stops; ++stop, ++made) {
             const int job = int(random.bounded(jobCount + 1)); // the last number: all
-            QTimer::singleShot(int(random.bounded(1500)), &run, [&run, job] {
+            QTimer::singleShot(int(random.bounded(1200)), &run, [&run, job] {
                 if (const auto coordinator = run.coordinator; coordinator && job == jobCount)
                     coordinator->stopAll();
                 else if (coordinator)

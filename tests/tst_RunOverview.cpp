@@ -4,6 +4,7 @@
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <QAbstractItemModelTester>
+#include <QAccessible>
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
@@ -255,7 +256,20 @@ private Q_SLOTS:
         splits.run({tool.job(u"1"_s), tool.job(u"2"_s)});
         QTRY_COMPARE(splits.column(RunTableModel::progressColumn), u"50% 0%"_s);
         QCOMPARE(splits.column(RunTableModel::speedColumn).trimmed(), u"2.4x"_s);
-        QTRY_COMPARE(splits.overview.window()->totalProgressBar->value(), 250);
+        const RunOverviewWindow& window = *splits.overview.window();
+        QTRY_COMPARE(window.totalProgressBar->value(), 250);
+
+        // What a screen reader finds
+        const auto accessible = [](QWidget* widget) { return QAccessible::queryAccessibleInterface(widget); };
+        QCOMPARE(accessible(window.totalProgressBar)->text(QAccessible::Name), u"总进度"_s);
+        QCOMPARE(accessible(window.totalProgressBar)->valueInterface()->currentValue().toInt(), 250);
+        for (QLabel* label : {window.elapsedLabel, window.remainingLabel})
+            QCOMPARE(accessible(label)->text(QAccessible::Name), label->text());
+        QAccessibleTableInterface* table = accessible(window.jobTableView)->tableInterface();
+        QCOMPARE(table->columnDescription(RunTableModel::progressColumn), u"进度"_s);
+        QCOMPARE(table->cellAt(0, RunTableModel::stateColumn)->text(QAccessible::Name), u"运行中"_s);
+        QCOMPARE(table->cellAt(0, RunTableModel::progressColumn)->text(QAccessible::Name), u"50%"_s);
+
         splits.coordinator->stopAll();
         QTRY_COMPARE(splits.finishes.size(), 1);
     }

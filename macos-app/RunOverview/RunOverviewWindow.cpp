@@ -173,6 +173,7 @@ QTableView* RunOverviewWindow::makeTable(RunTableModel* model)
     jobTableView->setAlternatingRowColors(true);
     jobTableView->setShowGrid(false);
     jobTableView->setWordWrap(false);
+    jobTableView->setTextElideMode(Qt::ElideMiddle); // an error tells its reason last
     jobTableView->setTabKeyNavigation(false);
     jobTableView->verticalHeader()->hide();
     jobTableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);

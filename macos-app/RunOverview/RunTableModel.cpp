@@ -127,7 +127,8 @@ QString RunTableModel::text(const RunRow& row, int column)
     case progressColumn:
         return QString::number(static_cast<int>(row.fraction() * 100)) + u'%';
     case speedColumn:
-        return row.state == RunState::running && row.report.speed ? formatFixed(*row.report.speed, 1) + u'x' : u""_s;
+        return row.state == RunState::running && row.report.speed > 0.0 ? formatFixed(*row.report.speed, 1) + u'x'
+                                                                        : u""_s;
     case remarkColumn:
         return row.remark;
     default:

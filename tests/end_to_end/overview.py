@@ -10,7 +10,7 @@ import sys
 import tempfile
 
 from kestrel_at_screen import Desktop, Kestrel, descendants, expect, expect_equal, make_video, run_tests, wait_until
-from screenshots import dark_desktop
+from screenshots import dark_desktop, place_with_a_name
 
 TITLE = "分解总览"
 TABLE = "jobTableView"
@@ -78,10 +78,10 @@ def percentages(kestrel):
 
 def take_pictures(build_folder, pictures):
     """All states at once: the second clip cannot be written, the third lies beyond the video's end."""
-    with Desktop() as desktop, tempfile.TemporaryDirectory() as settings, tempfile.TemporaryDirectory() as folder:
-        video = pathlib.Path(folder) / "假日.mp4"
+    with Desktop() as desktop, tempfile.TemporaryDirectory() as settings, place_with_a_name() as folder:
+        video = folder / "假日.mp4"
         make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="1280x720")
-        (pathlib.Path(folder) / "假日-02.mp4").mkdir()
+        (folder / "假日-02.mp4").mkdir()
         for name, environment in (("light", None), ("dark", dark_desktop(pathlib.Path(settings)))):
             with Kestrel(desktop, build_folder, environment=environment) as kestrel:
                 show_results(kestrel, video)
