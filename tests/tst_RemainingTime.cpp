@@ -82,6 +82,15 @@ private Q_SLOTS:
         QVERIFY(checked > 20);
     }
 
+    void oneJobTellsItsOwnSpeed()
+    {
+        RemainingTime remaining({10}, 3);
+        remaining.launch(0, 0);
+        for (int second = 1; second <= 4; ++second)
+            remaining.progress(0, second, second);
+        QCOMPARE(remaining.update(4.4).value_or(0), 5.6); // what has passed since the report is no slowness
+    }
+
     void stoppedJobsTellNothingAboutOthers()
     {
         RemainingTime remaining({10, 10, 10, 10}, 1);

@@ -34,18 +34,21 @@ private:
         State state = State::waiting;
         double launched = 0;
         double length = 0;
-        double firstReport = 0; ///< when `firstLength` was reached, the first that was reported
-        double firstLength = 0;
+        double reported = 0; ///< when `length` was
+        double speed = 0;    ///< lately, in seconds of video a second; 0 as long as it is not known
     };
 
-    [[nodiscard]] std::optional<double> pace(double now) const;
+    [[nodiscard]] std::optional<double> pace() const;
     [[nodiscard]] double timeLeft(const Job& job, double pace, double now) const;
+    [[nodiscard]] double usualLag() const;
     [[nodiscard]] std::optional<double> estimate(double now) const;
 
     QList<Job> m_jobs;
     int m_lanes;
     double m_completedTime = 0;
     double m_completedLength = 0;
+    double m_completedLag = 0;
+    int m_completedJobs = 0;
     std::optional<double> m_shown;
     double m_shownAt = 0;
 };
