@@ -364,20 +364,19 @@ void timeLeft()
                 end, largestError * 100, largestJump * 100, static_cast<long long>(shown.size()));
 }
 
-struct Load
-{
-    double p99 = 0;
-    double worst = 0;
-    double cpuShare = 0; ///< per cent of a core
-};
-
-Load runLoad(int jobCount, double seconds, bool watched)
+/// Jobs of this program as ffmpeg.
+QList<FFmpegJob> reportingJobs(const QTemporaryDir& folder, int count, double seconds)
 {
     const FileURL self(QCoreApplication::applicationFilePath());
-    const QTemporaryDir folder;
     QList<FFmpegJob> jobs;
-    for (int number = 1; number <= jobCount; ++number)
+    for (int number = 1; number <= count; ++number)
         jobs << FFmpegJob{number, self, FileURL(folder.filePath(QString::number(number))), 0, seconds, std::nullopt};
+    return jobs;
+}
+
+void windowLoad()
+{
+    const QTemporaryDir folder;
     Run run;
     std::vector<double> gaps;
     QElapsedTimer sinceBeat;
@@ -386,33 +385,42 @@ Load runLoad(int jobCount, double seconds, bool watched)
         gaps.push_back(double(sinceBeat.nsecsElapsed()) / 1e6);
         sinceBeat.start();
     });
-    QElapsedTimer clock;
-    clock.start();
-    const std::clock_t cpu = std::clock();
     sinceBeat.start();
     beat.start(1);
-    run.start(jobs, 12, self, watched);
+    run.start(reportingJobs(folder, 1000, 1), 12, FileURL(QCoreApplication::applicationFilePath()));
     run.waitForFinish();
     std::sort(gaps.begin(), gaps.end());
-    return {gaps.at(gaps.size() * 99 / 100), gaps.back(),
-            double(std::clock() - cpu) / CLOCKS_PER_SEC / (double(clock.elapsed()) / 1000) * 100};
+    std::printf("window: 1,000 jobs on 12 workers: between two beats of the event loop p99 %.1f ms, worst %.1f ms\n",
+                gaps.at(gaps.size() * 99 / 100), gaps.back());
 }
 
-void windowLoad()
+/// Per cent of a core, without what starting and ending the jobs takes.
+double cpuShareOfReports(bool watched)
 {
-    const Load load = runLoad(1000, 1, true);
-    std::printf("window: 1,000 jobs on 12 workers: event loop late by p99 %.1f ms, worst %.1f ms\n", load.p99,
-                load.worst);
+    constexpr int from = 2;
+    constexpr int to = 14;
+    const QTemporaryDir folder;
+    Run run;
+    std::clock_t before = 0;
+    std::clock_t after = 0;
+    QTimer::singleShot(from * 1000, &run, [&] { before = std::clock(); });
+    QTimer::singleShot(to * 1000, &run, [&] { after = std::clock(); });
+    run.start(reportingJobs(folder, 12, to + 1), 12, FileURL(QCoreApplication::applicationFilePath()), watched);
+    run.waitForFinish();
+    return double(after - before) / CLOCKS_PER_SEC / (to - from) * 100;
 }
 
 void overviewCost()
 {
-    for (int round = 1; round <= 3; ++round) {
-        const double without = runLoad(12, 15, false).cpuShare;
-        const double with = runLoad(12, 15, true).cpuShare;
-        std::printf("cost: 12 workers: %.2f %% of a core with the overview, %.2f %% without: %.2f %% more\n", with,
-                    without, with - without);
+    constexpr int rounds = 4;
+    double with = 0;
+    double without = 0;
+    for (int round = 0; round < rounds; ++round) {
+        without += cpuShareOfReports(false) / rounds;
+        with += cpuShareOfReports(true) / rounds;
     }
+    std::printf("cost: 12 workers: %.2f %% of a core with the overview, %.2f %% without: %.2f %% more\n", with, without,
+                with - without);
 }
 
 } // namespace
