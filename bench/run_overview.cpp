@@ -352,16 +352,20 @@ void timeLeft()
     const double end = double(clock.elapsed()) / 1000;
     double largestError = 0;
     double largestJump = 0;
+    double worstMoment = 0;
     for (qsizetype i = 0; i < shown.size(); ++i) {
         const double truth = end - shown[i].first;
-        if (truth > 4) // a whole second is shown
-            largestError = std::max(largestError, std::abs(shown[i].second - truth) / truth);
+        const double error = std::abs(shown[i].second - truth) / truth;
+        if (truth > 4 && error > largestError) { // a whole second is shown
+            largestError = error;
+            worstMoment = shown[i].first;
+        }
         if (i > 0)
             largestJump = std::max(largestJump, std::abs(shown[i].second - shown[i - 1].second) / shown[i - 1].second);
     }
-    std::printf("time: %.1f s in all; from 10 %% on the time left is off by at most %.1f %%, and changes by at most "
-                "%.0f %% between two updates (%lld samples)\n",
-                end, largestError * 100, largestJump * 100, static_cast<long long>(shown.size()));
+    std::printf("time: %.1f s in all; from 10 %% on the time left is off by at most %.1f %% (at %.1f s), and changes by "
+                "at most %.0f %% between two updates (%lld samples)\n",
+                end, largestError * 100, worstMoment, largestJump * 100, static_cast<long long>(shown.size()));
 }
 
 /// Jobs of this program as ffmpeg.
