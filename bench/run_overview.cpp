@@ -363,9 +363,10 @@ void timeLeft()
         if (i > 0)
             largestJump = std::max(largestJump, std::abs(shown[i].second - shown[i - 1].second) / shown[i - 1].second);
     }
-    std::printf("time: %.1f s in all; from 10 %% on the time left is off by at most %.1f %% (at %.1f s), and changes by "
-                "at most %.0f %% between two updates (%lld samples)\n",
-                end, largestError * 100, worstMoment, largestJump * 100, static_cast<long long>(shown.size()));
+    std::printf(
+        "time: %.1f s in all; from 10 %% on the time left is off by at most %.1f %% (at %.1f s), and changes by "
+        "at most %.0f %% between two updates (%lld samples)\n",
+        end, largestError * 100, worstMoment, largestJump * 100, static_cast<long long>(shown.size()));
 }
 
 /// Jobs of this program as ffmpeg.

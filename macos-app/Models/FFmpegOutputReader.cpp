@@ -61,8 +61,7 @@ std::optional<double> bannerTime(QByteArrayView text)
     return seconds;
 }
 
-/// The 25 of "Stream #0:0(und): Video: h264, yuv420p, 640x360, 25 fps, 50 tbr, 12800 tbn" for " fps", the 50 for "
-/// tbr".
+/// Of "Stream #0:0: Video: h264, 640x360, 25 fps, 50 tbr", the 25 that stands before " fps".
 std::optional<double> rateOf(const QByteArray& line, QByteArrayView unit)
 {
     for (const QByteArray& piece : line.split(',')) {
@@ -115,7 +114,10 @@ void FFmpegOutputReader::finish()
 
 void FFmpegOutputReader::readLine(QByteArrayView line)
 {
-    if (line.trimmed().isEmpty() || readProgress(line))
+    if (line.trimmed().isEmpty() || line.startsWith("Conversion failed"))
+        return;
+    m_report.lastWords.clear();
+    if (readProgress(line))
         return;
     readBanner(line);
     readMessage(line);
@@ -186,12 +188,11 @@ void FFmpegOutputReader::readMessage(QByteArrayView line)
     if (line.startsWith(' ') || line.startsWith("Input #") || line.startsWith("Output #"))
         return;
     const QByteArray lowerCase = line.toByteArray().toLower();
-    if (lowerCase.startsWith("conversion failed"))
-        return;
-    m_report.lastMessage = readable(line);
+    if (!line.startsWith('[')) // which is a part of ffmpeg
+        m_report.lastWords = readable(line);
     if (!holdsAny(lowerCase, errorWords))
         return;
-    m_report.lastError = m_report.lastMessage;
+    m_report.lastError = readable(line);
     if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords) && !isSoundBeforeOutput(lowerCase))
         m_report.fault = m_report.lastError;
 }

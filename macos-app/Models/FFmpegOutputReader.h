@@ -15,12 +15,12 @@ struct FFmpegReport
     std::optional<qint64> frames;         ///< given to the encoder so far; absent for a clip without video
     std::optional<double> outTime;        ///< how far the written file reaches; behind `frames` by the encoder's delay
     std::optional<double> speed;          ///< 2.4 = a minute of video in 25 seconds
-    QString lastMessage;                  ///< the last line that is not about progress, of whatever kind
     QString lastError;                    ///< the last line that tells of an error
+    QString lastWords;                    ///< the line that the log ends with, if it is ffmpeg's own message
     QString fault;                        ///< the first line that proves a bad clip even when ffmpeg ends with success
 
-    /// Why ffmpeg failed, if it did.
-    [[nodiscard]] QString reason() const { return lastError.isEmpty() ? lastMessage : lastError; }
+    /// Why ffmpeg failed, if it did and said so.
+    [[nodiscard]] QString reason() const { return lastError.isEmpty() ? lastWords : lastError; }
     /// How long the clip is by the more generous of both counts; nothing before the first progress.
     [[nodiscard]] std::optional<double> length() const;
 
