@@ -152,7 +152,7 @@ void RunOverview::updateTotal()
         setTextIfDifferent(m_window->remainingLabel, u"已结束"_s);
     else
         setTextIfDifferent(m_window->remainingLabel,
-                           left ? u"剩余约 "_s + clockText(std::ceil(*left)) : u"正在估计剩余时间…"_s);
+                           left ? u"剩余约 "_s + clockText(std::round(*left)) : u"正在估计剩余时间…"_s);
 }
 
 void RunOverview::updateActions()
