@@ -87,7 +87,7 @@ def main():
             kestrel.fill("concurrencyField", "2")
             kestrel.click("splitButton")
             wait_until(lambda: kestrel.window("分解任务 2/2"), "the worker windows")
-            for title, (x, y) in {"分解总览": (900, 110), "分解任务 1/2": (560, 380), "分解任务 2/2": (700, 560)}.items():
+            for title, (x, y) in {"分解总览": (850, 110), "分解任务 1/2": (560, 380), "分解任务 2/2": (700, 560)}.items():
                 desktop.do("windowmove", kestrel.window(title)["id"], x, y, "windowraise", kestrel.window(title)["id"])
             wait_until(lambda: "frame=" in kestrel.text("textView", window="分解任务 2/2"), "ffmpeg's progress")
             take(kestrel, pictures / "split.png", rest_seconds=2)
