@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by tests that need a bare system of their own, as root and in a namespace of their own: every mount and every
 # process of such a test ends with it.
 
