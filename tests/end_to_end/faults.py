@@ -71,8 +71,9 @@ class Trial:
 
     video = None  # made once
 
-    def __init__(self, desktop, build_folder, launcher="exec {kestrel}"):
-        """`launcher` is a line of shell that becomes the program."""
+    def __init__(self, desktop, build_folder, launcher="exec {kestrel}", workers=3):
+        """`launcher` is a line of shell that becomes the program; `workers` is how many run when all is in order."""
+        self._workers = workers
         self._stack = contextlib.ExitStack()
         installation = self._stack.enter_context(Installation(build_folder, DETECTOR))
         self.folder = installation.clips.parent
@@ -156,6 +157,7 @@ class Trial:
         self.kestrel.fill_screen()
         self.kestrel.fill("outputDirectoryField", str(self.clips))
         self.kestrel.fill("videoPathField", str(self.source))
+        self.set_concurrency(self._workers)
 
     def set_concurrency(self, number):
         self.kestrel.fill("concurrencyField", str(number))
@@ -542,7 +544,7 @@ def detector_signals(trial):
 # What the program inherits
 
 
-@case("at most 24 descriptors (ulimit -n 24)", launcher="ulimit -n 24; exec {kestrel}")
+@case("at most 24 descriptors (ulimit -n 24)", launcher="ulimit -n 24; exec {kestrel}", workers=1)
 def few_descriptors(trial):
     trial.set_concurrency(12)
     trial.parse_segments([(0, 3)] * 30)
