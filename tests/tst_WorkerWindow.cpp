@@ -1,5 +1,7 @@
 #include "WorkerWindowController/WorkerWindowController.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -129,6 +131,37 @@ private Q_SLOTS:
         QCOMPARE(controller.window()->size(), QSize(760, 420));
         QVERIFY(!logOf(controller)->horizontalScrollBar()->isVisible());
         QVERIFY(logOf(controller)->verticalScrollBar()->maximum() > 0); // the line wraps
+    }
+
+    void manyLinesBehaveAsLines()
+    {
+        WorkerWindowController controller(1, 1);
+        controller.prepareForDisplay();
+        QString lines;
+        for (int number = 1000; number < 2000; ++number)
+            lines += u"line %1\n"_s.arg(number);
+        controller.appendLog(lines);
+        controller.completeLog();
+        QPlainTextEdit* log = logOf(controller);
+        QCOMPARE(log->toPlainText(), lines);
+        QScrollBar* bar = log->verticalScrollBar();
+        QCOMPARE(bar->maximum() + bar->pageStep(), 1001);
+
+        bar->setValue(500);
+        const QPoint firstLine(log->viewport()->rect().left() + 20, 1 + log->fontMetrics().ascent());
+        const auto selectLineAtTop = [&] {
+            QTest::mouseDClick(log->viewport(), Qt::LeftButton, {}, firstLine);
+            QTest::mouseClick(log->viewport(), Qt::LeftButton, {}, firstLine);
+            log->copy();
+            return QGuiApplication::clipboard()->text();
+        };
+        QCOMPARE(selectLineAtTop(), u"line 1500\n"_s);
+        controller.window()->resize(600, 500);
+        QCOMPARE(bar->maximum() + bar->pageStep(), 1001);
+        QCOMPARE(selectLineAtTop(), u"line 1500\n"_s);
+        bar->setValue(bar->maximum());
+        controller.window()->resize(700, 600);
+        QCOMPARE(bar->value(), bar->maximum());
     }
 
     void openWindowOutlivesItsController()

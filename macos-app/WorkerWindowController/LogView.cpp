@@ -2,7 +2,9 @@
 
 #include <QCoreApplication>
 #include <QFontDatabase>
+#include <QMouseEvent>
 #include <QScrollBar>
+#include <QTextLayout>
 
 #include <optional>
 
@@ -14,11 +16,60 @@ constexpr qint64 allowanceMilliseconds = 4;
 constexpr qint64 catchUpMilliseconds = 30;
 /// Characters that are inserted between two looks at the clock, less what follows their last line break.
 constexpr qsizetype portionSize = 4096;
+/// A block begins after so many lines, or with the first line after so many characters: what is seen of it is laid out
+/// as a whole.
+constexpr qsizetype linesInBlock = 32;
+constexpr qsizetype charactersInBlock = 4096;
 
 /// The logs with text that waits, next one first.
 QList<LogView*> waitingLogs;
 /// When the allowance of this turn of the event loop ends; nothing while it is untouched.
 std::optional<QDeadlineTimer> allowance;
+
+qsizetype linesOf(const QTextBlock& block)
+{
+    return block.text().count(QChar::LineSeparator) + 1;
+}
+
+/// The text with those of its line breaks that stay within a block turned into line separators, to be added to this
+/// block.
+QString dividedIntoBlocks(const QString& text, const QTextBlock& last)
+{
+    qsizetype lines = linesOf(last);
+    qsizetype characters = last.length();
+    QString divided;
+    divided.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool isLineBreak = text[i] == u'\n' || text[i] == u'\r' || text[i] == QChar::ParagraphSeparator;
+        if (text[i] == u'\r' && text.mid(i + 1, 1) == u'\n')
+            continue;
+        ++characters;
+        if (!isLineBreak) {
+            divided += text[i];
+        } else if (lines < linesInBlock && characters < charactersInBlock) {
+            divided += QChar(QChar::LineSeparator);
+            ++lines;
+        } else {
+            divided += u'\n';
+            lines = 1;
+            characters = 0;
+        }
+    }
+    return divided;
+}
+
+/// The line of the log, wrapped or not, in which this position lies, with its line break.
+QTextCursor lineAround(QTextCursor cursor)
+{
+    const QString text = cursor.block().text();
+    const qsizetype within = cursor.positionInBlock();
+    const qsizetype start = within > 0 ? text.lastIndexOf(QChar::LineSeparator, within - 1) + 1 : 0;
+    const qsizetype end = text.indexOf(QChar::LineSeparator, within);
+    cursor.setPosition(cursor.block().position() + int(start));
+    cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor,
+                        int((end < 0 ? text.size() : end) - start + 1));
+    return cursor;
+}
 
 } // namespace
 
@@ -81,16 +132,55 @@ void LogView::insertUntil(QDeadlineTimer deadline)
     const int position = textCursor().position();
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
+    const QTextBlock lastBefore = end.block();
     end.beginEditBlock();
     do {
         const qsizetype lineBreak = m_waiting.lastIndexOf(u'\n', std::min(portionSize, m_waiting.size() - 1));
         const qsizetype length = lineBreak >= 0 ? lineBreak + 1 : std::min(portionSize, m_waiting.size());
-        end.insertText(m_waiting.first(length));
+        end.insertText(dividedIntoBlocks(m_waiting.first(length), end.block()));
         m_waiting.remove(0, length);
     } while (!m_waiting.isEmpty() && !deadline.hasExpired());
     end.endEditBlock();
+    countLinesFrom(lastBefore);
     restoreSelection(anchor, position);
     verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+}
+
+/// The scroll bar counts a block that was not yet laid out as one line, unless it is told better.
+void LogView::countLinesFrom(QTextBlock block)
+{
+    for (; block.isValid(); block = block.next())
+        if (block.layout()->lineCount() == 0)
+            block.setLineCount(int(linesOf(block)));
+    QAbstractTextDocumentLayout* arrangement = document()->documentLayout();
+    Q_EMIT arrangement->documentSizeChanged(arrangement->documentSize());
+}
+
+/// Another width forgets how all blocks were laid out. The same text stays at the top, or the end at the bottom.
+void LogView::resizeEvent(QResizeEvent* event)
+{
+    QScrollBar* bar = verticalScrollBar();
+    const bool isAtEnd = bar->value() == bar->maximum();
+    const QTextCursor top = cursorForPosition(QPoint(0, 0));
+    QPlainTextEdit::resizeEvent(event);
+    if (event->size().width() == event->oldSize().width())
+        return;
+    countLinesFrom(document()->firstBlock());
+    const QTextBlock block = top.block();
+    static_cast<void>(document()->documentLayout()->blockBoundingRect(block)); // lays it out
+    const QTextLine line = block.layout()->lineForTextPosition(top.positionInBlock());
+    bar->setValue(isAtEnd ? bar->maximum() : block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
+}
+
+/// The third click in a row selects a block: of that, the line under the pointer.
+void LogView::mousePressEvent(QMouseEvent* event)
+{
+    QPlainTextEdit::mousePressEvent(event);
+    const QTextCursor selected = textCursor();
+    const QTextCursor clicked = cursorForPosition(event->position().toPoint());
+    if (selected.selectionStart() == clicked.block().position() &&
+        selected.selectionEnd() - selected.selectionStart() >= clicked.block().length() - 1)
+        setTextCursor(lineAround(clicked));
 }
 
 /// A selection or caret that stood at the very end has moved with the insertion.

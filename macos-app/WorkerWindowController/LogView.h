@@ -2,9 +2,14 @@
 
 #include <QDeadlineTimer>
 #include <QPlainTextEdit>
+#include <QTextBlock>
 
 /// A log that is only written at its end and never trimmed. Text is taken in at once or, when several logs are flooded,
 /// as soon as it is this log's turn: together they leave the event loop time for everything else.
+///
+/// A block of the document holds up to 32 lines, divided by QChar::LineSeparator, which toPlainText() and the clipboard
+/// give as line breaks: a document takes in a block in a time that grows with the number of its blocks, and a log of an
+/// hour has millions of lines.
 class LogView final : public QPlainTextEdit
 {
 public:
@@ -16,9 +21,14 @@ public:
     /// Takes in what still waits, unless that would hold up everything else for noticeably long.
     void catchUp();
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+
 private:
     static void takeTurns();
     void insertUntil(QDeadlineTimer deadline);
+    void countLinesFrom(QTextBlock block);
     void restoreSelection(int anchor, int position);
 
     QString m_waiting;
