@@ -1,5 +1,5 @@
 #include "Viewer/FramePlan.h"
-#include "Viewer/FrameQuery.h"
+#include "Viewer/FrameReplyReader.h"
 
 #include <QTest>
 

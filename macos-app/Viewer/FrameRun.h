@@ -2,7 +2,7 @@
 
 #include "Services/LineSplitter.h"
 #include "Services/RuntimeConfiguration.h"
-#include "Viewer/FrameQuery.h"
+#include "Viewer/FrameReplyReader.h"
 
 #include <QObject>
 #include <QProcess>

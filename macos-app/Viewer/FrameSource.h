@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Services/RuntimeConfiguration.h"
-#include "Viewer/FrameQuery.h"
+#include "Viewer/FrameReplyReader.h"
 
 #include <QCache>
 #include <QObject>

@@ -1,0 +1,139 @@
+#include "Viewer/FrameReplyReader.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <iterator>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The places of the two time stamps among the filters of a query, by which ffmpeg names their lines.
+const QByteArray timedPrefix = "[Parsed_showinfo_1 @";
+const QByteArray drawnPrefix = "[Parsed_showinfo_4 @";
+
+std::optional<QRegularExpressionMatch> matched(const QRegularExpression& expression, const QByteArray& line)
+{
+    auto match = expression.match(QString::fromUtf8(line));
+    return match.hasMatch() ? std::optional(std::move(match)) : std::nullopt;
+}
+
+} // namespace
+
+void FrameReplyReader::readLine(const QByteArray& line)
+{
+    if (m_query.readsPackets) {
+        m_packets.readLine(line);
+        return;
+    }
+    static const QRegularExpression containerStart(uR"(^\s*Duration: [^,]+, start: (-?)(\d+)\.(\d{6}))"_s);
+    static const QRegularExpression clock(uR"(config in time_base: (\d+)/(\d+), frame_rate: (\d+)/(\d+))"_s);
+    if (line.startsWith(timedPrefix)) {
+        if (const auto match = matched(clock, line)) {
+            m_clock.tickNumerator = match->captured(1).toLongLong();
+            m_clock.tickDenominator = match->captured(2).toLongLong();
+            if (match->captured(3) != u"0" && match->captured(4) != u"0") {
+                m_clock.rateNumerator = match->captured(3).toLongLong();
+                m_clock.rateDenominator = match->captured(4).toLongLong();
+            }
+            m_hasClock = m_clock.tickNumerator > 0 && m_clock.tickDenominator > 0;
+        }
+        readTimedFrame(line);
+    } else if (line.startsWith("Input #0, ")) {
+        m_clock.seeksExactly = line.startsWith("Input #0, mov,") || line.startsWith("Input #0, matroska,");
+    } else if (line.startsWith("  Stream #0:") && !line.contains(" -> ") && !m_hasClock) {
+        m_clock.hasOneStream = ++m_streamCount == 1;
+        if (line.contains(": Video: "))
+            m_clock.packetsAreFrames =
+                ++m_videoStreamCount == 1 && line.contains(": h264") && line.contains("progressive");
+    } else if (line.startsWith(drawnPrefix)) {
+        readTimedFrame(line);
+    } else if (const auto match = m_hasStart ? std::nullopt : matched(containerStart, line)) {
+        m_hasStart = true;
+        const qint64 start = match->captured(2).toLongLong() * 1'000'000 + match->captured(3).toLongLong();
+        m_clock.startMicroseconds = match->captured(1).isEmpty() ? start : -start;
+    } else if (!line.trimmed().isEmpty()) {
+        m_lastWords = line.trimmed();
+    }
+}
+
+void FrameReplyReader::readTimedFrame(const QByteArray& line)
+{
+    static const QRegularExpression frame(uR"(\] n: *\d+ pts: *(-?\d+) .* s:(\d+)x(\d+) )"_s);
+    const auto match = matched(frame, line);
+    if (!match)
+        return;
+    const qint64 ticks = match->captured(1).toLongLong();
+    if (line.startsWith(drawnPrefix)) {
+        m_drawnFrames.append(ticks);
+    } else {
+        m_frames.append(ticks);
+        m_sourceSize = QSize(match->captured(2).toInt(), match->captured(3).toInt());
+    }
+}
+
+void FrameReplyReader::readPictures(const QByteArray& chunk)
+{
+    static const QRegularExpression header(uR"(^P6\n(\d{1,5}) (\d{1,5})\n255\n)"_s);
+    m_pending += chunk;
+    while (const auto match = matched(header, m_pending.left(32))) {
+        const QSize size(match->captured(1).toInt(), match->captured(2).toInt());
+        const qsizetype bytesPerLine = qsizetype(3) * size.width();
+        const qsizetype length = match->capturedLength() + bytesPerLine * size.height();
+        if (size.isEmpty() || m_pending.size() < length)
+            return;
+        const auto* pixels = reinterpret_cast<const uchar*>(m_pending.constData()) + match->capturedLength();
+        m_images.append(QImage(pixels, size.width(), size.height(), bytesPerLine, QImage::Format_RGB888)
+                            .convertToFormat(QImage::Format_RGB32));
+        m_pending.remove(0, length);
+    }
+}
+
+std::optional<FrameReply> FrameReplyReader::reply() const
+{
+    return m_query.readsPackets ? packetReply() : decodedReply();
+}
+
+std::optional<FrameReply> FrameReplyReader::packetReply() const
+{
+    if (!m_packets.tellFrames())
+        return std::nullopt;
+    FrameReply reply;
+    reply.clock = m_clock;
+    if (const auto& tick = m_packets.tick()) {
+        reply.clock.tickNumerator = tick->numerator;
+        reply.clock.tickDenominator = tick->denominator;
+    }
+    reply.from = reply.clock.ticksAt(m_query.fromMilliseconds * 1000);
+    reply.to = m_packets.knownUpTo();
+    std::copy_if(m_packets.frames().begin(), m_packets.frames().end(), std::back_inserter(reply.frames),
+                 [&reply](qint64 ticks) { return ticks >= reply.from && ticks < reply.to; });
+    std::sort(reply.frames.begin(), reply.frames.end());
+    return reply.frames.isEmpty() ? std::nullopt : std::optional(reply);
+}
+
+std::optional<FrameReply> FrameReplyReader::decodedReply() const
+{
+    if (!m_hasClock)
+        return std::nullopt;
+    FrameReply reply;
+    reply.clock = m_clock;
+    reply.frames = m_frames;
+    std::sort(reply.frames.begin(), reply.frames.end());
+    reply.from =
+        m_query.fromMilliseconds > 0 ? m_clock.ticksAt(m_query.fromMilliseconds * 1000) : FrameIndex::beginning;
+    reply.to =
+        m_frames.isEmpty() ? FrameIndex::end : m_frames.first() + m_clock.ticksIn(m_query.lengthMilliseconds * 1000);
+    if (!m_clock.seeksExactly && m_query.fromMilliseconds > 0 && !m_frames.isEmpty()) {
+        // The first frames may be lost, and the end shows only by what is missing behind the early beginning.
+        reply.from = reply.frames.first();
+        const double last = m_clock.secondsAt(reply.frames.last());
+        if (std::all_of(m_query.needs.begin(), m_query.needs.end(),
+                        [last](const FrameNeed& need) { return last < need.from; }))
+            reply.to = FrameIndex::end;
+    }
+    for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i)
+        reply.pictures.append({m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});
+    return reply;
+}
