@@ -10,10 +10,12 @@
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MonospacedDelegate.h"
 #include "MainWindowController/PanelParts.h"
+#include "MainWindowController/SegmentTableAccessibility.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "Models/NumberText.h"
 
+#include <QAccessible>
 #include <QCheckBox>
 #include <QEvent>
 #include <QGridLayout>
@@ -310,6 +312,7 @@ void MainWindow::configureEventTable()
 
 void MainWindow::configureSegmentTable()
 {
+    QAccessible::installFactory(speakSegmentTable); // at most once
     segmentTableView = new QTableView;
     segmentTableModel = new SegmentTableModel(segmentTableView);
     segmentTableView->setModel(segmentTableModel);

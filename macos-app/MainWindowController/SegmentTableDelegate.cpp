@@ -38,17 +38,11 @@ QColor rowTint(const QModelIndex& index)
     return tint;
 }
 
-/// The place of the "✕" in an end cell, as high as the cell.
-QRect deleteRect(const QRect& cell)
-{
-    return QRect(cell.right() + 1 - deleteRightMargin - deleteWidth, cell.top(), deleteWidth, cell.height());
-}
-
 QRect fieldRect(const QRect& cell, const QModelIndex& index)
 {
     QRect field = cell.marginsRemoved(fieldMargins);
     if (index.column() == SegmentTableModel::endColumn)
-        field.setRight(deleteRect(cell).left() - deleteLeftMargin - 1);
+        field.setRight(SegmentTableDelegate::deleteRect(cell).left() - deleteLeftMargin - 1);
     return field;
 }
 
@@ -99,7 +93,7 @@ void paintDeleteMark(QPainter* painter, const QStyleOptionViewItem& option, cons
     const QColor background = composed(rowTint(index), option.palette.color(QPalette::Base));
     painter->setPen(option.state.testFlag(QStyle::State_Selected) ? option.palette.color(QPalette::HighlightedText)
                                                                   : readableAgainst(systemRed(), background));
-    painter->drawText(deleteRect(option.rect), Qt::AlignCenter, u"✕"_s);
+    painter->drawText(SegmentTableDelegate::deleteRect(option.rect), Qt::AlignCenter, u"✕"_s);
 }
 
 } // namespace
@@ -122,6 +116,16 @@ SegmentTableDelegate::SegmentTableDelegate(QTableView* table)
     }
 }
 
+bool SegmentTableDelegate::hasDeleteMark(const QModelIndex& index)
+{
+    return index.column() == SegmentTableModel::endColumn && isManual(index);
+}
+
+QRect SegmentTableDelegate::deleteRect(const QRect& cell)
+{
+    return QRect(cell.right() + 1 - deleteRightMargin - deleteWidth, cell.top(), deleteWidth, cell.height());
+}
+
 void SegmentTableDelegate::setHoveredRow(std::optional<int> row)
 {
     for (const std::optional<int> changed : {std::exchange(m_hoveredRow, row), row}) {
@@ -141,7 +145,7 @@ void SegmentTableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& 
         paintEnabledCell(painter, cell, index);
     else
         paintTimeCell(painter, cell, index);
-    if (index.column() == SegmentTableModel::endColumn && m_hoveredRow == index.row() && isManual(index))
+    if (m_hoveredRow == index.row() && hasDeleteMark(index))
         paintDeleteMark(painter, cell, index);
 }
 
@@ -196,8 +200,7 @@ bool SegmentTableDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
     const QPoint position = mouse->position().toPoint();
     if (mouse->button() != Qt::LeftButton)
         return false;
-    const bool onDelete =
-        index.column() == SegmentTableModel::endColumn && isManual(index) && deleteRect(option.rect).contains(position);
+    const bool onDelete = hasDeleteMark(index) && deleteRect(option.rect).contains(position);
     if (event->type() == QEvent::MouseButtonPress) {
         m_deletePressed = onDelete;
         return onDelete;

@@ -15,6 +15,11 @@ class SegmentTableDelegate final : public MonospacedDelegate
 public:
     explicit SegmentTableDelegate(QTableView* table);
 
+    /// Whether it is a cell in which a click on the "✕" deletes the row.
+    static bool hasDeleteMark(const QModelIndex& index);
+    /// The place of the "✕" in an end cell, as high as the cell.
+    static QRect deleteRect(const QRect& cell);
+
     /// The row whose "✕" is shown if it is a manual one.
     void setHoveredRow(std::optional<int> row);
 
