@@ -6,6 +6,8 @@
 #include "WorkerWindowController/WorkerWindowController.h"
 
 #include <QAccessible>
+#include <QCheckBox>
+#include <QRadioButton>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -20,6 +22,7 @@ class TestAccessibility final : public QObject
 private Q_SLOTS:
     void namesEverythingInTheMainWindow();
     void namesEverythingInAWorkerWindow();
+    void togglesAsAClickDoes();
     void tellsTheCellsOfTheSegments();
     void actsInTheCellsOfTheSegments();
     void keepsCellsWithTheirRows();
@@ -90,6 +93,24 @@ void TestAccessibility::namesEverythingInAWorkerWindow()
     QWidget* window = QApplication::topLevelWidgets().value(0);
     QVERIFY(window);
     verifyNames(*window, 4);
+}
+
+void TestAccessibility::togglesAsAClickDoes()
+{
+    MainWindow window;
+    window.show();
+    window.segmentMasterCheckbox->setCheckState(Qt::PartiallyChecked);
+    for (QAbstractButton* button : {static_cast<QAbstractButton*>(window.segmentMasterCheckbox),
+                                    static_cast<QAbstractButton*>(window.fadeStrategyRows.front().button)}) {
+        QSignalSpy clicked(button, &QAbstractButton::clicked);
+        QAccessibleInterface* toggle = QAccessible::queryAccessibleInterface(button);
+        QCOMPARE(toggle->state().checkStateMixed, button == window.segmentMasterCheckbox);
+        toggle->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+        QCOMPARE(clicked.size(), 1);
+        QVERIFY(toggle->state().checked && !toggle->state().checkStateMixed);
+        button->setEnabled(false);
+        QVERIFY(toggle->actionInterface()->actionNames().isEmpty());
+    }
 }
 
 void TestAccessibility::tellsTheCellsOfTheSegments()

@@ -7,6 +7,7 @@
 #include "Controls/PanelContainerView.h"
 #include "Controls/Stepper.h"
 #include "Controls/TintedButton.h"
+#include "Controls/ToggleAccessibility.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MonospacedDelegate.h"
 #include "MainWindowController/PanelParts.h"
@@ -101,6 +102,8 @@ void addGridRow(QGridLayout* grid, const QString& label, QWidget* control, QWidg
 MainWindow::MainWindow()
 {
     setWindowTitle(u"Kestrel"_s);
+    for (const auto& factory : {speakSegmentTable, speakToggle})
+        QAccessible::installFactory(factory); // at most once
     buildUI();
     nameControls();
     updateSecondaryColor();
@@ -312,7 +315,6 @@ void MainWindow::configureEventTable()
 
 void MainWindow::configureSegmentTable()
 {
-    QAccessible::installFactory(speakSegmentTable); // at most once
     segmentTableView = new QTableView;
     segmentTableModel = new SegmentTableModel(segmentTableView);
     segmentTableView->setModel(segmentTableModel);
