@@ -60,7 +60,7 @@ void FrameSource::setBox(QSize box)
 void FrameSource::setProcessLimit(int limit)
 {
     m_processLimit = limit;
-    for (std::size_t i = static_cast<std::size_t>(limit); i < m_runs.size(); ++i)
+    for (auto i = static_cast<std::size_t>(limit); i < m_runs.size(); ++i)
         m_runs[i]->stop();
     startNext();
 }
