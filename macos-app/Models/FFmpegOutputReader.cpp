@@ -93,8 +93,8 @@ std::optional<double> FFmpegReport::length() const
 void FFmpegOutputReader::append(QByteArrayView chunk)
 {
     const auto endsLine = [](char c) { return c == '\n' || c == '\r'; };
-    auto start = chunk.begin();
-    for (auto end = std::find_if(start, chunk.end(), endsLine); end != chunk.end();
+    const auto* start = chunk.begin();
+    for (const auto* end = std::find_if(start, chunk.end(), endsLine); end != chunk.end();
          end = std::find_if(start, chunk.end(), endsLine)) {
         if (m_pending.isEmpty()) {
             readLine(QByteArrayView(start, end));

@@ -1,16 +1,15 @@
 #include "RunOverview/RunOverviewWindow.h"
 
+#include "RunOverview/JobTableView.h"
 #include "RunOverview/RunBarDelegate.h"
 #include "RunOverview/RunTableModel.h"
 
 #include <QAction>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QProgressBar>
 #include <QScreen>
-#include <QTableView>
 #include <QToolButton>
 
 #include <algorithm>
@@ -26,38 +25,6 @@ constexpr int titleBarRoom = 30; ///< the frame is not known before the window i
 constexpr int spacing = 10;
 constexpr int rowHeight = 28;
 constexpr std::array columnWidths = {36, 150, 196, 64, 140, 56};
-
-/// Copying means the command of the row, whether the key or the menu bar asks for it; Home and End mean the first and
-/// the last row.
-class JobTableView final : public QTableView
-{
-    Q_OBJECT
-
-public:
-    explicit JobTableView(QAction* copyAction)
-        : m_copyAction(copyAction)
-    {}
-
-public Q_SLOTS:
-    void copy() { m_copyAction->trigger(); }
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override
-    {
-        if (event->matches(QKeySequence::Copy))
-            copy();
-        else
-            QTableView::keyPressEvent(event);
-    }
-    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override
-    {
-        const bool isHomeOrEnd = action == MoveHome || action == MoveEnd;
-        return QTableView::moveCursor(action, isHomeOrEnd ? modifiers | Qt::ControlModifier : modifiers);
-    }
-
-private:
-    QAction* m_copyAction;
-};
 
 QAction* makeAction(QWidget* window, const QString& text, const QString& name, const QKeySequence& shortcut)
 {
@@ -189,7 +156,7 @@ QTableView* RunOverviewWindow::makeTable(RunTableModel* model)
     return jobTableView;
 }
 
-QWidget* RunOverviewWindow::makeButtons()
+QWidget* RunOverviewWindow::makeButtons() const
 {
     auto* buttons = new QWidget;
     auto* layout = new QHBoxLayout(buttons);
@@ -200,5 +167,3 @@ QWidget* RunOverviewWindow::makeButtons()
     layout->addWidget(makeButton(retryAction));
     return buttons;
 }
-
-#include "RunOverviewWindow.moc"

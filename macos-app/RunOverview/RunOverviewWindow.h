@@ -33,5 +33,5 @@ private:
     [[nodiscard]] QWidget* makeTotal();
     [[nodiscard]] QTableView* makeTable(RunTableModel* model);
     void makeActions();
-    [[nodiscard]] QWidget* makeButtons();
+    [[nodiscard]] QWidget* makeButtons() const;
 };

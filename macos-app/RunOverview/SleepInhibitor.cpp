@@ -55,12 +55,15 @@ struct SleepInhibitor::Request
     }
     ~Request()
     {
-        if (handle.isFinished()) {
+        if (handle.isFinished())
             close(handle);
-            return;
-        }
+        else
+            closeWhenAnswered(handle);
+    }
+    static void closeWhenAnswered(const QDBusPendingReply<QDBusObjectPath>& handle)
+    {
         auto* answer = new QDBusPendingCallWatcher(handle, qApp);
-        QObject::connect(answer, &QDBusPendingCallWatcher::finished, answer, [answer, handle = handle] {
+        QObject::connect(answer, &QDBusPendingCallWatcher::finished, answer, [answer, handle] {
             answer->deleteLater();
             close(handle);
         });
