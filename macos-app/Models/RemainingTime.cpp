@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <functional>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -18,17 +19,32 @@ constexpr double shortestInterval = 0.05; ///< between two reports that tell a s
 
 } // namespace
 
-RemainingTime::RemainingTime(const QList<double>& durations, int lanes)
+RemainingTime::RemainingTime(const QList<double>& durations, int lanes, int processors)
     : m_lanes(std::clamp(lanes, 1, std::max(1, static_cast<int>(durations.size()))))
+    , m_processors(std::max(1, processors))
 {
     for (const double duration : durations)
         m_jobs.append(Job{.duration = duration});
 }
 
+/// How much lane time passes in a second while so many jobs run.
+double RemainingTime::gain(std::size_t running) const
+{
+    return running == 0 ? 1 : 1 - m_load + m_load * m_lanes / static_cast<double>(running);
+}
+
+void RemainingTime::advance(double now)
+{
+    m_laneTime += (now - m_now) * gain(m_running);
+    m_now = now;
+}
+
 void RemainingTime::launch(int job, double now)
 {
+    advance(now);
     m_jobs[job].state = State::running;
-    m_jobs[job].launched = now;
+    m_jobs[job].launched = m_laneTime;
+    ++m_running;
 }
 
 void RemainingTime::progress(int job, double length, double now)
@@ -36,27 +52,36 @@ void RemainingTime::progress(int job, double length, double now)
     Job& running = m_jobs[job];
     if (length <= running.length || length > running.duration * wholeFrom)
         return;
+    advance(now);
     if (running.length > 0) {
-        const double passed = now - running.reported;
+        const double passed = m_laneTime - running.reported;
         const double speed = (length - running.length) / std::max(passed, shortestInterval);
         const double weight = running.speed > 0 ? 1 - std::exp(-passed / smoothingSeconds) : 1;
         running.speed += (speed - running.speed) * weight;
     }
     running.length = length;
-    running.reported = now;
+    running.reported = m_laneTime;
 }
 
-void RemainingTime::end(int job, bool isComplete, double now)
+void RemainingTime::end(int job, bool isComplete, double processorTime, double now)
 {
+    advance(now);
     Job& ended = m_jobs[job];
-    if (isComplete && ended.state == State::running) {
-        m_completedTime += now - ended.launched;
-        m_completedLength += ended.duration;
-        ++m_completedJobs;
-        if (ended.speed > 0)
-            m_completedLag += std::max(0.0, ended.duration - ended.length - (now - ended.reported) * ended.speed);
-    }
-    ended.state = State::ended;
+    if (std::exchange(ended.state, State::ended) != State::running)
+        return;
+    --m_running;
+    const double took = m_laneTime - ended.launched;
+    m_endedTime += took;
+    m_processorTime += processorTime;
+    if (m_endedTime > 0)
+        m_load = std::clamp(m_processorTime / m_endedTime * m_lanes / m_processors, 0.0, 1.0);
+    if (!isComplete)
+        return;
+    m_completedTime += took;
+    m_completedLength += ended.duration;
+    ++m_completedJobs;
+    if (ended.speed > 0)
+        m_completedLag += std::max(0.0, ended.duration - ended.length - (m_laneTime - ended.reported) * ended.speed);
 }
 
 /// What one second of video takes in one lane. Until a job has ended, the running ones tell by how they go on: the time
@@ -83,54 +108,47 @@ double RemainingTime::usualLag() const
 }
 
 /// What jobs usually take; the further a job is, the more what it says itself, and from its middle on that alone.
-double RemainingTime::timeLeft(const Job& job, double pace, double now) const
+double RemainingTime::timeLeft(const Job& job, double pace) const
 {
-    const double usual = std::max(0.0, job.duration * pace - (now - job.launched));
+    const double usual = std::max(0.0, job.duration * pace - (m_laneTime - job.launched));
     if (job.speed <= 0)
         return usual;
-    const double sinceReport = std::min(now - job.reported, longestSilence); // beyond it the job stands still
+    const double sinceReport = std::min(m_laneTime - job.reported, longestSilence); // beyond it the job stands still
     const double own = std::max(0.0, (job.duration - usualLag() - job.length) / job.speed - sinceReport);
     const double trust = m_completedLength > 0 ? std::min(1.0, 2 * job.length / job.duration) : 1;
     return usual + (own - usual) * trust;
 }
 
-/// Deals the waiting jobs out to the lanes as the coordinator does. The last jobs leave lanes empty; whether they will
-/// be faster for it depends on what limits the machine, so the answer lies between both until they themselves tell.
-std::optional<double> RemainingTime::estimate(double now) const
+/// Plays the rest of the run: each job that waits takes the lane that is free first, as the coordinator has it.
+std::optional<double> RemainingTime::estimate() const
 {
-    const auto paceNow = pace();
-    if (!paceNow)
+    const auto usualPace = pace();
+    if (!usualPace)
         return std::nullopt;
-    std::vector<double> lanes;
+    std::priority_queue<double, std::vector<double>, std::greater<>> ends; // of the running ones, in lane time from now
+    std::queue<double> waiting;
     for (const Job& job : m_jobs) {
         if (job.state == State::running)
-            lanes.push_back(timeLeft(job, *paceNow, now));
+            ends.push(timeLeft(job, *usualPace));
+        else if (job.state == State::waiting)
+            waiting.push(job.duration * *usualPace);
     }
-    const bool allTell = std::all_of(m_jobs.begin(), m_jobs.end(), [](const Job& job) {
-        return job.state == State::ended || (job.state == State::running && job.speed > 0);
-    });
-    const std::size_t usedLanes = std::max<std::size_t>(1, allTell ? lanes.size() : static_cast<std::size_t>(m_lanes));
-    lanes.resize(usedLanes);
-    std::priority_queue freeAt(std::greater<>(), std::move(lanes));
-    double longest = 0;
-    double sum = 0;
-    for (const Job& job : m_jobs) {
-        if (job.state == State::waiting) {
-            const double launched = freeAt.top();
-            freeAt.pop();
-            freeAt.push(launched + job.duration * *paceNow);
-        }
+    double laneTime = 0;
+    double left = 0;
+    while (!ends.empty() || !waiting.empty()) {
+        for (; !waiting.empty() && ends.size() < static_cast<std::size_t>(m_lanes); waiting.pop())
+            ends.push(laneTime + waiting.front());
+        left += (ends.top() - laneTime) / gain(ends.size());
+        laneTime = ends.top();
+        ends.pop();
     }
-    for (; !freeAt.empty(); freeAt.pop()) {
-        longest = freeAt.top();
-        sum += freeAt.top();
-    }
-    return (longest + sum / static_cast<double>(usedLanes)) / 2;
+    return left;
 }
 
 std::optional<double> RemainingTime::update(double now)
 {
-    const auto estimated = estimate(now);
+    advance(now);
+    const auto estimated = estimate();
     if (!estimated)
         return m_shown;
     if (!m_shown) {

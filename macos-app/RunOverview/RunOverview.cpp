@@ -4,6 +4,7 @@
 #include "Models/NumberText.h"
 #include "RunOverview/FileRevealing.h"
 #include "RunOverview/RunOverviewWindow.h"
+#include "Services/ProcessLaunching.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <QAction>
@@ -13,9 +14,11 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QTableView>
+#include <QThread>
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -84,7 +87,8 @@ void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shar
     QList<double> durations;
     for (const FFmpegJob& job : jobs)
         durations.append(job.duration);
-    m_remainingTime.emplace(durations, lanes);
+    m_remainingTime.emplace(durations, lanes, QThread::idealThreadCount());
+    m_processorTime = processorTimeOfEndedChildren();
     m_coordinator = coordinator;
     coordinator->observer = this;
     m_clock.start();
@@ -123,7 +127,8 @@ void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& rep
 {
     const int row = m_rowOfJob.at(job);
     const FFmpegJob& ended = m_model.rows().at(row).job;
-    m_remainingTime->end(job, outcome == JobOutcome::completed, now());
+    const double before = std::exchange(m_processorTime, processorTimeOfEndedChildren());
+    m_remainingTime->end(job, outcome == JobOutcome::completed, m_processorTime - before, now());
     if (outcome == JobOutcome::completed) {
         const auto doubt = doubtAboutClip(ended, report, readableSize(ended.outputURL));
         m_model.setState(row, doubt ? RunState::doubtful : RunState::completed, report,

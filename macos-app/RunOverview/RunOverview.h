@@ -60,6 +60,7 @@ private:
     QList<int> m_rowOfJob;
     QList<int> m_retriedRows; ///< only while `onRetry` is called
     std::optional<RemainingTime> m_remainingTime;
+    double m_processorTime = 0; ///< of all children that had ended when a job last did
     QElapsedTimer m_clock;
     QTimer m_updateTimer;
     TaskbarProgress m_taskbarProgress;

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -52,4 +53,14 @@ void killRestOfGroup(qint64 leader)
 {
     if (leader > 0)
         ::kill(static_cast<pid_t>(-leader), SIGKILL);
+}
+
+double processorTimeOfEndedChildren()
+{
+    rusage usage = {};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }

@@ -42,3 +42,6 @@ void signalProcessGroup(const QProcess& process, int signal);
 
 /// Kills what a child that has ended left behind in the process group that it led. 0 is no group.
 void killRestOfGroup(qint64 leader);
+
+/// Seconds of processor time that all children which have ended so far have used, on all processors together.
+[[nodiscard]] double processorTimeOfEndedChildren();
