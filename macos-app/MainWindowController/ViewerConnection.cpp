@@ -130,7 +130,7 @@ void ViewerConnection::selectRow(QTableView* table, int row)
     follow(table);
 }
 
-void ViewerConnection::retime(int row, SegmentEdge edge, const QString& text)
+void ViewerConnection::retime(int row, SegmentEdge edge, const QString& text) const
 {
     const int column = edge == SegmentEdge::start ? SegmentTableModel::startColumn : SegmentTableModel::endColumn;
     SegmentTableModel& model = *m_window.segmentTableModel;

@@ -34,7 +34,7 @@ private:
     void follow(QTableView* table);
     void refresh();
     void selectRow(QTableView* table, int row);
-    void retime(int row, SegmentEdge edge, const QString& text);
+    void retime(int row, SegmentEdge edge, const QString& text) const;
 
     MainWindow& m_window;
     std::function<ViewerContent()> m_content;

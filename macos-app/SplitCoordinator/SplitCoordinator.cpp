@@ -111,7 +111,7 @@ void SplitCoordinator::handleCompletion(WorkerRunner& worker, bool success)
     scheduleNext(worker);
 }
 
-void SplitCoordinator::reportEnd(int job, JobOutcome outcome, const FFmpegReport& report)
+void SplitCoordinator::reportEnd(int job, JobOutcome outcome, const FFmpegReport& report) const
 {
     if (observer)
         observer->jobDidEnd(job, outcome, report);

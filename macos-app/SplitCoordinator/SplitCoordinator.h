@@ -40,7 +40,7 @@ private:
     [[nodiscard]] bool launch(int job, WorkerRunner& worker);
     void handleProgress(const WorkerRunner& worker);
     void handleCompletion(WorkerRunner& worker, bool success);
-    void reportEnd(int job, JobOutcome outcome, const FFmpegReport& report);
+    void reportEnd(int job, JobOutcome outcome, const FFmpegReport& report) const;
     void reportUpdate();
     void finishIfNeeded();
     [[nodiscard]] int totalJobs() const { return static_cast<int>(m_jobs.size()); }

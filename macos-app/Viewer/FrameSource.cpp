@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype cacheBytes = 64 * 1024 * 1024;
+constexpr qsizetype cacheBytes = qsizetype(64) * 1024 * 1024;
 /// Needs that lie this close are read in one go: decoding on is cheaper than decoding from a key frame once more.
 constexpr double mergedGapSeconds = 2;
 constexpr double longestMergedSeconds = 10;
