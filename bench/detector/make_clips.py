@@ -281,6 +281,8 @@ VISIBLE = {"circleopen": (1 / 6, 5 / 6), "circleclose": (1 / 6, 5 / 6), "radial"
 class Clip:
     """One clip: what joins its shots, and how the result is treated and stored."""
 
+    scene = Scene  # what draws the shots
+
     def __init__(self, name, joins, rate="25", size=(512, 288), shot=(1.6, 3.2), motions=MOTIONS, effects=(), post="",
                  encode=("-c:v", "libx264", "-preset", "veryfast", "-crf", "23"), ext="mp4", output=(), length=(0.4, 1.6),
                  sound=False, late=0.0, opening=False):
@@ -293,7 +295,7 @@ def compose(clip, rng, pictures, objects):
     """The filter graph of a clip, its inputs, and its truth in frames."""
     rate = eval(clip.rate)
     w, h = clip.size
-    scene = Scene(rng, pictures, objects, w, h, clip.rate)
+    scene = clip.scene(rng, pictures, objects, w, h, clip.rate)
     wipes = list(XFADE_WIPES)
     rng.shuffle(wipes)
     count = len(clip.joins) + 1

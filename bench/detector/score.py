@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Scores the detector on the clips of make_clips.py.
 
-    score.py FOLDER [--half report] [--detector FILE] [--only TEXT] [--verbose] [--cut N] [--time]
+    score.py FOLDER [--half report]... [--detector FILE] [--only TEXT] [--verbose] [--cut N] [--time]
 
 FOLDER is what make_clips.py filled. Prints precision, recall and F1 by kind of transition and by kind of clip, the errors
 of the limits, the transition time left in segments and the clean time lost, and clips that hold a neighbour's picture (from
@@ -184,7 +184,7 @@ def measure_time(detector, paths, rounds=3):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder")
-    parser.add_argument("--half", default="report")
+    parser.add_argument("--half", action="append", help="report when none is given; several are scored together")
     parser.add_argument("--detector", default=DETECTOR)
     parser.add_argument("--profile", default="aggressive")
     parser.add_argument("--only", default="")
@@ -192,11 +192,11 @@ def main():
     parser.add_argument("--cut", type=int, default=0)
     parser.add_argument("--time", action="store_true")
     options = parser.parse_args()
-    folder = os.path.join(options.folder, options.half)
-    names = sorted(n for n in os.listdir(folder) if n.endswith(".json") and options.only in n)
+    folders = [os.path.join(options.folder, half) for half in options.half or ["report"]]
+    names = [(folder, n) for folder in folders for n in sorted(os.listdir(folder)) if n.endswith(".json") and options.only in n]
     totals = Totals()
     paths = []
-    for name in names:
+    for folder, name in names:
         with open(os.path.join(folder, name)) as file:
             truth = json.load(file)
         path = os.path.join(folder, truth["file"])
