@@ -518,6 +518,7 @@ def cropped(picture, left, top, right, bottom):
 
 CUT_FLOOR = 4.0   # compression and grain stay below this mean difference
 CUT_RATIO = 2.6   # a cut stands out against the motion around it by this factor
+HELD = 0.2        # a repeated picture differs less than this part of the steps around it
 FLASH = 350_000   # the old picture is back within this time after a flash
 
 
@@ -547,8 +548,8 @@ def stands_out(block, i):
     """How far the step to picture i exceeds what is usual around it, as a factor; 0 if it does not stand out."""
     steps, step = block.steps, block.steps[i]
     low, high = block.around(i, 250_000)
-    low, high = max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))
-    near = sorted(steps[low:i] + steps[i + 1:high]) or [0.0]
+    others = [j for j in range(max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))) if j != i and not is_held(steps, j)]
+    near = sorted(steps[j] for j in others) or [0.0]
     usual = near[len(near) * 6 // 10]
     if step >= CUT_RATIO * usual + 2.5:
         moving = near[-1] > 0.2 * step
@@ -556,7 +557,7 @@ def stands_out(block, i):
     if usual < 3.0:
         return 0
     # Perhaps the light flickers: compare without the change of brightness.
-    still = sorted(steady_step(block, j) for j in range(low, high) if j != i) or [0.0]
+    still = sorted(steady_step(block, j) for j in others) or [0.0]
     usual, step = still[len(still) * 6 // 10], steady_step(block, i)
     if step >= CUT_RATIO * usual + 2.5:
         return 0 if is_motion(block, i) else step / (usual + 2.5)
@@ -565,6 +566,13 @@ def stands_out(block, i):
         if correlation(block.luma_of(i - 1), block.luma_of(i)) < 0.4 and shifted(block, i - 1, i) > 0.75:
             return step / (usual + 2.5)
     return 0
+
+
+def is_held(steps, j):
+    """Picture j repeats the one before between others that move: a scene with fewer pictures than the video goes in jerks,
+    each of which would stand out against the repeats."""
+    before, after = max(steps[max(1, j - 2):j], default=0.0), max(steps[j + 1:j + 3], default=0.0)
+    return steps[j] < HELD * min(before, after)
 
 
 def steady_step(block, i):

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Makes video clips whose transitions are known to the frame, for score.py.
 
-    make_clips.py FOLDER [--half tune|report|lavfi...] [--only TEXT]
+    make_clips.py FOLDER [--half tune|report|lavfi...|still...] [--only TEXT]
 
 Each clip is FOLDER/<half>/<name>.<ext> with its truth beside it in <name>.json: the list of transitions as
 [kind, start, end] in seconds from the container's start, and the times at which its pure shots begin and end. Everything
 follows from fixed seeds; the two halves share the kinds of clips, but neither pictures nor lengths nor speeds. A half
 whose name begins with "lavfi" is drawn at random: scenes of ffmpeg's own sources and of smooth pictures that change slowly.
+One whose name begins with "still" has such scenes too, but no joins at all.
 """
 
 import argparse
@@ -429,6 +430,15 @@ def lavfi_clips(half, number=60):
                    motions=motions)
 
 
+def still_clips(half, number=150):
+    """Single shots of pictures that change by themselves: whatever is reported here is wrong."""
+    rng = random.Random("plan " + half)
+    for n in range(number):
+        motion = "source" if n % 3 else rng.choice((*SMOOTH, "fog", "focus", "water"))
+        yield Clip("still-%03d" % n, [], rate=rng.choice(("24", "25", "30000/1001", "30", "50")),
+                   size=rng.choice(((320, 180), (320, 240), (180, 320))), shot=(6, 10), motions=(motion,))
+
+
 def clips(half):
     """The list of clips. Rates, lengths and join orders differ between the halves."""
     t = half.startswith("tune")
@@ -493,14 +503,15 @@ def clips(half):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder")
-    parser.add_argument("--half", action="append", help="tune, report, or any other word for yet another set; lavfi...: at random")
+    parser.add_argument("--half", action="append", help="tune, report, or any other word for yet another set; lavfi...: at random; still...: no joins")
     parser.add_argument("--only", default="")
     options = parser.parse_args()
     for half in options.half or ("tune", "report"):
         folder = os.path.join(options.folder, half)
         os.makedirs(folder, exist_ok=True)
         pictures, objects = write_pictures(folder, random.Random("pictures " + half))
-        for clip in lavfi_clips(half) if half.startswith("lavfi") else clips(half):
+        plan = lavfi_clips if half.startswith("lavfi") else still_clips if half.startswith("still") else clips
+        for clip in plan(half):
             if options.only in clip.name:
                 make(clip, folder, random.Random(half + clip.name), pictures, objects)
                 print(half, clip.name, flush=True)

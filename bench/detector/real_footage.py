@@ -87,12 +87,12 @@ class Footage(Scene):
         self.last = path
         begin += self.rng.uniform(0, end - begin - need - 0.1)
         self.shots.append("%s %.2f" % (os.path.basename(path), begin))
-        number = self.add_input("-ss", "%.3f" % begin, "-t", "%.3f" % (need + 0.1), "-i", path)
+        number = self.add_input("-t", "%.3f" % (begin + need + 0.1), "-i", path)  # -ss would start some of them amid damage
         fill = self.rng.random() < 0.7  # the others get bars
         size = f"{w}:{h}:force_original_aspect_ratio={'increase' if fill else 'decrease'}"
         fit = f"crop={w}:{h}" if fill else f"pad={w}:{h}:-1:-1"
         out = self.label()
-        return (f"[{number}:v]fps={self.rate},scale={size},{fit},setsar=1,format=yuv420p{',' + extra if extra else ''},"
+        return (f"[{number}:v]trim=start={begin:.3f},setpts=PTS-STARTPTS,fps={self.rate},scale={size},{fit},setsar=1,format=yuv420p{',' + extra if extra else ''},"
                 f"tpad=stop=9:stop_mode=clone,trim=end_frame={frames},setpts=PTS-STARTPTS,settb=1/90000[{out}]"), out
 
 
