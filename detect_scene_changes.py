@@ -519,6 +519,7 @@ def cropped(picture, left, top, right, bottom):
 CUT_FLOOR = 4.0   # compression and grain stay below this mean difference
 CUT_RATIO = 2.6   # a cut stands out against the motion around it by this factor
 HELD = 0.2        # a repeated picture differs less than this part of the steps around it
+JERK = 3.0        # a cut to a picture of much the same structure stands out by more
 FLASH = 350_000   # the old picture is back within this time after a flash
 
 
@@ -529,7 +530,7 @@ def find_cuts(block, after, upto):
     for i in range(max(earliest, bisect.bisect_right(block.times, after) - 3), min(len(block.times), block.at(upto) + 4)):
         if block.steps[i] >= CUT_FLOOR:
             strength = stands_out(block, i)
-            if strength and not (is_light_change(block, i) or is_partial(block, i) or is_flash(block, i)):
+            if strength and not (is_light_change(block, i) or is_jerk(block, i, strength) or is_partial(block, i) or is_flash(block, i)):
                 candidates.append((strength, i))
     for strength, i in candidates:
         if any(block.steps[j] > block.steps[i] and abs(j - i) <= 2 for _, j in candidates):
@@ -612,6 +613,11 @@ def is_flash(block, i):
 def is_light_change(block, i):
     """The same structure after a change of light: exposure, lamps, flicker."""
     return correlation(block.luma_of(i - 1), block.luma_of(i)) > 0.92
+
+
+def is_jerk(block, i, strength):
+    """A step that hardly stands out and keeps most of the structure: lost pictures, a jolt, damaged film."""
+    return strength < JERK and correlation(block.luma_of(i - 1), block.luma_of(i)) > 0.8
 
 
 def is_partial(block, i):
