@@ -36,5 +36,5 @@ core_count() {
 
 # Our C++ sources, each path ended by a NUL.
 cpp_sources() {
-    (cd "$project" && find macos-app tests bench fuzz -name '*.cpp' -print0 -o -name '*.h' -print0)
+    (cd "$project" && find macos-app tests campaigns bench fuzz -name '*.cpp' -print0 -o -name '*.h' -print0)
 }

@@ -8,11 +8,13 @@
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDir>
+#include <QDropEvent>
 #include <QFile>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -35,6 +37,10 @@ public:
     // Files
 
     [[nodiscard]] QString path(const QString& name) const { return folder.filePath(name); }
+    [[nodiscard]] static QString detectorPath()
+    {
+        return QCoreApplication::applicationDirPath() + QStringLiteral("/../share/kestrel/detect_scene_changes.py");
+    }
 
     /// What the detector shall do with the video: Python with the functions of `detectorScript` below.
     QString addVideo(const QString& name, const QByteArray& plan) const
@@ -72,6 +78,19 @@ public:
         field->setFocus();
         field->selectAll();
         field->paste();
+    }
+    static void drop(QWidget* field, const QStringList& paths)
+    {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString& path : paths)
+            urls.append(QUrl::fromLocalFile(path));
+        data.setUrls(urls);
+        const QPoint center = field->rect().center();
+        QDragEnterEvent enter(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(field, &enter);
+        QDropEvent event(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(field, &event);
     }
     static void click(QAbstractButton* button) { QTest::mouseClick(button, Qt::LeftButton); }
     void chooseVideo(const QString& videoPath) const { type(line("videoPathField"), videoPath); }
@@ -140,9 +159,8 @@ public:
 private:
     static void installDetector()
     {
-        const QDir resources(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/kestrel"));
-        resources.mkpath(QStringLiteral("."));
-        QFile script(resources.filePath(QStringLiteral("detect_scene_changes.py")));
+        QFile script(detectorPath());
+        QDir().mkpath(QFileInfo(script).path());
         if (!script.open(QIODevice::WriteOnly) || script.write(detectorScript) < 0)
             qFatal("cannot write %s", qPrintable(script.fileName()));
     }

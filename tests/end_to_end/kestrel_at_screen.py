@@ -60,7 +60,8 @@ class Desktop:
         with os.fdopen(reading) as numbers:
             self.display = ":" + numbers.readline().strip()
         expect(len(self.display) > 1, "Xvfb did not start")
-        self.environment = {**os.environ, "DISPLAY": self.display}
+        # Without a session bus: one that is started on demand would outlive the program that asks for it.
+        self.environment = {**os.environ, "DISPLAY": self.display, "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"}
         # Windows that open before it is ready are not given the focus.
         ready = pathlib.Path(self._ended.enter_context(tempfile.TemporaryDirectory())) / "ready"
         self._start(["openbox", "--sm-disable", "--startup", f"touch {ready}"], env=self.environment)

@@ -5,15 +5,11 @@ quitting.py <build folder>
 
 import contextlib
 import pathlib
-import random
-import re
 import shutil
-import subprocess
 import tempfile
-import time
 
-from kestrel_at_screen import (Failure, Kestrel, descendants, expect, expect_equal, is_running, make_video, middle, probe,
-                               run_tests, send, wait_until)
+from kestrel_at_screen import (Kestrel, descendants, expect, expect_equal, is_running, make_video, middle, probe, run_tests,
+                               send, wait_until)
 
 SEGMENTS = 6
 VIDEO_SECONDS = 12
@@ -166,97 +162,5 @@ def detection_is_not_waited_for(desktop, build_folder):
         expect_clean_end(kestrel)
 
 
-def quit_by_shortcut(kestrel):
-    bring_main_window_forward(kestrel)
-    kestrel.desktop.press("ctrl+q")
-
-
-def quit_by_menu(kestrel):
-    bring_main_window_forward(kestrel)
-    click_item(kestrel, "QMenuBar", "Kestrel")
-    wait_until(lambda: shown_items(kestrel, "QMenu"), "the open menu")
-    click_item(kestrel, "QMenu", "退出 Kestrel")
-
-
-def shown_items(kestrel, kind):
-    return [item for window in kestrel.windows() for widget in window["widgets"] if widget["class"] == kind
-            for item in widget["items"]]
-
-
-def click_item(kestrel, kind, text):
-    kestrel.desktop.click(middle(next(item["rect"] for item in shown_items(kestrel, kind) if item["text"] == text)))
-
-
-def quit_by_closing(kestrel):
-    while not kestrel.alert():
-        windows = kestrel.windows()
-        kestrel.desktop.do("windowactivate", "--sync", random.choice(windows)["id"])
-        kestrel.desktop.press("alt+F4")
-        wait_until(lambda: kestrel.alert() or len(kestrel.windows()) < len(windows), "one window less")
-
-
-def interrupt(kestrel):
-    send(kestrel.process, "SIGINT")
-
-
-def terminate(kestrel):
-    send(kestrel.process, "SIGTERM")
-
-
-WAYS = [quit_by_shortcut, quit_by_menu, quit_by_closing, interrupt, terminate]
-
-
-def split_is_complete(kestrel):
-    return kestrel.window("Kestrel") and kestrel.text("statusLabel").startswith(f"分解完成：成功 {SEGMENTS} ")
-
-
-def quit_and_confirm(kestrel, way):
-    """The split may end at any moment, and the program with it: then nothing is asked, or the question closes by itself."""
-    gone = (Failure, StopIteration, TypeError, subprocess.CalledProcessError)
-    answered = way in (interrupt, terminate)
-    with contextlib.suppress(*gone):
-        way(kestrel)
-
-    def has_ended():
-        nonlocal answered
-        if kestrel.process.poll() is not None:
-            return True
-        with contextlib.suppress(*gone):
-            if kestrel.alert():
-                answer(kestrel, "停止并退出")
-                answered = True
-            elif split_is_complete(kestrel) or not answered and not descendants(kestrel.process.pid):
-                send(kestrel.process, "SIGTERM")
-                answered = True
-        return False
-    wait_until(has_ended, "the end")
-
-
-def quit_at_a_random_moment(desktop, build_folder, way):
-    """Clips of an earlier split lie where some of this one go, and beside them."""
-    with kestrel_with_results(desktop, build_folder) as (kestrel, installation):
-        source = installation.video.read_bytes()
-        clips = [installation.clips / f"{installation.video.stem}-{number:02}.mp4" for number in range(1, SEGMENTS + 3)]
-        installation.clips.mkdir()
-        for clip in clips[SEGMENTS // 2:]:
-            shutil.copy2(installation.video, clip)
-        kestrel.fill("concurrencyField", str(random.randint(1, 5)))
-        kestrel.click("splitButton")
-        time.sleep(random.uniform(0, 2.5))
-        finished = re.search(r"完成 (\d+) ", kestrel.text("statusLabel"))
-        quit_and_confirm(kestrel, way)
-        expect_clean_end(kestrel, installation)
-        expect(sum(clip.exists() for clip in clips[:SEGMENTS]) >= int(finished[1] if finished else 0),
-               "clips that were finished before stay")
-        expect(all(clip.read_bytes() == source for clip in clips[SEGMENTS:]), "clips of other names stay")
-        expect(installation.video.read_bytes() == source, "the source is as it was")
-
-
-def quits_at_random_moments(desktop, build_folder):
-    for way in WAYS:
-        quit_at_a_random_moment(desktop, build_folder, way)
-
-
 if __name__ == "__main__":
-    run_tests([idle_quits_at_once, split_asks_before_quitting, closing_the_last_window_asks,
-               detection_is_not_waited_for, quits_at_random_moments])
+    run_tests([idle_quits_at_once, split_asks_before_quitting, closing_the_last_window_asks, detection_is_not_waited_for])
