@@ -10,7 +10,6 @@
 #include <QScreen>
 #include <QTableView>
 #include <QTest>
-#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -36,41 +35,28 @@ private Q_SLOTS:
 
     void opensTheWindowInTheMiddle()
     {
-        QCOMPARE(m_window->centralWidget()->size(), QSize(860, 620));
         const QRect available = m_window->screen()->availableGeometry();
         const QRect frame(m_window->pos(), m_window->size());
-        QCOMPARE(frame.left(), std::max(available.left(), available.left() + (available.width() - frame.width()) / 2));
-        QCOMPARE(frame.top(), std::max(available.top(), available.top() + (available.height() - frame.height()) / 2));
+        QCOMPARE(frame.topLeft(), available.topLeft() + QPoint(std::max(0, (available.width() - frame.width()) / 2),
+                                                               std::max(0, (available.height() - frame.height()) / 2)));
     }
 
     void hasExactlyTheMenu()
     {
-        QStringList lines;
+        QString menu;
         for (const QAction* top : m_window->menuBar()->actions()) {
-            lines.append(top->text());
+            menu += top->text() + u": "_s;
             for (const QAction* item : top->menu()->actions())
-                lines.append(u"  "_s + item->text() + u' ' + item->shortcut().toString(QKeySequence::PortableText));
+                menu += item->text() + u' ' + item->shortcut().toString(QKeySequence::PortableText) + u"; "_s;
         }
-        QCOMPARE(lines, (QStringList{u"Kestrel"_s, u"  退出 Kestrel Ctrl+Q"_s, u"编辑"_s, u"  撤销 Ctrl+Z"_s,
-                                     u"  重做 Ctrl+Shift+Z"_s, u"   "_s, u"  剪切 Ctrl+X"_s, u"  复制 Ctrl+C"_s,
-                                     u"  粘贴 Ctrl+V"_s, u"  全选 Ctrl+A"_s}));
-    }
-
-    void editsTheFocusedText_data()
-    {
-        QTest::addColumn<bool>("byKeys");
-        QTest::newRow("by keys") << true;
-        QTest::newRow("by menu") << false;
+        QCOMPARE(menu,
+                 u"Kestrel: 退出 Kestrel Ctrl+Q; 编辑: 撤销 Ctrl+Z; 重做 Ctrl+Shift+Z;  ; 剪切 Ctrl+X; 复制 Ctrl+C; "
+                 "粘贴 Ctrl+V; 全选 Ctrl+A; "_s);
     }
 
     void editsTheFocusedText()
     {
-        QFETCH(const bool, byKeys);
-        const auto choose = [&](const QString& title, const QKeySequence& keys) {
-            if (byKeys) {
-                QTest::keySequence(QApplication::focusWidget(), keys);
-                return;
-            }
+        const auto choose = [&](const QString& title) {
             for (QAction* item : m_window->menuBar()->actions().at(1)->menu()->actions()) {
                 if (item->text() == title)
                     item->trigger();
@@ -79,32 +65,32 @@ private Q_SLOTS:
         QLineEdit* field = m_window->prefixField;
         field->setFocus();
         QTest::keyClicks(field, u"ab"_s);
-        choose(u"撤销"_s, u"Ctrl+Z"_s);
+        choose(u"撤销"_s);
         QCOMPARE(field->text(), QString());
-        choose(u"重做"_s, u"Ctrl+Shift+Z"_s);
+        choose(u"重做"_s);
         QCOMPARE(field->text(), u"ab"_s);
-        choose(u"全选"_s, u"Ctrl+A"_s);
+        choose(u"全选"_s);
         QCOMPARE(field->selectedText(), u"ab"_s);
-        choose(u"剪切"_s, u"Ctrl+X"_s);
+        choose(u"剪切"_s);
         QCOMPARE(field->text(), QString());
         m_window->cropField->setFocus();
-        choose(u"粘贴"_s, u"Ctrl+V"_s);
+        choose(u"粘贴"_s);
         QCOMPARE(m_window->cropField->text(), u"ab"_s);
 
         m_window->parseButton->setFocus(); // no text: nothing happens
-        choose(u"剪切"_s, u"Ctrl+X"_s);
+        choose(u"剪切"_s);
         QPlainTextEdit log(u"log"_s); // a window of its own, as the workers' are
         log.setReadOnly(true);
         log.show();
         QVERIFY(QTest::qWaitForWindowActive(&log));
         log.setFocus();
-        choose(u"全选"_s, u"Ctrl+A"_s);
-        choose(u"复制"_s, u"Ctrl+C"_s);
+        choose(u"全选"_s);
+        choose(u"复制"_s);
         QCOMPARE(log.textCursor().selectedText(), u"log"_s);
         m_window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(m_window));
         field->setFocus();
-        choose(u"粘贴"_s, u"Ctrl+V"_s);
+        choose(u"粘贴"_s);
         QCOMPARE(field->text(), u"log"_s);
     }
 
@@ -123,26 +109,6 @@ private Q_SLOTS:
         QCOMPARE(field->text(), QString());
         QTest::keySequence(field, u"Ctrl+Z"_s);
         QCOMPARE(field->text(), before);
-    }
-
-    void quits_data()
-    {
-        QTest::addColumn<bool>("byClosing");
-        QTest::newRow("by its shortcut") << false;
-        QTest::newRow("by closing the last window") << true;
-    }
-
-    void quits()
-    {
-        QFETCH(const bool, byClosing);
-        QTimer::singleShot(0, m_window, [&] {
-            if (byClosing)
-                m_window->close();
-            else
-                QTest::keySequence(m_window, u"Ctrl+Q"_s);
-        });
-        QTimer::singleShot(5000, this, [] { QCoreApplication::exit(1); });
-        QCOMPARE(QApplication::exec(), 0);
     }
 
 private:

@@ -54,31 +54,15 @@ private Q_SLOTS:
     void argumentsInTheirOrder()
     {
         FFmpegJob job = {1, video, FileURL(u"/out/c-01.mp4"_s), 12.5, 30, CropParameters{1280, 720, 0, 40}};
-        const QStringList executed = {u"-y"_s,
-                                      u"-hide_banner"_s,
-                                      u"-nostdin"_s,
-                                      u"-stats_period"_s,
-                                      u"0.5"_s,
-                                      u"-progress"_s,
-                                      u"pipe:2"_s,
-                                      u"-ss"_s,
-                                      u"12.5"_s,
-                                      u"-i"_s,
-                                      u"/v/long film.mp4"_s,
-                                      u"-t"_s,
-                                      u"30"_s,
-                                      u"-strict"_s,
-                                      u"-2"_s,
-                                      u"-vf"_s,
-                                      u"crop=1280:720:0:40"_s,
-                                      u"/out/c-01.mp4"_s};
-        QCOMPARE(job.executionArguments(), executed);
+        QCOMPARE(job.executionArguments().join(u'|'), u"-y|-hide_banner|-nostdin|-stats_period|0.5|-progress|pipe:2|-"
+                                                      u"ss|12.5|-i|/v/long film.mp4|-t|30|-strict|-2|"
+                                                      "-vf|crop=1280:720:0:40|/out/c-01.mp4"_s);
         QCOMPARE(job.commandPreview(), u"ffmpeg -y -hide_banner -ss 12.5 -i \"/v/long film.mp4\" -t 30 -strict -2 -vf "
                                        "\"crop=1280:720:0:40\" /out/c-01.mp4"_s);
         job.crop.reset();
         job.start = -3;
-        QCOMPARE(job.arguments().mid(2), QStringList({u"-ss"_s, u"0"_s, u"-i"_s, u"/v/long film.mp4"_s, u"-t"_s,
-                                                      u"30"_s, u"-strict"_s, u"-2"_s, u"/out/c-01.mp4"_s}));
+        QCOMPARE(job.arguments().join(u'|'),
+                 u"-y|-hide_banner|-ss|0|-i|/v/long film.mp4|-t|30|-strict|-2|/out/c-01.mp4"_s);
     }
 
     void eventSummary()
@@ -95,15 +79,10 @@ private Q_SLOTS:
 
     void strategies()
     {
-        QCOMPARE(FadeRemovalStrategy::defaultValue.pythonArgument(), u"aggressive"_s);
-        QVERIFY(!FadeRemovalStrategy::fromRawValue(u"Standard"_s));
-        for (const std::optional<QString>& unknown :
-             {std::optional<QString>(), std::optional(u""_s), std::optional(u"Standard"_s)})
+        for (const auto& unknown : {std::optional<QString>(), std::optional(u"Standard"_s)})
             QVERIFY(FadeRemovalStrategy::fromPythonArgument(unknown) == FadeRemovalStrategy::aggressive);
         for (const FadeRemovalStrategy strategy : FadeRemovalStrategy::allCases)
             QVERIFY(FadeRemovalStrategy::fromPythonArgument(strategy.rawValue()) == strategy);
-        QCOMPARE(FadeRemovalStrategy(FadeRemovalStrategy::standard).defaultPaddingSettings(),
-                 (FadePaddingSettings{0.08, 0.18}));
     }
 };
 

@@ -9,9 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString skipFormat = u"跳过检测秒数必须是大于等于 0 的数字。"_s;
-const QString paddingFormat = u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s;
-
 DetectorPayload payloadOf(double duration)
 {
     DetectorPayload payload;
@@ -31,25 +28,16 @@ class SegmentEditingTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void skip_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<double>("seconds");
-        QTest::newRow("empty") << u" "_s << QString() << 0.0;
-        QTest::newRow("trimmed") << u" 1.5\u3000"_s << QString() << 1.5;
-        QTest::newRow("a day") << u"86400"_s << QString() << 86400.0;
-        QTest::newRow("more than a day") << u"86400.5"_s << u"跳过检测秒数过大。"_s << 86400.5;
-        QTest::newRow("beyond double") << u"1e999"_s << u"跳过检测秒数过大。"_s
-                                       << std::numeric_limits<double>::infinity();
-        QTest::newRow("negative") << u"-1"_s << skipFormat << 0.0;
-        QTest::newRow("no number") << u"nan"_s << skipFormat << 0.0;
-    }
     void skip()
     {
-        QFETCH(QString, text);
-        QTEST(validateSkipStart(text).value_or(QString()), "message");
-        QTEST(readSkipStartSeconds(text), "seconds");
+        for (const auto& [text, seconds] :
+             {std::pair(u" "_s, 0.0), {u" 1.5\u3000"_s, 1.5}, {u"86400"_s, 86400.0}, {u"-1"_s, 0.0}, {u"nan"_s, 0.0}})
+            QCOMPARE(readSkipStartSeconds(text), seconds);
+        QVERIFY(!validateSkipStart(u" "_s) && !validateSkipStart(u"86400"_s));
+        for (const QString& text : {u"86400.5"_s, u"1e999"_s})
+            QCOMPARE(validateSkipStart(text).value_or(QString()), u"跳过检测秒数过大。"_s);
+        for (const QString& text : {u"-1"_s, u"nan"_s})
+            QCOMPARE(validateSkipStart(text).value_or(QString()), u"跳过检测秒数必须是大于等于 0 的数字。"_s);
     }
 
     void crop()
@@ -70,44 +58,23 @@ private Q_SLOTS:
     {
         QVERIFY(!validateFadePadding({u"5.0"_s, u" 0 "_s}));
         QCOMPARE(validateFadePadding({u"0"_s, u"5.01"_s}).value_or(QString()), u"Fade 左右扩秒数过大。"_s);
-        QCOMPARE(validateFadePadding({u"9"_s, u""_s}).value_or(QString()), paddingFormat);
-        QCOMPARE(validateFadePadding({u"-0.1"_s}).value_or(QString()), paddingFormat);
+        for (const QString& text : {u""_s, u"-0.1"_s})
+            QCOMPARE(validateFadePadding({u"9"_s, text}).value_or(QString()),
+                     u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s);
         QCOMPARE(readFadePadding(u"0.5"_s, u"x"_s, FadeRemovalStrategy::extreme), (FadePaddingSettings{0.5, 0.32}));
     }
 
-    void concurrency_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("workers");
-        QTest::newRow("in range") << u"7"_s << 7;
-        QTest::newRow("too many") << u"20"_s << 12;
-        QTest::newRow("beyond 32 bits") << u"3000000000"_s << 12;
-        QTest::newRow("none") << u"0"_s << 1;
-        QTest::newRow("negative") << u"-5"_s << 1;
-        QTest::newRow("not trimmed") << u" 7"_s << 3;
-        QTest::newRow("no number") << u"x"_s << 3;
-        QTest::newRow("beyond 64 bits") << u"99999999999999999999"_s << 3;
-    }
     void concurrency()
     {
-        QFETCH(QString, text);
-        QTEST(readConcurrency(text), "workers");
-    }
-
-    void retiming()
-    {
-        const EditableSegment original = {1, true, 2, 5, false};
-        EditableSegment segment = original;
-        const auto refusal = [&](SegmentEdge edge, const QString& text) {
-            return retimeSegment(segment, edge, text).value_or(QString());
-        };
-        QCOMPARE(refusal(SegmentEdge::start, u"5"_s), u"时间格式应为 时:分:秒.毫秒，例如 00:01:23.456。"_s);
-        QCOMPARE(refusal(SegmentEdge::start, u"0:0:5"_s), u"开始时间必须小于结束时间。"_s);
-        QCOMPARE(refusal(SegmentEdge::end, u"0:0:2"_s), u"结束时间必须大于开始时间。"_s);
-        QCOMPARE(segment, original);
-        QCOMPARE(refusal(SegmentEdge::start, u"0:0:4.999"_s), QString());
-        QCOMPARE(refusal(SegmentEdge::end, u"0:1:0"_s), QString());
-        QCOMPARE(segment, (EditableSegment{1, true, 4.999, 60, false}));
+        for (const auto& [text, workers] : {std::pair(u"7"_s, 7),
+                                            {u"20"_s, 12},
+                                            {u"3000000000"_s, 12},
+                                            {u"0"_s, 1},
+                                            {u"-5"_s, 1},
+                                            {u" 7"_s, 3},
+                                            {u"x"_s, 3},
+                                            {u"99999999999999999999"_s, 3}})
+            QCOMPARE(readConcurrency(text), workers);
     }
 
     void manualRow_data()
@@ -139,9 +106,6 @@ private Q_SLOTS:
         QTEST(added.end, "end");
         QCOMPARE(added.index, segments.isEmpty() ? 0 : 9);
         QVERIFY(added.isManual && added.isEnabled);
-    }
-    void manualRowIndexSaturates()
-    {
         constexpr qint64 largest = std::numeric_limits<qint64>::max();
         QCOMPARE(makeManualSegment({{largest, true, 0, 1, false}}, std::nullopt).index, largest);
     }
