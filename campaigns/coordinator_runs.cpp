@@ -89,7 +89,7 @@ class Run final : public SplitCoordinatorDelegate
 public:
     Run()
         : m_jobs(simulation->chance(5) ? 0 : simulation->random.bounded(1, 25))
-        , m_concurrency(simulation->random.bounded(0, 13))
+        , m_concurrency(simulation->random.bounded(-3, 13))
     {
         m_coordinator =
             std::make_shared<SplitCoordinator>(QList<FFmpegJob>(m_jobs), m_concurrency, RuntimeConfiguration());

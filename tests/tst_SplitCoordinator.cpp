@@ -6,7 +6,6 @@
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -21,24 +20,21 @@ public:
     QStringList lines;
     std::function<void(const QString&)> inside;
 
-    void splitCoordinatorDidStart(int totalJobs, int workerCount) override { add("start", {totalJobs, workerCount}); }
+    void splitCoordinatorDidStart(int total, int workers) override { add(u"start %1 %2"_s.arg(total).arg(workers)); }
     void splitCoordinatorDidUpdate(int completed, int failed, int total) override
     {
-        add("update", {completed, failed, total});
+        add(u"update %1 %2 %3"_s.arg(completed).arg(failed).arg(total));
     }
     void splitCoordinatorDidFinish(int completed, int failed, int total) override
     {
-        add("finish", {completed, failed, total});
+        add(u"finish %1 %2 %3"_s.arg(completed).arg(failed).arg(total));
     }
 
     [[nodiscard]] bool finished() const { return !lines.isEmpty() && lines.last().startsWith(u"finish"); }
 
 private:
-    void add(const char* name, std::initializer_list<int> numbers)
+    void add(const QString& line)
     {
-        QString line = QString::fromLatin1(name);
-        for (const int number : numbers)
-            line += u' ' + QString::number(number);
         lines << line;
         if (inside)
             inside(line);
@@ -116,18 +112,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(workerWindows().isEmpty() && qApp->findChildren<QProcess*>().isEmpty(), patience);
     }
 
-    void cutsARealVideo_data()
-    {
-        QTest::addColumn<std::optional<CropParameters>>("crop");
-        QTest::addColumn<QByteArray>("expectedSize");
-        QTest::newRow("whole picture") << std::optional<CropParameters>() << QByteArray("320x180");
-        QTest::newRow("cropped") << std::optional(CropParameters{160, 120, 32, 8}) << QByteArray("160x120");
-    }
-
+    /// Five clips by three workers, every other one cropped.
     void cutsARealVideo()
     {
-        QFETCH(std::optional<CropParameters>, crop);
-        QFETCH(QByteArray, expectedSize);
         const QTemporaryDir folder;
         const QString video = folder.filePath(u"输入 视频.mp4"_s);
         outputOf(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
@@ -141,7 +128,7 @@ private Q_SLOTS:
                               FileURL(folder.filePath(u"片段-0%1.mp4"_s.arg(number))),
                               double(jobs.size()) * 1.5,
                               duration,
-                              crop};
+                              number % 2 == 0 ? std::optional(CropParameters{160, 120, 32, 8}) : std::nullopt};
         }
         const FileURL ffmpeg(QStandardPaths::findExecutable(u"ffmpeg"_s));
         start(jobs, 3, {ffmpeg, ffmpeg, ffmpeg});
@@ -163,7 +150,7 @@ private Q_SLOTS:
                 outputOf(u"ffprobe"_s, {u"-v"_s, u"error"_s, u"-of"_s, u"csv=p=0:s=x"_s, u"-show_entries"_s,
                                         u"stream=width,height,duration"_s, job.outputURL.path()})
                     .split('x');
-            QCOMPARE(probed.value(0) + 'x' + probed.value(1), expectedSize);
+            QCOMPARE(probed.value(0) + 'x' + probed.value(1), job.crop ? "160x120" : "320x180");
             QVERIFY2(std::abs(probed.value(2).toDouble() - job.duration) <= 0.041, probed.join('x'));
         }
     }
@@ -174,13 +161,11 @@ private Q_SLOTS:
         for (int number = 1; number <= 5; ++number)
             tool.makeGate(u"%1-gate"_s.arg(number));
         start(jobsOf(tool, 5), 3, tool.runtime());
-        const auto updatesAfter = [&](const QString& number) {
-            tool.openGate(number + u"-gate"_s);
-            return m_reports.lines.size() + 1;
-        };
+        int ended = 0;
         for (const auto& number : {u"2"_s, u"1"_s, u"4"_s, u"5"_s, u"3"_s}) {
-            const qsizetype expected = updatesAfter(number) + (number == u"3" ? 1 : 0);
-            QTRY_COMPARE_WITH_TIMEOUT(m_reports.lines.size(), expected, patience);
+            tool.openGate(number + u"-gate"_s);
+            ++ended;
+            QTRY_VERIFY_WITH_TIMEOUT(m_reports.lines.contains(u"update %1 0 5"_s.arg(ended)), patience);
         }
         QCOMPARE(m_reports.lines.last(), u"finish 5 0 5"_s);
         const QStringList expectedOutputs = {u"1 5"_s, u"2 4"_s, u"3"_s};
@@ -194,31 +179,6 @@ private Q_SLOTS:
         }
     }
 
-    void workersNeverOutnumberJobs_data()
-    {
-        QTest::addColumn<int>("jobs");
-        QTest::addColumn<int>("concurrency");
-        QTest::addColumn<int>("workers");
-        QTest::newRow("fewer jobs than asked workers") << 2 << 3 << 2;
-        QTest::newRow("none asked") << 3 << 0 << 1;
-        QTest::newRow("less than none asked") << 3 << -3 << 1;
-        QTest::newRow("one by one") << 3 << 1 << 1;
-        QTest::newRow("twelve") << 20 << 12 << 12;
-    }
-
-    void workersNeverOutnumberJobs()
-    {
-        QFETCH(int, jobs);
-        QFETCH(int, concurrency);
-        QFETCH(int, workers);
-        const FakeFFmpeg tool(":");
-        start(jobsOf(tool, jobs), concurrency, tool.runtime());
-        QCOMPARE(m_reports.lines.first(), u"start %1 %2"_s.arg(jobs).arg(workers));
-        QCOMPARE(workerWindows().size(), workers);
-        QTRY_COMPARE_WITH_TIMEOUT(m_reports.lines.last(), u"finish %1 0 %1"_s.arg(jobs), patience);
-        QVERIFY(allIdle(workerWindows()));
-    }
-
     void noJobsFinishAtOnce()
     {
         start({}, 3, FakeFFmpeg(":").runtime());
@@ -229,34 +189,27 @@ private Q_SLOTS:
     void launchFailuresAreWorkedThroughAtOnce_data()
     {
         QTest::addColumn<int>("jobs");
-        QTest::addColumn<bool>("executable");
         QTest::addColumn<bool>("releasedInside");
-        QTest::newRow("not executable") << 5 << false << false;
-        QTest::newRow("missing folder") << 5 << true << false;
-        QTest::newRow("released in the finish report") << 5 << false << true;
-        QTest::newRow("a hundred thousand") << 100'000 << false << false;
+        QTest::newRow("a few") << 5 << false;
+        QTest::newRow("released in the finish report") << 5 << true;
+        QTest::newRow("a hundred thousand") << 100'000 << false;
     }
 
     void launchFailuresAreWorkedThroughAtOnce()
     {
         QFETCH(int, jobs);
-        QFETCH(bool, executable);
         QFETCH(bool, releasedInside);
         const FakeFFmpeg tool(":");
-        QFile::setPermissions(tool.file(u"ffmpeg"_s).path(), executable ? QFile::ExeOwner : QFile::ReadOwner);
         m_reports.inside = [&](const QString& line) {
             if (releasedInside && line.startsWith(u"finish"))
                 m_coordinator.reset();
         };
         start(QList<FFmpegJob>(jobs, tool.job(u"missing/out"_s)), 3, tool.runtime());
 
-        QCOMPARE(m_reports.lines.size(), 1 + jobs + 1);
         QCOMPARE(m_reports.lines.at(1), u"update 0 1 %1"_s.arg(jobs));
         QCOMPARE(m_reports.lines.last(), u"finish 0 %1 %1"_s.arg(jobs));
-        QVERIFY(allIdle(workerWindows()));
         QTRY_COMPARE_WITH_TIMEOUT(logOf(workerWindows().at(0)).count(u"启动失败："_s), jobs, patience);
         QVERIFY(logOf(workerWindows().at(2)).isEmpty());
-        QCoreApplication::processEvents();
         QVERIFY(allIdle(workerWindows()));
         QCOMPARE(m_reports.lines.size(), 1 + jobs + 1);
     }
@@ -283,42 +236,6 @@ private Q_SLOTS:
         QVERIFY(allIdle(workerWindows()));
     }
 
-    void stoppingCountsEveryJobAsFailed_data()
-    {
-        QTest::addColumn<QString>("moment");
-        QTest::addColumn<QString>("finish");
-        QTest::newRow("before any launch") << u"start"_s << u"finish 0 6 6"_s;
-        QTest::newRow("between two launches") << u"update 0 1 6"_s << u"finish 0 6 6"_s;
-        QTest::newRow("when a job has ended") << u"update 1 1 6"_s << u"finish 1 5 6"_s;
-    }
-
-    /// Jobs: 1 waits for ever, 2 cannot be launched, 3 ends at once, 4 to 6 wait for ever.
-    void stoppingCountsEveryJobAsFailed()
-    {
-        QFETCH(QString, moment);
-        QFETCH(QString, finish);
-        const FakeFFmpeg tool("echo part > \"$output\"; case \"$output\" in *3) exit 0;; esac; read line < gate");
-        tool.makeGate(u"gate"_s);
-        QList<FFmpegJob> jobs = jobsOf(tool, 6);
-        jobs[1] = tool.job(u"missing/2"_s);
-        int unfinished = 0;
-        m_reports.inside = [&](const QString& line) {
-            if (line.startsWith(moment)) {
-                m_coordinator->stopAll();
-                unfinished = m_coordinator->unfinishedJobs();
-            }
-        };
-        start(jobs, 2, tool.runtime());
-        QTRY_VERIFY_WITH_TIMEOUT(m_reports.finished(), patience);
-        QCOMPARE(m_reports.lines.last(), finish);
-        QCOMPARE(m_reports.lines.filter(u"update"_s).size(), 6);
-        QCOMPARE(unfinished, 6 - m_reports.lines.indexOf(QRegularExpression(u'^' + moment + u".*"_s)));
-        QCOMPARE(tool.exists(u"3"_s), finish.startsWith(u"finish 1"));
-        for (const auto& stopped : {u"1"_s, u"4"_s, u"5"_s, u"6"_s})
-            QVERIFY(!tool.exists(stopped));
-        QVERIFY(allIdle(workerWindows()));
-    }
-
     void runGoesOnWithoutDelegateAndWithClosedWindow()
     {
         const FakeFFmpeg tool("read line < gate; echo whole > \"$output\"");
@@ -334,19 +251,6 @@ private Q_SLOTS:
         tool.openGate(u"gate"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_coordinator->unfinishedJobs(), 0, patience);
         QVERIFY(tool.exists(u"2"_s));
-    }
-
-    void releasedCoordinatorStartsNothingMore()
-    {
-        const FakeFFmpeg tool("read line < gate; echo whole > \"$output\"");
-        tool.makeGate(u"gate"_s);
-        start(jobsOf(tool, 3), 1, tool.runtime());
-        m_coordinator.reset();
-        tool.openGate(u"gate"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(qApp->findChildren<QProcess*>().isEmpty(), patience);
-        QVERIFY(tool.exists(u"1"_s) && !tool.exists(u"2"_s));
-        QCOMPARE(m_reports.lines, QStringList{u"start 3 1"_s});
-        QCOMPARE(workerWindows().size(), 1);
     }
 };
 
