@@ -58,9 +58,7 @@ def take(kestrel, path, rest_seconds=0.4):
 
 
 def show_results(kestrel, video):
-    kestrel.drop([video], "videoPathField")
-    kestrel.click("parseButton")
-    kestrel.wait_for_text("statusLabel", "解析完成")
+    kestrel.detect(video)
     kestrel.click("addSegmentButton")
     kestrel.click_cell("eventTableView", 2, 1)
 
@@ -116,7 +114,7 @@ def take_viewer(build_folder, pictures):
                                          ("dark", dark_desktop(folder), "segmentTableView")):
             with Kestrel(desktop, build_folder, environment=environment) as kestrel:
                 place(kestrel)
-                viewer.make_results(kestrel, video)
+                kestrel.detect(video)
                 row = 2
                 if table == "segmentTableView":
                     kestrel.fill("cropField", "560:316:40:22")
@@ -142,7 +140,8 @@ def take_overview(build_folder, pictures):
         (folder / "假日-02.mp4").mkdir()
         for name, environment in (("light", None), ("dark", dark_desktop(pathlib.Path(settings)))):
             with Kestrel(desktop, build_folder, environment=environment) as kestrel:
-                overview.show_results(kestrel, video)
+                kestrel.fill_screen()
+                kestrel.detect(video)
                 kestrel.retime(2, 2, "00:10:06.000")
                 kestrel.retime(2, 1, "00:10:00.000")
                 overview.start_split(kestrel, "2")

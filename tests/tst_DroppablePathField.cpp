@@ -21,52 +21,46 @@ private Q_SLOTS:
         QVERIFY(QFile(m_file).open(QIODevice::WriteOnly));
     }
 
-    void takesTheFirstAcceptableItem_data()
+    void takesTheFirstAcceptableItem()
     {
-        QTest::addColumn<Kind>("kind");
-        QTest::addColumn<QList<QUrl>>("urls");
-        QTest::addColumn<QString>("taken"); // empty: refused
-
         const QString folder = m_folder.path();
         const QUrl file = QUrl::fromLocalFile(m_file);
         const QUrl directory = QUrl::fromLocalFile(folder + u'/');
+        const QUrl gone = QUrl::fromLocalFile(m_file + u".gone"_s);
         QUrl fileOfThisMachine = file;
         fileOfThisMachine.setHost(u"localhost"_s);
         QUrl fileOfAnotherMachine = file;
         fileOfAnotherMachine.setHost(u"elsewhere"_s);
-
-        QTest::newRow("a file of any type on a file field") << Kind::file << QList{file} << m_file;
-        QTest::newRow("a folder on a file field") << Kind::file << QList{directory} << QString();
-        QTest::newRow("a folder on a folder field") << Kind::directory << QList{directory} << folder;
-        QTest::newRow("a file on a folder field") << Kind::directory << QList{file} << QString();
-        QTest::newRow("the second of two is the file") << Kind::file << QList{directory, file} << m_file;
-        QTest::newRow("the first of two, both taken") << Kind::any << QList{directory, file} << folder;
-        QTest::newRow("a file that is gone")
-            << Kind::any << QList{QUrl::fromLocalFile(m_file + u".missing"_s)} << QString();
-        QTest::newRow("a file named with this machine") << Kind::file << QList{fileOfThisMachine} << m_file;
-        QTest::newRow("a file of another machine") << Kind::file << QList{fileOfAnotherMachine} << QString();
-        QTest::newRow("a page of the web")
-            << Kind::any << QList{QUrl(u"https://localhost/etc/hostname"_s)} << QString();
-    }
-
-    void takesTheFirstAcceptableItem()
-    {
-        QFETCH(const Kind, kind);
-        QFETCH(const QList<QUrl>, urls);
-        QFETCH(const QString, taken);
-
-        DroppablePathField field(kind);
-        field.setText(u"before"_s);
-        QStringList reported;
-        field.onURLDropped = [&](const QString& path) { reported += {path, field.text()}; };
-        QMimeData data;
-        data.setUrls(urls);
-        const Answer answer = dragAndDrop(field, data);
-
-        QCOMPARE(answer.entered, !taken.isEmpty());
-        QCOMPARE(answer.dropped, !taken.isEmpty());
-        QCOMPARE(field.text(), taken.isEmpty() ? u"before"_s : taken);
-        QCOMPARE(reported, taken.isEmpty() ? QStringList() : QStringList({taken, taken})); // the field shows it by then
+        struct Row
+        {
+            Kind kind;
+            QList<QUrl> urls;
+            QString taken; // empty: refused
+        };
+        const QList<Row> rows = {{Kind::file, {file}, m_file},
+                                 {Kind::file, {directory}, {}},
+                                 {Kind::file, {directory, file}, m_file},
+                                 {Kind::file, {fileOfThisMachine}, m_file},
+                                 {Kind::file, {fileOfAnotherMachine}, {}},
+                                 {Kind::directory, {directory}, folder},
+                                 {Kind::directory, {file}, {}},
+                                 {Kind::any, {directory, file}, folder},
+                                 {Kind::any, {gone}, {}},
+                                 {Kind::any, {QUrl(u"https://localhost/etc/hostname"_s)}, {}}};
+        for (const auto& [kind, urls, taken] : rows) {
+            DroppablePathField field(kind);
+            field.setText(u"before"_s);
+            QStringList reported;
+            field.onURLDropped = [&](const QString& path) { reported += {path, field.text()}; };
+            QMimeData data;
+            data.setUrls(urls);
+            const Answer answer = dragAndDrop(field, data);
+            QVERIFY2(answer.entered == !taken.isEmpty() && answer.dropped == answer.entered,
+                     qPrintable(urls.last().toString()));
+            QCOMPARE(field.text(), taken.isEmpty() ? u"before"_s : taken);
+            QCOMPARE(reported,
+                     taken.isEmpty() ? QStringList() : QStringList({taken, taken})); // the field shows it by then
+        }
     }
 
     void refusesTextAndForgetsTheHighlight()

@@ -16,11 +16,6 @@ DetectorPayload payloadOf(double duration)
     return payload;
 }
 
-TransitionEvent eventAt(double start, double end)
-{
-    return {0, u"fade"_s, start, end, end - start, 1, u"test"_s};
-}
-
 } // namespace
 
 class SegmentEditingTest final : public QObject
@@ -77,56 +72,47 @@ private Q_SLOTS:
             QCOMPARE(readConcurrency(text), workers);
     }
 
-    void manualRow_data()
-    {
-        QTest::addColumn<double>("lastEnd");  // negative: no row before
-        QTest::addColumn<double>("duration"); // not a number: no payload
-        QTest::addColumn<double>("start");
-        QTest::addColumn<double>("end");
-        const double none = std::numeric_limits<double>::quiet_NaN();
-        QTest::newRow("first row of a short video") << none << 0.5 << 0.0 << 0.5;
-        QTest::newRow("first row without a payload") << none << none << 0.0 << 1.0;
-        QTest::newRow("behind the last row") << 3.0 << 10.0 << 3.0 << 4.0;
-        QTest::newRow("capped at the duration") << 9.5 << 10.0 << 9.5 << 10.0;
-        QTest::newRow("at the video's end") << 10.0 << 10.0 << 10.0 << 10.001;
-        QTest::newRow("beyond the video's end") << 12.0 << 10.0 << 10.0 << 10.001;
-        QTest::newRow("last row before zero") << -4.0 << none << 0.0 << 1.0;
-        QTest::newRow("negative duration") << 3.0 << -1.0 << -1.0 << -0.999;
-    }
+    /// Behind the last row, within the video, and never without a length.
     void manualRow()
     {
-        QFETCH(double, lastEnd);
-        QFETCH(double, duration);
-        QList<EditableSegment> segments;
-        if (!std::isnan(lastEnd))
-            segments = {{8, true, 0, 1, false}, {3, true, -9, lastEnd, false}};
-        const auto payload = std::isnan(duration) ? std::nullopt : std::optional(payloadOf(duration));
-        const EditableSegment added = makeManualSegment(segments, payload);
-        QTEST(added.start, "start");
-        QTEST(added.end, "end");
-        QCOMPARE(added.index, segments.isEmpty() ? 0 : 9);
-        QVERIFY(added.isManual && added.isEnabled);
+        struct Row
+        {
+            std::optional<double> lastEnd;
+            std::optional<double> duration;
+            double start;
+            double end;
+        };
+        for (const auto& [lastEnd, duration, start, end] : {Row{{}, 0.5, 0, 0.5},
+                                                            {{}, {}, 0, 1},
+                                                            {3, 10, 3, 4},
+                                                            {9.5, 10, 9.5, 10},
+                                                            {10, 10, 10, 10.001},
+                                                            {12, 10, 10, 10.001},
+                                                            {-4, {}, 0, 1},
+                                                            {3, -1, -1, -0.999}}) {
+            QList<EditableSegment> segments;
+            if (lastEnd)
+                segments = {{8, true, 0, 1, false}, {3, true, -9, *lastEnd, false}};
+            const auto payload = duration ? std::optional(payloadOf(*duration)) : std::nullopt;
+            const EditableSegment expected = {segments.isEmpty() ? 0 : 9, true, start, end, true};
+            const EditableSegment added = makeManualSegment(segments, payload);
+            QVERIFY2(added == expected, qPrintable(u"%1 to %2"_s.arg(added.start).arg(added.end)));
+        }
         constexpr qint64 largest = std::numeric_limits<qint64>::max();
         QCOMPARE(makeManualSegment({{largest, true, 0, 1, false}}, std::nullopt).index, largest);
     }
 
-    void relatedSegments_data()
-    {
-        QTest::addColumn<double>("start");
-        QTest::addColumn<double>("end");
-        QTest::addColumn<QList<qint64>>("related");
-        QTest::newRow("touching both") << 10.0 << 12.0 << QList<qint64>{1, 2};
-        QTest::newRow("within half a millisecond, one side only") << 10.0004 << 11.0 << QList<qint64>{1};
-        QTest::newRow("just outside: the nearest of each side") << 10.0006 << 11.0 << QList<qint64>{1, 2};
-        QTest::newRow("before everything") << -3.0 << -2.0 << QList<qint64>{1};
-        QTest::newRow("behind everything: the earlier of two equally near") << 40.0 << 41.0 << QList<qint64>{3};
-    }
     void relatedSegments()
     {
-        QFETCH(double, start);
-        QFETCH(double, end);
         const QList<KeepSegment> segments = {{1, 0, 10, 10}, {2, 12, 20, 8}, {3, 21, 30, 9}, {4, 22, 30, 8}};
-        QTEST(relatedKeepSegmentIndices(eventAt(start, end), segments), "related");
+        const auto related = [&](double start, double end) {
+            return relatedKeepSegmentIndices({0, u"fade"_s, start, end, end - start, 1, {}}, segments);
+        };
+        QCOMPARE(related(10, 12), (QList<qint64>{1, 2}));
+        QCOMPARE(related(10.0004, 11), QList<qint64>{1});      // within half a millisecond, one side only
+        QCOMPARE(related(10.0006, 11), (QList<qint64>{1, 2})); // just outside: the nearest of each side
+        QCOMPARE(related(-3, -2), QList<qint64>{1});
+        QCOMPARE(related(40, 41), QList<qint64>{3}); // the earlier of two equally near
     }
 
     void masterBoxAndSummary()

@@ -8,14 +8,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLabel>
-#include <QLineEdit>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QTableView>
 
 using namespace Qt::StringLiterals;
@@ -38,15 +35,8 @@ QRect globalRect(const QWidget* widget, const QRect& rect)
 
 QString textOf(const QWidget* widget)
 {
-    if (const auto* label = qobject_cast<const QLabel*>(widget))
-        return label->text();
-    if (const auto* field = qobject_cast<const QLineEdit*>(widget))
-        return field->text();
-    if (const auto* button = qobject_cast<const QAbstractButton*>(widget))
-        return button->text();
-    if (const auto* log = qobject_cast<const QPlainTextEdit*>(widget))
-        return log->toPlainText();
-    return QString();
+    const QVariant text = widget->property("text"); // of labels, fields and buttons
+    return (text.isValid() ? text : widget->property("plainText")).toString();
 }
 
 QJsonObject describeCell(const QTableView* table, const QModelIndex& index)
@@ -83,8 +73,7 @@ QJsonArray describeItems(const QWidget* widget)
             rect = globalRect(bar, bar->actionGeometry(action));
         else if (const auto* menu = qobject_cast<const QMenu*>(widget))
             rect = globalRect(menu, menu->actionGeometry(action));
-        items.append(QJsonObject{
-            {u"text"_s, action->text()}, {u"shortcut"_s, action->shortcut().toString()}, {u"rect"_s, rectangle(rect)}});
+        items.append(QJsonObject{{u"text"_s, action->text()}, {u"rect"_s, rectangle(rect)}});
     }
     return items;
 }

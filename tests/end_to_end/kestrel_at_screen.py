@@ -223,11 +223,6 @@ class Kestrel:
         widget = self.find(name, **where)
         return widget["enabled"] and widget
 
-    def click_radio(self, name):
-        """A radio button or check box is hit on its mark, not in the empty space after its title."""
-        rect = self.find(name)["rect"]
-        self.desktop.click((rect[0] + 8, rect[1] + rect[3] // 2))
-
     def tab_to(self, name):
         for _ in range(40):
             if self.find(name)["focus"]:
@@ -270,6 +265,11 @@ class Kestrel:
         wait_until(accepted, f"{name} to accept {paths}")
         self.desktop.do("mouseup", 1)
         wait_until(lambda: not self.desktop.has_window("drag_source"), "the end of the drag")
+
+    def detect(self, video):
+        self.drop([video], "videoPathField")
+        self.click("parseButton")
+        self.wait_for_text("statusLabel", "解析完成")
 
     def fill_screen(self):
         """Makes the main window so large that as little as possible needs to be scrolled to."""

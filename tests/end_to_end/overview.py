@@ -23,13 +23,6 @@ def states(kestrel):
     return [row[STATE] for row in rows(kestrel)]
 
 
-def show_results(kestrel, video):
-    kestrel.fill_screen()
-    kestrel.drop([video], "videoPathField")
-    kestrel.click("parseButton")
-    kestrel.wait_for_text("statusLabel", "解析完成")
-
-
 def start_split(kestrel, concurrency):
     kestrel.fill("concurrencyField", concurrency)
     kestrel.click("splitButton")
@@ -46,7 +39,8 @@ def stop_and_retry(desktop, build_folder):
     with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
         video = pathlib.Path(folder) / "video.mp4"
         make_video(video, [20, 2, 2, 2], size="640x360")
-        show_results(kestrel, video)
+        kestrel.fill_screen()
+        kestrel.detect(video)
         start_split(kestrel, "1")
         for child in descendants(kestrel.process.pid):
             os.kill(child, signal.SIGSTOP)  # it can neither end before the keys come nor obey when told to end

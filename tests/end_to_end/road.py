@@ -86,40 +86,6 @@ def from_drop_to_clips(desktop, build_folder):
         expect(not children, f"no process is left: {children}")
 
 
-def errors_and_typing(desktop, build_folder):
-    with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
-        video = pathlib.Path(folder) / "clip.mp4"
-        make_video(video, [1, 1])
-        source = checksum(video)
-        kestrel.fill_screen()
-
-        kestrel.click("parseButton")
-        title, detail, _ = wait_until(kestrel.alert, "the alert")
-        expect_equal((title, detail), ("操作失败", "请先选择视频文件，或直接拖入视频。"), "the alert")
-        desktop.press("Escape")
-        wait_until(lambda: not kestrel.alert(), "the alert's end")
-
-        kestrel.fill("videoPathField", str(video))
-        expect_equal(kestrel.text("statusLabel"), "视频路径已更新，点击“解析”生成结果和脚本。", "the status")
-        kestrel.click("prefixField")
-        desktop.press("a", "b", "ctrl+z")
-        wait_until(lambda: kestrel.text("prefixField") == "", "undo in the focused field")
-        desktop.press("ctrl+shift+z")
-        wait_until(lambda: kestrel.text("prefixField") == "ab", "redo in the focused field")
-
-        # A manual row, cut onto the source itself: refused.
-        (pathlib.Path(folder) / "ab-01.mp4").hardlink_to(video)
-        kestrel.click("addSegmentButton")
-        wait_until(lambda: kestrel.text("summaryLabel") == "手动片段 1 个", "the summary without a parse")
-        kestrel.click("splitButton")
-        _, detail, _ = wait_until(kestrel.alert, "the alert")
-        expect_equal(detail, "输出文件会覆盖源视频，请更换输出目录或前缀。", "the alert")
-        desktop.press("Return")
-        wait_until(lambda: not kestrel.alert(), "the alert's end")
-        expect_equal(kestrel.text("statusLabel"), "分解启动失败。", "the status")
-        expect_equal(checksum(video), source, "the source")
-
-
 def with_keys_alone(desktop, build_folder):
     with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
         video = pathlib.Path(folder) / "clip.mp4"
@@ -172,4 +138,4 @@ def with_keys_alone(desktop, build_folder):
 
 
 if __name__ == "__main__":
-    run_tests([from_drop_to_clips, errors_and_typing, with_keys_alone])
+    run_tests([from_drop_to_clips, with_keys_alone])

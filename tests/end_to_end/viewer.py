@@ -16,12 +16,6 @@ def is_open(kestrel):
     return kestrel.window(TITLE)
 
 
-def make_results(kestrel, video):
-    kestrel.drop([video], "videoPathField")
-    kestrel.click("parseButton")
-    kestrel.wait_for_text("statusLabel", "解析完成")
-
-
 def open_viewer(kestrel, table, row):
     kestrel.click_cell(table, row, 1)
     if table == "segmentTableView":
@@ -36,7 +30,7 @@ def by_keyboard(desktop, build_folder):
         video = pathlib.Path(folder) / "video.mp4"
         make_video(video)
         kestrel.fill_screen()
-        make_results(kestrel, video)
+        kestrel.detect(video)
         open_viewer(kestrel, "segmentTableView", 1)
         expect(kestrel.find("segmentTableView")["focus"], "the table keeps the focus")
         before = kestrel.rows("segmentTableView")[1][1:]
@@ -58,7 +52,7 @@ def quit_while_it_works(desktop, build_folder):
         video = pathlib.Path(folder) / "video.mp4"
         make_video(video, [20, 20, 20], size="1280x720")
         kestrel.fill_screen()
-        make_results(kestrel, video)
+        kestrel.detect(video)
         open_viewer(kestrel, "eventTableView", 1)
         readers = wait_until(lambda: descendants(kestrel.process.pid), "a process that reads pictures")
         desktop.press("alt+F4")  # the main window keeps the focus

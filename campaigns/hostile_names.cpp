@@ -123,4 +123,4 @@ private Q_SLOTS:
 };
 
 QTEST_MAIN(HostileNamesTest)
-#include "tst_HostileNames.moc"
+#include "hostile_names.moc"
