@@ -19,8 +19,8 @@ QStringList hostileNames()
 {
     // Between them is the one character that no name holds.
     const QString chosen =
-        u"长 片/第一集「开头」/𠮷野家/😀/👨‍👩‍👧‍👦 家/🇨🇳🏳️‍🌈/e\u0301 \u00e9/한국어 ก็ नमस्ते/שלום/مرحبا - "
-        u"01/\u202Egnp.evil/a\u200Bb\uFEFFc/"
+        u"长 片/第一集「开头」/𠮷野家/😀/👨‍👩‍👧‍👦 家/🇨🇳🏳️‍🌈/"
+        "e\u0301 \u00e9/한국어 ก็ नमस्ते/שלום/مرحبا - 01/\u202Egnp.evil/a\u200Bb\uFEFFc/"
         "it's/\"quoted\"/`reboot`/$HOME/${PATH}/$(touch x)/%1/%1 %2 %n %%/%d/%03d/100%20#/?a=b&c#d/file:/http:example/"
         "concat:a|b/pipe:1/two\nlines/\nfirst/last\n/tab\tcr\r/\u001b[31mred\u0007/-/--/-y/-vf null/--help/ both ends /"
         "   /\u3000全角\u3000/\u00a0nbsp\u00a0/.hidden/.../a.b.c/name./~/~root/*/[a-z]?{b,c}/back\\slash/a;b&c|d>e<f/"

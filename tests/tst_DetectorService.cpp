@@ -7,7 +7,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <atomic>
 #include <csignal>
 
 using namespace Qt::StringLiterals;
@@ -146,30 +145,6 @@ private Q_SLOTS:
     void detectorThatTakesLong()
     {
         QCOMPARE(outcome("sleep 31; " + answer), u"v"_s);
-    }
-
-    void requestsInTheBackground()
-    {
-        QSemaphore done;
-        std::atomic<int> good = 0;
-        QVERIFY(QDir(m_directory.filePath(u"folder"_s)).mkdir(u"ready"_s));
-        {
-            // They wait for one another, so they must run at the same time.
-            const DetectorService service(runtimeWith(
-                "touch \"ready$2\"; until [ \"$(ls ready | wc -l)\" -eq 4 ]; do sleep 0.02; done\n" + answer));
-            for (const QString& video : {u"/v1"_s, u"/v2"_s, u"/v3"_s, u"/v4"_s}) {
-                service.detect({FileURL(video)}, {},
-                               [&, mainThread = QThread::currentThread()](const DetectionResult& result) {
-                                   good += QThread::currentThread() != mainThread &&
-                                                   std::holds_alternative<DetectorPayload>(result)
-                                               ? 1
-                                               : 0;
-                                   done.release();
-                               });
-            }
-        }
-        QVERIFY(done.tryAcquire(4, 20000));
-        QCOMPARE(good, 4);
     }
 
     /// Last: no request is taken after it.

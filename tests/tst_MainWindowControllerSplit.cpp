@@ -54,23 +54,6 @@ private Q_SLOTS:
             widget->close();
     }
 
-    void splits()
-    {
-        parseRealVideo(u"real.mp4"_s);
-        WindowUnderTest::type(window().cropField, u"32:16:0:0"_s);
-        WindowUnderTest::click(window().addSegmentButton); // a third one, which nothing can be cut from
-        split(m_test->path(u"new/folder"_s), u"part"_s);
-        QCOMPARE(m_test->status(), u"开始分解：3 个任务，3 个并发窗口。"_s);
-        QVERIFY(!window().parseButton->isEnabled() && !window().splitButton->isEnabled() &&
-                !window().addSegmentButton->isEnabled());
-        QCOMPARE(m_test->controller.unfinishedJobs(), 3);
-        QTRY_VERIFY_WITH_TIMEOUT(m_test->status().startsWith(u"分解完成：成功 "_s), 20000);
-        QVERIFY(window().parseButton->isEnabled() && window().splitButton->isEnabled() &&
-                window().addSegmentButton->isEnabled());
-        for (const QString& name : {u"part-01.mp4"_s, u"part-02.mp4"_s})
-            QVERIFY(QFileInfo(m_test->path(u"new/folder/"_s + name)).size() > 0);
-    }
-
     void countsFailures()
     {
         parseRealVideo(u"unreal.mp4"_s);
@@ -165,11 +148,18 @@ private Q_SLOTS:
     {
         QFETCH(const QString, name);
         QFETCH(const QString, prefix);
-        const QString clips = m_test->path(name + u"/clips"_s);
-        QVERIFY(QDir().mkpath(clips));
+        const QString clips = m_test->path(name + u"/new/clips"_s);
+        QVERIFY(QDir().mkpath(m_test->path(name)));
         parseRealVideo(name + u'/' + name + u".mp4"_s);
+        WindowUnderTest::type(window().cropField, u"32:16:0:0"_s);
         split(clips, name);
+        QCOMPARE(m_test->status(), u"开始分解：2 个任务，2 个并发窗口。"_s);
+        QVERIFY(!window().parseButton->isEnabled() && !window().splitButton->isEnabled() &&
+                !window().addSegmentButton->isEnabled());
+        QCOMPARE(m_test->controller.unfinishedJobs(), 2);
         QTRY_COMPARE_WITH_TIMEOUT(m_test->status(), u"分解完成：成功 2 / 2，失败 0。"_s, 20000);
+        QVERIFY(window().parseButton->isEnabled() && window().splitButton->isEnabled() &&
+                window().addSegmentButton->isEnabled());
         QCOMPARE(m_test->preview(), clips + u'/' + prefix + u"-01.mp4"_s);
         QCOMPARE(QDir(clips).entryList(QDir::Files | QDir::Hidden, QDir::Name),
                  QStringList({prefix + u"-01.mp4"_s, prefix + u"-02.mp4"_s}));

@@ -45,22 +45,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("output");
         QTest::addColumn<bool>("success");
 
-        QTest::newRow("both streams in their order")
-            << QByteArray("echo 1; echo 2 >&2; echo 3; echo 4 >&2") << u"1\n2\n3\n4\n"_s << true;
-        QTest::newRow("status 0 after errors") << QByteArray("echo Error >&2; exit 0") << u"Error\n"_s << true;
-        QTest::newRow("failing status") << QByteArray("exit 3") << QString() << false;
-        QTest::newRow("failing status") << QByteArray("echo a; exit 3") << u"a\n"_s << false;
-        QTest::newRow("terminated") << QByteArray("echo a; kill -TERM $$") << u"a\n"_s << false;
-        QTest::newRow("killed") << QByteArray("echo a; kill -KILL $$") << u"a\n"_s << false;
-        QTest::newRow("no final line break") << QByteArray("printf 'a\\nb'") << u"a\nb"_s << true;
-
-        QTest::newRow("more than the pipe holds")
-            << QByteArray("yes progress=continue | head -c 324000") << u"progress=continue\n"_s.repeated(18000) << true;
-        QTest::newRow("an invalid read is lost, the next one is not")
-            << QByteArray("printf 'a\\377b'; read line < gate1; printf c") << u"c"_s << true;
-        QTest::newRow("a character cut between two reads is lost with both")
-            << QByteArray("printf 'a\\344\\270'; read line < gate1; printf '\\255b'; read line < gate2; printf c")
-            << u"c"_s << true;
+        const auto row = [](const char* name, const QByteArray& script, const QString& output, bool success) {
+            QTest::newRow(name) << script << output << success;
+        };
+        row("both streams in their order", "echo 1; echo 2 >&2; echo 3; echo 4 >&2", u"1\n2\n3\n4\n"_s, true);
+        row("standard error alone, status 0", "echo Error >&2; exit 0", u"Error\n"_s, true);
+        row("failing status", "exit 3", QString(), false);
+        row("terminated", "echo a; kill -TERM $$", u"a\n"_s, false);
+        row("killed", "echo a; kill -KILL $$", u"a\n"_s, false);
+        row("no final line break", "printf 'a\\nb'", u"a\nb"_s, true);
+        row("more than the pipe holds", "yes progress=continue | head -c 324000",
+            u"progress=continue\n"_s.repeated(18000), true);
+        row("an invalid read is lost, the next one is not", "printf 'a\\377b'; read line < gate1; printf c", u"c"_s,
+            true);
+        row("a character cut between two reads is lost with both",
+            "printf 'a\\344\\270'; read line < gate1; printf '\\255b'; read line < gate2; printf c", u"c"_s, true);
     }
 
     void logsAndJudgesOneJob()
