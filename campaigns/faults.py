@@ -20,8 +20,8 @@ import sys
 import tempfile
 import time
 
-from kestrel_at_screen import (Desktop, Failure, Kestrel, descendants, expect, expect_equal, is_running, make_video,
-                               middle, probe, send, wait_until)
+from kestrel_at_screen import (Desktop, Failure, Kestrel, descendants, expect, expect_equal, make_video, middle, probe,
+                               wait_until)
 from quitting import Installation
 
 LONG = 600  # seconds that nothing takes which is not stuck

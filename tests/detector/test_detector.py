@@ -4,7 +4,6 @@
 """
 
 import json
-import math
 import os
 import shutil
 import signal
