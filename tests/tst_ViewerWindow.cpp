@@ -275,27 +275,32 @@ private Q_SLOTS:
     void rushingThroughRowsLeavesNoProcesses()
     {
         QFile pids(m_folder.filePath(u"pids"_s));
-        QList<EditableSegment> rows;
-        for (int i = 0; i < 10'000; ++i)
-            rows.append({i, true, i * 10.0, i * 10.0 + 9, false});
-        open(contentOf(u"25.mp4"_s, rows),
-             writeFakeTool(m_folder.path(), u"endless-ffmpeg"_s,
-                           "echo $$ >>" + pids.fileName().toUtf8() + "\nexec sleep 1000\n"));
+        ViewerContent content = contentOf(u"25.mp4"_s, {});
+        for (int i = 0; i < 10'000; ++i) { // three far places for each transition
+            content.segments.append({i, true, i * 100.0, i * 100.0 + 40, false});
+            content.events.append({i, u"cut"_s, i * 100.0 + 60, i * 100.0 + 62, 2, 1, {}});
+        }
+        open(content, writeFakeTool(m_folder.path(), u"endless-ffmpeg"_s,
+                                    "echo $$ >>" + pids.fileName().toUtf8() + "\nexec sleep 1000\n"));
         for (int row = 0; row < 300; ++row) {
-            m_viewer->setSubject({Kind::segment, row});
+            m_viewer->setSubject({Kind::transition, row});
             QCoreApplication::processEvents();
             QVERIFY(m_viewer->source().processCount() <= 2);
         }
         QTRY_COMPARE(m_viewer->source().processCount(), 2); // the row that stays is fetched
         m_viewer->setSplitRunning(true);
         QTRY_COMPARE(m_viewer->source().processCount(), 1);
+        m_viewer->setSplitRunning(false);
+        QTRY_COMPARE(m_viewer->source().processCount(), 2);
         m_viewer->hide();
         QTRY_COMPARE(m_viewer->source().processCount(), 0);
         m_viewer->open();
-        QTRY_COMPARE(m_viewer->source().processCount(), 1);
+        QTRY_COMPARE(m_viewer->source().processCount(), 2);
         m_viewer.reset();
         QVERIFY(pids.open(QIODevice::ReadOnly));
-        for (const QByteArray& pid : pids.readAll().split('\n'))
+        const QList<QByteArray> started = pids.readAll().split('\n');
+        QVERIFY(started.size() < 20);
+        for (const QByteArray& pid : started)
             QVERIFY(pid.isEmpty() || ::kill(pid.toInt(), 0) != 0);
     }
 };
