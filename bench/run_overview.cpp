@@ -339,8 +339,8 @@ void timeLeft(bool isPaced, int lanes)
 {
     constexpr double lastSeconds = 1 / 0.15; // of which the whole second that is shown is 15 %
     const QTemporaryDir folder;
-    const double clipSeconds = isPaced ? 5 : 60;
-    const FileURL source(makeVideo(folder, u"source.mp4"_s, u"25"_s, 100, true));
+    const double clipSeconds = isPaced ? 5 : 200;
+    const FileURL source(makeVideo(folder, u"source.mp4"_s, u"25"_s, 220, true));
     QList<FFmpegJob> jobs;
     for (int number = 1; number <= 30; ++number)
         jobs << FFmpegJob{number,       source,      FileURL(folder.filePath(u"%1.mp4"_s.arg(number))),
@@ -458,7 +458,7 @@ int main(int argc, char* argv[])
         randomStops(count > 0 ? count : 500);
     if (what.isEmpty() || what == "time") {
         timeLeft(true, 3);
-        for (const int lanes : {1, 3, 4, 12})
+        for (const int lanes : {3, 4, 12})
             timeLeft(false, lanes);
     }
     if (what.isEmpty() || what == "window")

@@ -193,7 +193,7 @@ QByteArray xargsInput(const QList<FFmpegJob>& jobs)
 void compareWithXargs(const QTemporaryDir& folder)
 {
     constexpr int workers = 3;
-    constexpr int rounds = 5;
+    constexpr int rounds = 9;
     const QString ffmpeg = QStandardPaths::findExecutable(u"ffmpeg"_s);
     const QString video = folder.filePath(u"video.mp4"_s);
     QProcess::execute(ffmpeg, {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
