@@ -33,7 +33,7 @@ inline int number(const QImage& image)
 
 inline QByteArray frame(int shown)
 {
-    QByteArray pixels(width * height, '\0');
+    QByteArray pixels(qsizetype(width) * height, '\0');
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const int bit = y * rows / height * columns + x * columns / width;

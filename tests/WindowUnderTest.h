@@ -148,7 +148,7 @@ public:
         if (alerts().size() != 1)
             return alerts().isEmpty() ? QString() : QStringLiteral("several alerts");
         QMessageBox* alert = alerts().first();
-        const QString detail = alert->informativeText();
+        QString detail = alert->informativeText();
         QTest::keyClick(alert, Qt::Key_Escape);
         return detail;
     }

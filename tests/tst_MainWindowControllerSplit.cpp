@@ -20,7 +20,7 @@ class TestMainWindowControllerSplit final : public QObject
     /// A parsed real video of one second, to be cut into two clips beside it.
     QString parseRealVideo(const QString& name)
     {
-        const QString video = m_test->addVideo(name, "answer([], [(0, 0.4), (0.5, 0.9)])");
+        QString video = m_test->addVideo(name, "answer([], [(0, 0.4), (0.5, 0.9)])");
         m_test->write(name, m_realVideo);
         WindowUnderTest::drop(window().videoPathField, {video});
         m_test->parse();

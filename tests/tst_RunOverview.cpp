@@ -250,7 +250,7 @@ private Q_SLOTS:
     void rowsFollowTheReports()
     {
         const FakeFFmpeg tool(
-            "printf 'frame=12\\nout_time_us=500000\\nspeed=2.4x\\nprogress=continue\\n'; read line < gate");
+            R"(printf 'frame=12\nout_time_us=500000\nspeed=2.4x\nprogress=continue\n'; read line < gate)");
         tool.makeGate(u"gate"_s);
         Splits splits(tool.runtime(), 1);
         splits.run({tool.job(u"1"_s), tool.job(u"2"_s)});

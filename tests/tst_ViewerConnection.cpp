@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 using Kind = ViewerSubject::Kind;
 
 /// The main window with a result, and the viewer tied to it. No pictures are fetched: the viewer has no video.
-class tst_ViewerConnection : public QObject
+class ViewerConnectionTest final : public QObject
 {
     Q_OBJECT
 
@@ -140,5 +140,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(tst_ViewerConnection)
+QTEST_MAIN(ViewerConnectionTest)
 #include "tst_ViewerConnection.moc"

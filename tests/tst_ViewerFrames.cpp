@@ -79,7 +79,7 @@ void verifySteps(const Video& video, SegmentEdge edge, int direction)
 
 } // namespace
 
-class tst_ViewerFrames : public QObject
+class ViewerFramesTest final : public QObject
 {
     Q_OBJECT
 
@@ -160,12 +160,13 @@ private Q_SLOTS:
         QVERIFY(isAsked(300));
 
         // A gap without frames is searched in growing strides, and down to the video's beginning.
+        constexpr qint64 end = qint64(100) * 12800;
         double from = 100;
         for (int strides = 0; from > 0; ++strides) {
             QVERIFY(strides < 10);
-            video.index.learn(from > 0 ? qint64(from * 12800) : FrameIndex::beginning, 100 * 12800, {});
+            video.index.learn(from > 0 ? qint64(from * 12800) : FrameIndex::beginning, end, {});
             FrameSearch gap(video.index, video.clock);
-            QCOMPARE(gap.lastBefore(100 * 12800).state, State::unknown);
+            QCOMPARE(gap.lastBefore(end).state, State::unknown);
             QVERIFY(gap.needs().first().from < from);
             from = gap.needs().first().from;
         }
@@ -245,5 +246,5 @@ Stream mapping:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_ViewerFrames)
+QTEST_GUILESS_MAIN(ViewerFramesTest)
 #include "tst_ViewerFrames.moc"

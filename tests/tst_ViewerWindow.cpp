@@ -34,7 +34,7 @@ QStringList spokenPictures(QAccessibleInterface* part)
 
 } // namespace
 
-class tst_ViewerWindow : public QObject
+class ViewerWindowTest final : public QObject
 {
     Q_OBJECT
 
@@ -305,5 +305,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(tst_ViewerWindow)
+QTEST_MAIN(ViewerWindowTest)
 #include "tst_ViewerWindow.moc"
