@@ -4,7 +4,9 @@
 /// an application, which keeps the linker from leaving the libraries out.
 int main(int argc, char* argv[])
 {
-    if (argc > 1)
-        return QApplication(argc, argv).exec();
+    if (argc > 1) {
+        const QApplication application(argc, argv);
+        return QApplication::exec();
+    }
     return 0;
 }

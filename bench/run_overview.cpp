@@ -125,7 +125,7 @@ QString makeVideo(const QTemporaryDir& folder, const QString& name, const QStrin
     if (hasSound)
         arguments << u"-f"_s << u"lavfi"_s << u"-i"_s << u"sine=duration=%1"_s.arg(seconds);
     arguments << u"-g"_s << u"100"_s << u"-movflags"_s << u"+faststart"_s;
-    const QString path = folder.filePath(name);
+    QString path = folder.filePath(name);
     if (!succeeds(u"ffmpeg"_s, arguments << path))
         qFatal("cannot make %s", qPrintable(path));
     return path;
