@@ -1,3 +1,4 @@
+#include "Controls/Appearance.h"
 #include "Controls/HoverAwareTableRowView.h"
 #include "Controls/SegmentTimeField.h"
 #include "MainWindowController/MainWindow.h"
@@ -299,12 +300,20 @@ void TestSegmentTable::tintsManualRows()
         const QRect rect = table()->visualRect(cell(row, column));
         return viewport()->grab(rect).toImage().pixelColor(inset);
     };
-    for (const QPoint inset : {QPoint(1, 1), QPoint(6, 7)}) { // the cell, and the field in it
-        for (int column = 0; column < model()->columnCount(); ++column) {
-            const QColor tinted = color(manualRow, column, inset);
-            const QColor plain = color(manualRow + 2, column, inset); // the same shade of alternating rows
-            QVERIFY(tinted.green() > tinted.red() + 10);
-            QVERIFY(qAbs(tinted.red() - (plain.red() * 0.86 + 52 * 0.14)) <= 1);
+    QPalette dark(QColor(45, 45, 45));
+    dark.setColor(QPalette::Base, QColor(30, 30, 30));
+    dark.setColor(QPalette::AlternateBase, QColor(38, 38, 38));
+    dark.setColor(QPalette::Text, Qt::white);
+    for (const QPalette& palette : {m_window->palette(), dark}) {
+        m_window->setPalette(palette);
+        for (const QPoint inset : {QPoint(1, 1), QPoint(6, 7)}) { // the cell, and the field in it
+            for (int column = 0; column < model()->columnCount(); ++column) {
+                const QColor tinted = color(manualRow, column, inset);
+                const QColor plain = color(manualRow + 2, column, inset); // the same shade of alternating rows
+                QVERIFY(tinted.green() > tinted.red() + 10);
+                QVERIFY(qAbs(tinted.red() - (plain.red() * 0.86 + 52 * 0.14)) <= 1);
+                QVERIFY(contrastRatio(palette.color(QPalette::Text), tinted) >= 4.5);
+            }
         }
     }
 }
