@@ -10,7 +10,8 @@ enter_own_namespace() {
 make_bare_system() {
     results=$1
     root=$(mktemp -d)
-    trap 'umount "$root"/{proc,dev/shm,dev/pts,dev,tmp/.X11-unix} 2>/dev/null || true; rm -rf --one-file-system "$root"' EXIT
+    trap 'umount "$root"/{proc,dev/shm,dev/pts,dev,tmp/.X11-unix} 2>/dev/null || true
+        grep -q " $root/" /proc/self/mounts || rm -rf --one-file-system "$root"' EXIT # nothing of ours is mounted there
     mkdir -p "$results"
     : >"$results/apt.log"
     say "making a bare $2"
