@@ -143,7 +143,15 @@ void LogView::insertUntil(QDeadlineTimer deadline)
     end.endEditBlock();
     countLinesFrom(lastBefore);
     restoreSelection(anchor, position);
+    scrollToEnd();
+}
+
+/// To move what is painted already, the way to the new top would be laid out first; the whole is painted anew instead.
+void LogView::scrollToEnd()
+{
+    viewport()->setUpdatesEnabled(false);
     verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+    viewport()->setUpdatesEnabled(true);
 }
 
 /// The scroll bar counts a block that was not yet laid out as one line, unless it is told better.
@@ -161,14 +169,16 @@ void LogView::resizeEvent(QResizeEvent* event)
 {
     QScrollBar* bar = verticalScrollBar();
     const bool isAtEnd = bar->value() == bar->maximum();
-    const QTextCursor top = cursorForPosition(QPoint(0, 0));
+    const QTextBlock block = firstVisibleBlock();
+    const int topLine = bar->value() - block.firstLineNumber();
+    const bool isTopKnown = topLine >= 0 && topLine < block.layout()->lineCount();
+    const int topStart = isTopKnown ? block.layout()->lineAt(topLine).textStart() : 0;
     QPlainTextEdit::resizeEvent(event);
     if (event->size().width() == event->oldSize().width())
         return;
     countLinesFrom(document()->firstBlock());
-    const QTextBlock block = top.block();
     static_cast<void>(document()->documentLayout()->blockBoundingRect(block)); // lays it out
-    const QTextLine line = block.layout()->lineForTextPosition(top.positionInBlock());
+    const QTextLine line = block.layout()->lineForTextPosition(topStart);
     bar->setValue(isAtEnd ? bar->maximum() : block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
 }
 

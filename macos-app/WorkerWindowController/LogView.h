@@ -28,6 +28,7 @@ protected:
 private:
     static void takeTurns();
     void insertUntil(QDeadlineTimer deadline);
+    void scrollToEnd();
     void countLinesFrom(QTextBlock block);
     void restoreSelection(int anchor, int position);
 
