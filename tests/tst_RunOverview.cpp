@@ -250,7 +250,8 @@ private Q_SLOTS:
     void rowsFollowTheReports()
     {
         const FakeFFmpeg tool(
-            R"(printf 'frame=12\nout_time_us=500000\nspeed=2.4x\nprogress=continue\n'; read line < gate)");
+            R"(printf 'frame=6\nout_time_us=250000\nprogress=continue\n'; sleep 0.1
+               printf 'frame=12\nout_time_us=500000\nspeed=2.4x\nprogress=continue\n'; read line < gate)");
         tool.makeGate(u"gate"_s);
         Splits splits(tool.runtime(), 1);
         splits.run({tool.job(u"1"_s), tool.job(u"2"_s)});
@@ -258,6 +259,7 @@ private Q_SLOTS:
         QCOMPARE(splits.column(RunTableModel::speedColumn).trimmed(), u"2.4x"_s);
         const RunOverviewWindow& window = *splits.overview.window();
         QTRY_COMPARE(window.totalProgressBar->value(), 250);
+        QTRY_COMPARE(window.remainingLabel->text(), u"剩余不到 10 秒"_s);
 
         // What a screen reader finds
         const auto accessible = [](QWidget* widget) { return QAccessible::queryAccessibleInterface(widget); };

@@ -25,6 +25,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int updateMilliseconds = 500; ///< as often as ffmpeg reports
+/// Below it the time left is told in words: one clip that takes a second longer would make any number wrong.
+constexpr double leastNumberedSeconds = 10;
 
 std::optional<qint64> readableSize(const FileURL& url)
 {
@@ -47,6 +49,14 @@ void setTextIfDifferent(QLabel* label, const QString& text)
 {
     if (label->text() != text)
         label->setText(text);
+}
+
+QString timeLeftText(std::optional<double> seconds)
+{
+    if (!seconds)
+        return u"正在估计剩余时间…"_s;
+    const double whole = std::round(*seconds);
+    return whole < leastNumberedSeconds ? u"剩余不到 10 秒"_s : u"剩余约 "_s + clockText(whole);
 }
 
 } // namespace
@@ -153,11 +163,7 @@ void RunOverview::updateTotal()
     m_taskbarProgress.show(fraction);
     setTextIfDifferent(m_window->elapsedLabel, u"已用时 "_s + clockText(now()));
     const auto left = m_remainingTime ? m_remainingTime->update(now()) : std::nullopt;
-    if (!isRunning())
-        setTextIfDifferent(m_window->remainingLabel, u"已结束"_s);
-    else
-        setTextIfDifferent(m_window->remainingLabel,
-                           left ? u"剩余约 "_s + clockText(std::round(*left)) : u"正在估计剩余时间…"_s);
+    setTextIfDifferent(m_window->remainingLabel, isRunning() ? timeLeftText(left) : u"已结束"_s);
 }
 
 void RunOverview::updateActions()
