@@ -10,6 +10,8 @@
 #include <QVariantMap>
 
 using namespace Qt::StringLiterals;
+#elif defined(Q_OS_MACOS)
+#include "RunOverview/DockBadge.h"
 #endif
 
 void TaskbarProgress::show(double fraction)
@@ -37,5 +39,7 @@ void TaskbarProgress::send([[maybe_unused]] int percentage, [[maybe_unused]] boo
     update << u"application://"_s + QGuiApplication::desktopFileName() + u".desktop"_s
            << QVariantMap{{u"progress"_s, percentage / 100.0}, {u"progress-visible"_s, visible}};
     bus->send(update);
+#elif defined(Q_OS_MACOS)
+    showDockBadge(visible ? percentage : -1);
 #endif
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 /// How far a run is, on the program's icon in the taskbar, where the desktop shows such a thing: launchers that listen
-/// to com.canonical.Unity.LauncherEntry. Nothing elsewhere.
+/// to com.canonical.Unity.LauncherEntry, and the Dock of macOS. Nothing elsewhere.
 class TaskbarProgress final
 {
 public:
