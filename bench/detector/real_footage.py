@@ -72,7 +72,10 @@ def write_truth(film, target):
 # --- clips joined from filmed shots --------------------------------------------------------------------------------------
 
 class Footage(Scene):
-    """Hands out filmed shots. The pictures are (path, from, to); neighbours come from different films."""
+    """Hands out filmed shots. The pictures are (path, from, to); neighbours come from different films.
+
+    No film of much fewer pictures a second than the clip: joined, its last one would be held longer than the truth says.
+    """
 
     def __init__(self, *rest):
         super().__init__(*rest)
