@@ -32,7 +32,7 @@ import zlib
 from itertools import accumulate, repeat
 from operator import mul, sub
 
-VERSION = "2"  # of the measures and decisions; part of the cache's key
+VERSION = "3"  # of the measures and decisions; part of the cache's key
 
 # --- failures -------------------------------------------------------------------------------------------------------
 
@@ -391,7 +391,7 @@ class Block:
         left, top, right, bottom = self.crop
         self.width, self.height = right - left, bottom - top
         self.luma = self.width * self.height
-        self.pictures, self.steps, self.steady_steps, self.luma_ranges = [], [], {}, {}
+        self.pictures, self.steps, self.steady_steps, self.luma_ranges, self.details = [], [], {}, {}, {}
         self.samples, self.ranges, self.coarse, self.norms, self.products, self.due = [], [], [], [], [], None
         self.candidates = []  # windows that may hold a gradual change: (trust, first, last)
         self.verdicts = {}    # what the deciders found, so that it is worked out once
@@ -455,7 +455,7 @@ class Block:
             return
         self.opening = False
         del self.times[:gone], self.whole_pictures[:gone], self.pictures[:gone], self.steps[:gone]
-        self.steady_steps, self.luma_ranges = {}, {}
+        self.steady_steps, self.luma_ranges, self.details = {}, {}, {}
         past = bisect.bisect_left(self.samples, gone)
         del self.samples[:past], self.ranges[:past], self.coarse[:past], self.norms[:past], self.products[:past]
         self.samples = [i - gone for i in self.samples]
@@ -1014,15 +1014,17 @@ def overlaps(event, others):
 
 def gradual_at(block, i0, i1):
     """The wipe or dissolve between the pictures i0 and i1, with its true limits, or None."""
-    if not steady_outside(block, i0, i1, 1.3) or correlation(block.luma_of(i0), block.luma_of(i1)) > 0.9:
+    if correlation(block.luma_of(i0), block.luma_of(i1)) > 0.9:
         return None
+    if not steady_outside(block, i0, i1, 1.3):
+        return blend_at(block, i0, i1)
     dissolve = dissolve_at(block, i0, i1)
     if dissolve and dissolve.score > 0.8 and not goes_on(block, dissolve):
         return dissolve
     # The middle of a soft wipe looks like a dissolve, hence the order, and the wider limits.
     wipe = wipe_at(block, i0, i1)
     if wipe or not dissolve:
-        return wipe or slide_at(block, i0, i1)
+        return wipe or slide_at(block, i0, i1) or blend_at(block, i0, i1)
     if goes_on(block, dissolve):
         first, last = block.at(dissolve.first), block.at(dissolve.last)
         first, last = pace_limits(block, first, last, last - first)
@@ -1160,6 +1162,97 @@ def cells(block, i0, i1, way):
         rest = [abs(f - o - alpha * w) for f, o, w in zip(picture[::2], old[::2], way.line[::2])]
         off += sum(rest) / len(rest) / size
     return pure / 3, wild / 3, off / 3
+
+
+def blend_at(block, i0, i1):
+    """A dissolve between two scenes that are too lively for their single pictures to be compared: what they look like is
+    averaged over a while before and after, and that the pictures between are blends is seen in their detail."""
+    pictures, times = block.pictures, block.times
+    middle_ones = [(i0 + (i1 - i0) * part // 8, part / 8) for part in (3, 4, 5)]
+    if not -1.5 < detail_left(block, *surroundings(block, i0, i1), middle_ones) < 0.8:
+        return None
+    for _ in range(4):
+        before, after = surroundings(block, i0, i1)
+        old, new = mean_picture(pictures, before), mean_picture(pictures, after)
+        way = Way(old, new)
+        if way.energy < 14 * 14 * len(old):
+            return None
+        inner = [(i, way(pictures[i])) for i in range(i0, i1 + 1, max(1, (i1 - i0) // 12))]
+        ramp_points = [(times[i], a) for i, a in inner if 0.15 < a < 0.85]
+        if len(ramp_points) < 2:
+            return None
+        slope, offset = fit_line(*zip(*ramp_points))
+        if slope <= 0:
+            return None
+        length, limits = i1 - i0, (i0, i1)
+        i0 = max(0, min(block.at(-offset / slope) - 1, i1 - 2), i0 - length // 2)
+        i1 = min(len(times) - 1, max(block.at((1 - offset) / slope), i0 + 2), i1 + length // 2)
+        if max(abs(i0 - limits[0]), abs(i1 - limits[1])) <= max(1, length // 12):
+            break
+    else:
+        return None
+    bend = (sum((a - min(1, max(0, slope * times[i] + offset))) ** 2 for i, a in inner) / len(inner)) ** 0.5
+    whole, inside = distance(old, new), block.steps[i0 + 1:i1 + 1]
+    if bend > 0.08 or max(inside) > 0.45 * whole:
+        return None
+    # The steps in a blend are those of its scenes and its own on top; a movement that comes and goes is straighter.
+    usual = sum(block.steps[max(1, i)] for i in before[1:] + after[1:]) / 14 * len(inside)
+    if sum(inside) ** 2 < whole ** 2 + (0.6 * usual) ** 2:
+        return None
+    # Outside, it goes on in the same direction when a camera moves or a light changes.
+    slopes = [fit_line([times[i] for i in side], [way(pictures[i]) for i in side])[0] / slope for side in (before, after)]
+    if sum(map(abs, slopes)) > 1:
+        return None
+    mixed = [(i, a) for i, a in inner if 0.3 < a < 0.7] or inner[len(inner) // 2:][:1]
+
+    def off(i, alpha):
+        rest = [f - o - alpha * w for f, o, w in zip(pictures[i], old, way.line)]
+        return dot(rest, rest) / way.energy
+
+    sides = [[off(i, way(pictures[i])) for i in side] for side in (before, after)]
+    if max(sum(side) / len(side) for side in sides) > 0.5:
+        return None
+    if sum(off(i, a) for i, a in mixed) / len(mixed) > min(0.3, 0.04 + 0.3e-6 * (times[i1] - times[i0]), 0.03 + 1.2 * (max(sides[0]) + max(sides[1]))):
+        return None
+    if not -0.7 < detail_left(block, before, after, mixed) < 0.4:
+        return None
+    if correlation(old[:block.luma], new[:block.luma]) < -0.6 or not another_scene(block, i0, i1, 0.45):
+        return None
+    return Event("dissolve", times[min(i0 + 1, i1)], times[i1], 0.7, "画面渐变叠化")
+
+
+def surroundings(block, i0, i1):
+    """The indices of some pictures of the scenes before i0 and after i1."""
+    reach = min(600_000, max(200_000, (block.times[i1] - block.times[i0]) // 2))
+    low, high = block.at(block.times[i0] - reach), block.at(block.times[i1] + reach)
+    return [i0 - (i0 - low) * k // 7 for k in range(8)], [i1 + (high - i1) * k // 7 for k in range(8)]
+
+
+def mean_picture(pictures, indices):
+    """The mean of eight pictures, all bytes added at once as in differences()."""
+    size = len(pictures[indices[0]])
+    low, one, _ = lanes(size)
+    wholes = [int.from_bytes(pictures[i], "little") for i in indices]
+    even, odd = sum(whole & low for whole in wholes), sum(whole >> 8 & low for whole in wholes)
+    return ((even + 4 * one >> 3 & low) + ((odd + 4 * one >> 3 & low) << 8)).to_bytes(size, "little")
+
+
+def detail(block, i):
+    """The energy of the differences between neighbouring cells of picture i."""
+    if i not in block.details:
+        luma = block.luma_of(i)
+        across, down = list(map(sub, luma[1:], luma)), list(map(sub, luma[block.width:], luma))
+        block.details[i] = dot(across, across) + dot(down, down)
+    return block.details[i]
+
+
+def detail_left(block, before, after, mixed):
+    """Two unrelated pictures laid over each other even out: of the energies of their details only the squares of their
+    parts are left. 0 when the pictures `mixed`, (index, part of the new one), are such blends; around 1 when they are not,
+    however the scenes move. `before` and `after` are the indices of some pictures of both scenes."""
+    old, new = (sum(detail(block, i) for i in side) / len(side) for side in (before, after))
+    extra = sum(detail(block, i) - (1 - part) ** 2 * old - part ** 2 * new for i, part in mixed)
+    return extra / (sum(2 * part * (1 - part) for _, part in mixed) * (old * new) ** 0.5 + 1e-9)
 
 
 def own_path(block, i0, i1):
