@@ -20,6 +20,7 @@ import array
 import bisect
 import functools
 import json
+import math
 import os
 import re
 import selectors
@@ -30,7 +31,7 @@ import sys
 import time
 import zlib
 from itertools import accumulate, repeat
-from operator import mul, sub
+from operator import add, itemgetter, mul, sub
 
 VERSION = "3"  # of the measures and decisions; part of the cache's key
 
@@ -1017,14 +1018,14 @@ def gradual_at(block, i0, i1):
     if correlation(block.luma_of(i0), block.luma_of(i1)) > 0.9:
         return None
     if not steady_outside(block, i0, i1, 1.3):
-        return blend_at(block, i0, i1)
+        return sweep_at(block, i0, i1) or blend_at(block, i0, i1)
     dissolve = dissolve_at(block, i0, i1)
     if dissolve and dissolve.score > 0.8 and not goes_on(block, dissolve):
         return dissolve
     # The middle of a soft wipe looks like a dissolve, hence the order, and the wider limits.
     wipe = wipe_at(block, i0, i1)
     if wipe or not dissolve:
-        return wipe or slide_at(block, i0, i1) or blend_at(block, i0, i1)
+        return wipe or slide_at(block, i0, i1) or sweep_at(block, i0, i1) or blend_at(block, i0, i1)
     if goes_on(block, dissolve):
         first, last = block.at(dissolve.first), block.at(dissolve.last)
         first, last = pace_limits(block, first, last, last - first)
@@ -1424,6 +1425,86 @@ def slide_between(block, i0, i1):
             if own_part(block, max(0, begin - 1), end) > 0.6:  # pushing is far more than what moves in the scenes
                 return Event("wipe", times[begin], times[end], 0.85, "画面推移")
     return None
+
+
+@functools.lru_cache(maxsize=8)
+def sweeps(columns, rows):
+    """The orders in which wipes go over a picture of so many places, each as a function that puts the places' values in
+    that order: from the sides and corners, with growing boxes and circles, and around the middle like a clock's hand."""
+    x0, y0 = (columns - 1) / 2, (rows - 1) / 2
+    moments = [
+        lambda x, y: x, lambda x, y: y, lambda x, y: x / columns + y / rows, lambda x, y: x / columns - y / rows,
+        lambda x, y: max(x / columns, y / rows), lambda x, y: max(-x / columns, y / rows),
+        lambda x, y: min(x / columns, y / rows), lambda x, y: min(-x / columns, y / rows),
+        lambda x, y: abs(x - x0), lambda x, y: abs(y - y0), lambda x, y: math.hypot(x - x0, y - y0),
+        lambda x, y: max(abs(x - x0) / columns, abs(y - y0) / rows), lambda x, y: math.atan2(x - x0, y0 - y)]
+    places = [(x, y) for y in range(rows) for x in range(columns)]
+    return [itemgetter(*sorted(range(len(places)), key=lambda c: moment(*places[c]))) for moment in moments]
+
+
+def sweep_at(block, i0, i1):
+    """A wipe between two scenes that are too lively for single cells to tell which one they show: the order in which all
+    of them turn from old to new is that of a wipe. What the scenes look like is averaged over a while before and after."""
+    pictures, times = block.pictures, block.times
+    before, after = surroundings(block, i0, i1)
+    old, new = places_of(block, mean_picture(pictures, before)), places_of(block, mean_picture(pictures, after))
+    count = len(old) // 3
+    whole = sum(map(abs, map(sub, old, new)))
+    if whole < 8 * count or i1 - i0 < 4:
+        return None
+
+    def leaning(i):
+        """How much more each place of picture i looks like the new scene than like the old one."""
+        picture = places_of(block, pictures[i])
+        lean = list(map(sub, map(abs, map(sub, picture, old)), map(abs, map(sub, picture, new))))
+        return list(map(add, map(add, lean[:count], lean[count:2 * count]), lean[2 * count:]))
+
+    def split(lean, order, way):
+        """Where the picture is best split into new and old along an order, and what that explains beyond one scene alone."""
+        sums = list(accumulate(order(lean)[::way], initial=0))
+        best = max(sums)
+        return sums.index(best) / count, best - max(0, sums[-1])
+
+    leans = [leaning(i0 + (i1 - i0) * part // 8) for part in range(1, 8)]
+    possible = [sum(value for value in lean if value > 0) - max(0, sum(lean)) for lean in leans]
+    if sum(possible) < 0.03 * 7 * whole:
+        return None  # a dissolve, or no change
+    order, way = max(((order, way) for order in sweeps(block.width // 2, block.height // 2) for way in (1, -1)),
+                     key=lambda sweep: split(leans[3], *sweep)[1])
+    parts, gains = zip(*(split(lean, order, way) for lean in leans))
+    if sum(gains) < 0.8 * sum(possible):
+        return None
+    slope, offset = fit_line(range(1, 8), parts)
+    growth = list(map(sub, parts[1:], parts))
+    if slope < 0.09 or min(growth) < -0.02 or max(growth) > 0.33 or parts[0] > 0.35 or parts[-1] < 0.65:
+        return None
+    if max(abs(slope * k + offset - part) for k, part in enumerate(parts, 1)) > 0.2 or not another_scene(block, i0, i1, 0.45):
+        return None
+    more = max(2, (i1 - i0) // 6)
+    where = list(range(max(0, i0 - more), min(len(times), i1 + more + 1), max(1, (i1 - i0) // 30)))
+    parts = [split(leaning(i), order, way)[0] for i in where]
+    begin, end = onset(where, parts, times), onset(where[::-1], [1.0 - part for part in parts[::-1]], times)
+    first, last = max(where[0] + 1, block.at(begin)), min(where[-1], block.at(end))
+    if times[last] - times[first] < 240_000:
+        return None
+    # A wipe's steps come on top of those of its scenes; in a movement there are no others.
+    before, after = surroundings(block, first - 1, last)
+    usual = sum(block.steps[max(1, i)] for i in before[1:] + after[1:]) / 14 * (last - first + 1)
+    own = sum(block.steps[first:last + 1]) - usual
+    if own < 0.25 * distance(mean_picture(pictures, before), mean_picture(pictures, after)):
+        return None
+    first, last = pace_limits(block, first, last)
+    return Event("wipe", times[first], times[last], 0.7, "画面划变")
+
+
+def places_of(block, picture):
+    """The means of two by two cells of luma, then both chroma planes, which are as coarse."""
+    width, n = block.width, block.luma
+    rows = [picture[start:start + width] for start in range(0, n, width)]
+    lumas = []
+    for upper, lower in zip(rows[::2], rows[1::2]):
+        lumas += [total >> 2 for total in map(add, map(add, upper[::2], upper[1::2]), map(add, lower[::2], lower[1::2]))]
+    return lumas + list(picture[n:])
 
 
 def onset(where, parts, times):
