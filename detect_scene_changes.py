@@ -530,39 +530,59 @@ def find_cuts(block, after, upto):
     earliest = 2 if block.opening else 1  # a single picture is no scene
     for i in range(max(earliest, bisect.bisect_right(block.times, after) - 3), min(len(block.times), block.at(upto) + 4)):
         if block.steps[i] >= CUT_FLOOR:
-            strength = stands_out(block, i)
-            if strength and not (is_light_change(block, i) or is_jerk(block, i, strength) or is_partial(block, i) or is_flash(block, i)):
-                candidates.append((strength, i))
-    for strength, i in candidates:
-        if any(block.steps[j] > block.steps[i] and abs(j - i) <= 2 for _, j in candidates):
+            new = i + 1 if is_mixed(block, i) else i
+            step = block.steps[i] if new == i else distance(block.pictures[i - 1], block.pictures[new])
+            strength = stands_out(block, i, new, step)
+            if strength and not (is_light_change(block, i, new) or is_jerk(block, i, new, strength) or is_partial(block, i, new)
+                                 or is_flash(block, i, new, step)):
+                candidates.append((strength, i, new, step))
+    for strength, i, new, step in candidates:
+        if any(other > step and abs(j - i) <= 2 for _, j, _, other in candidates):
             continue
         if not after < block.times[i] <= upto:
             continue
-        first, last = blend_around(block, i)
-        score = min(0.99, 0.5 + 0.08 * min(strength, 4) + block.steps[i] / 300)
+        first, last = blend_around(block, i) if new == i else (i, new)
+        score = min(0.99, 0.5 + 0.08 * min(strength, 4) + step / 300)
         if last - first > 2:
             yield Event("dissolve", block.times[first], block.times[last], score, "快速叠化")
         else:
             yield Event("cut", block.times[first], block.times[last], score, "画面突变")
 
 
-def stands_out(block, i):
-    """How far the step to picture i exceeds what is usual around it, as a factor; 0 if it does not stand out."""
-    steps, step = block.steps, block.steps[i]
+def is_mixed(block, i):
+    """Whether picture i is the one before and the one after laid over each other, as conversions of the frame rate leave it
+    at a cut. The step to it is then only a part of the cut's."""
+    if i + 1 >= len(block.pictures) or block.steps[i + 1] < CUT_FLOOR:
+        return False
+    old, mixed, new = block.pictures[i - 1:i + 2]
+    if max(block.steps[i - 1:i] + block.steps[i + 2:i + 3]) > 0.4 * distance(old, new):
+        return False  # in a ramp and beside flashes, it goes on
+    way = Way(old, new)
+    alpha = way(mixed) if way.energy else 0.0
+    if not 0.12 < alpha < 0.88:
+        return False
+    off = sum(abs(m - o - alpha * w) for m, o, w in zip(mixed, old, way.line))
+    return off < 0.12 * sum(map(abs, way.line))
+
+
+def stands_out(block, i, new, step):
+    """How far the `step` from the picture before i to the picture `new` exceeds what is usual around it, as a factor; 0 if it
+    does not stand out."""
+    steps = block.steps
     low, high = block.around(i, 250_000)
-    others = [j for j in range(max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))) if j != i and not is_held(steps, j)]
+    others = [j for j in range(max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))) if not i <= j <= new and not is_held(steps, j)]
     near = sorted(steps[j] for j in others) or [0.0]
     usual = near[len(near) * 6 // 10]
     if step >= CUT_RATIO * usual + 2.5:
         moving = near[-1] > 0.2 * step
-        return 0 if moving and is_motion(block, i) else step / (usual + 2.5)
+        return 0 if moving and is_motion(block, i, new) else step / (usual + 2.5)
     if usual < 3.0:
         return 0
     # Perhaps the light flickers: compare without the change of brightness.
     still = sorted(steady_step(block, j) for j in others) or [0.0]
     usual, step = still[len(still) * 6 // 10], steady_step(block, i)
     if step >= CUT_RATIO * usual + 2.5:
-        return 0 if is_motion(block, i) else step / (usual + 2.5)
+        return 0 if is_motion(block, i, new) else step / (usual + 2.5)
     # Or the scene itself seethes evenly; then only a wholly other structure is a cut.
     if step >= 1.6 * still[-2 if len(still) > 1 else -1] and step >= 1.6 * usual + 2.5:
         if correlation(block.luma_of(i - 1), block.luma_of(i)) < 0.4 and shifted(block, i - 1, i) > 0.75:
@@ -590,9 +610,9 @@ def measure_steady_step(block, i):
     return sum(map(abs, map(sub, map(sub, new, old), repeat(shift)))) / len(new)
 
 
-def is_flash(block, i):
+def is_flash(block, i, new, step):
     """A flash or a strobe: the picture before the step returns soon after it, or this step is the return itself."""
-    pictures, step, n = block.pictures, block.steps[i], block.luma
+    pictures, n = block.pictures, block.luma
 
     low, high = block.around(i, 250_000)
     near = sorted(block.steps[max(1, low):high])
@@ -602,38 +622,38 @@ def is_flash(block, i):
         rest = distance(a, b)
         if rest < max(1.5, 0.12 * step, min(drift * frames, 0.25 * step)):
             return True
-        return rest < 0.35 * step and correlation(a[:n], b[:n]) > 0.85
+        return rest < 0.5 * step and correlation(a[:n], b[:n]) > 0.85
 
     _, high = block.around(i, FLASH)
-    if any(same(pictures[i - 1], pictures[j], j - i + 1) for j in range(i + 1, high)):
+    if any(same(pictures[i - 1], pictures[j], j - i + 1) for j in range(new + 1, high)):
         return True
     low, _ = block.around(i - 1, FLASH)
-    return any(same(pictures[i], pictures[j], i - j) for j in range(low, i - 1))
+    return any(same(pictures[new], pictures[j], new - j) for j in range(low, i - 1))
 
 
-def is_light_change(block, i):
+def is_light_change(block, i, new):
     """The same structure after a change of light: exposure, lamps, flicker."""
-    return correlation(block.luma_of(i - 1), block.luma_of(i)) > 0.92
+    return correlation(block.luma_of(i - 1), block.luma_of(new)) > 0.92
 
 
-def is_jerk(block, i, strength):
+def is_jerk(block, i, new, strength):
     """A step that hardly stands out and keeps most of the structure: lost pictures, a jolt, damaged film."""
-    return strength < JERK and correlation(block.luma_of(i - 1), block.luma_of(i)) > 0.8
+    return strength < JERK and correlation(block.luma_of(i - 1), block.luma_of(new)) > 0.8
 
 
-def is_partial(block, i):
+def is_partial(block, i, new):
     """Only a part of the picture changed: captions, a picture in the picture."""
-    old, new, n = block.pictures[i - 1], block.pictures[i], block.luma
-    changes = list(map(abs, map(sub, old, new)))
+    n = block.luma
+    changes = list(map(abs, map(sub, block.pictures[i - 1], block.pictures[new])))
     enough = max(4.0, 0.35 * sum(changes[:n]) / n)
     luma = sum(map(enough.__lt__, changes[:n])) / n
     chroma = sum(map((4.0).__lt__, changes[n:])) / (len(changes) - n)
     return max(luma, chroma) < 0.4
 
 
-def is_motion(block, i):
+def is_motion(block, i, new):
     """A quick camera movement: the new picture is the old one shifted."""
-    return shifted(block, i - 1, i) < 0.4
+    return shifted(block, i - 1, new) < 0.4
 
 
 def shifted(block, i, j, reach_x=8, reach_y=4):
