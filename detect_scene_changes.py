@@ -1485,14 +1485,20 @@ def sweep_at(block, i0, i1):
         best = max(sums)
         return sums.index(best) / count, best - max(0, sums[-1])
 
+    def possible(lean):
+        """What the best split explains if there are no orders."""
+        return sum(value for value in lean if value > 0) - max(0, sum(lean))
+
+    # The picture in the middle tells the order, and refutes most.
+    half = leaning((i0 + i1) // 2)
+    orders = ((order, way) for order in sweeps(block.width // 2, block.height // 2) for way in (1, -1))
+    gain, sweep = max(((split(half, *sweep)[1], sweep) for sweep in orders), key=itemgetter(0))
+    if possible(half) < 0.03 * whole or gain < 0.6 * possible(half):
+        return None  # a dissolve, a movement, or no change
     leans = [leaning(i0 + (i1 - i0) * part // 8) for part in range(1, 8)]
-    possible = [sum(value for value in lean if value > 0) - max(0, sum(lean)) for lean in leans]
-    if sum(possible) < 0.03 * 7 * whole:
-        return None  # a dissolve, or no change
-    order, way = max(((order, way) for order in sweeps(block.width // 2, block.height // 2) for way in (1, -1)),
-                     key=lambda sweep: split(leans[3], *sweep)[1])
-    parts, gains = zip(*(split(lean, order, way) for lean in leans))
-    if sum(gains) < 0.8 * sum(possible):
+    parts, gains = zip(*(split(lean, *sweep) for lean in leans))
+    everything = sum(map(possible, leans))
+    if everything < 0.03 * 7 * whole or sum(gains) < 0.8 * everything:
         return None
     slope, offset = fit_line(range(1, 8), parts)
     growth = list(map(sub, parts[1:], parts))
@@ -1502,7 +1508,7 @@ def sweep_at(block, i0, i1):
         return None
     more = max(2, (i1 - i0) // 6)
     where = list(range(max(0, i0 - more), min(len(times), i1 + more + 1), max(1, (i1 - i0) // 30)))
-    parts = [split(leaning(i), order, way)[0] for i in where]
+    parts = [split(leaning(i), *sweep)[0] for i in where]
     begin, end = onset(where, parts, times), onset(where[::-1], [1.0 - part for part in parts[::-1]], times)
     first, last = max(where[0] + 1, block.at(begin)), min(where[-1], block.at(end))
     if times[last] - times[first] < 240_000:
