@@ -1190,8 +1190,8 @@ def blend_at(block, i0, i1):
     averaged over a while before and after, and that the pictures between are blends is seen in their detail."""
     pictures, times = block.pictures, block.times
     middle_ones = [(i0 + (i1 - i0) * part // 8, part / 8) for part in (3, 4, 5)]
-    if not -1.5 < detail_left(block, *surroundings(block, i0, i1), middle_ones) < 0.8:
-        return None
+    if not -1.5 < detail_left(block, *(side[::3] for side in surroundings(block, i0, i1)), middle_ones) < 0.8:
+        return None  # what most windows are refuted by, hence roughly and first
     for _ in range(4):
         before, after = surroundings(block, i0, i1)
         old, new = mean_picture(pictures, before), mean_picture(pictures, after)
@@ -1491,10 +1491,12 @@ def sweep_at(block, i0, i1):
 
     # The picture in the middle tells the order, and refutes most.
     half = leaning((i0 + i1) // 2)
+    if possible(half) < 0.03 * whole:
+        return None  # a dissolve, or no change
     orders = ((order, way) for order in sweeps(block.width // 2, block.height // 2) for way in (1, -1))
     gain, sweep = max(((split(half, *sweep)[1], sweep) for sweep in orders), key=itemgetter(0))
-    if possible(half) < 0.03 * whole or gain < 0.6 * possible(half):
-        return None  # a dissolve, a movement, or no change
+    if gain < 0.6 * possible(half):
+        return None  # a movement
     leans = [leaning(i0 + (i1 - i0) * part // 8) for part in range(1, 8)]
     parts, gains = zip(*(split(lean, *sweep) for lean in leans))
     everything = sum(map(possible, leans))
