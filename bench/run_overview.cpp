@@ -357,7 +357,7 @@ void timeLeft(bool isPaced, int lanes)
         const double moment = double(clock.elapsed()) / 1000;
         if (const auto left = shownTimeLeft(window); left && pastTenth)
             shown.append({moment, *left});
-        if (!nearEnd && window->remainingLabel->text() == u"剩余不到 10 秒"_s)
+        if (!nearEnd && window->remainingLabel->text() == u"剩余不到 15 秒"_s)
             nearEnd = moment;
     });
     sampler.start(500);
@@ -379,7 +379,7 @@ void timeLeft(bool isPaced, int lanes)
     }
     std::printf(
         "time: %s, %d workers: %.1f s in all; from 10 %% on the time left is off by at most %.1f %% (at %.1f s) "
-        "and changes by at most %.0f %% between two updates (%lld samples); less than 10 s left are told %.1f "
+        "and changes by at most %.0f %% between two updates (%lld samples); less than 15 s left are told %.1f "
         "s before the end\n",
         isPaced ? "paced" : "at full speed", lanes, end, largestError * 100, worstMoment, largestJump * 100,
         static_cast<long long>(shown.size()), end - nearEnd.value_or(end));

@@ -259,7 +259,7 @@ private Q_SLOTS:
         QCOMPARE(splits.column(RunTableModel::speedColumn).trimmed(), u"2.4x"_s);
         const RunOverviewWindow& window = *splits.overview.window();
         QTRY_COMPARE(window.totalProgressBar->value(), 250);
-        QTRY_COMPARE(window.remainingLabel->text(), u"剩余不到 10 秒"_s);
+        QTRY_COMPARE(window.remainingLabel->text(), u"剩余不到 15 秒"_s);
 
         // What a screen reader finds
         const auto accessible = [](QWidget* widget) { return QAccessible::queryAccessibleInterface(widget); };

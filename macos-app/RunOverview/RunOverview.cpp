@@ -26,7 +26,7 @@ namespace {
 
 constexpr int updateMilliseconds = 500; ///< as often as ffmpeg reports
 /// Below it the time left is told in words: one clip that takes a second longer would make any number wrong.
-constexpr double leastNumberedSeconds = 10;
+constexpr double leastNumberedSeconds = 15;
 
 std::optional<qint64> readableSize(const FileURL& url)
 {
@@ -56,7 +56,7 @@ QString timeLeftText(std::optional<double> seconds)
     if (!seconds)
         return u"正在估计剩余时间…"_s;
     const double whole = std::round(*seconds);
-    return whole < leastNumberedSeconds ? u"剩余不到 10 秒"_s : u"剩余约 "_s + clockText(whole);
+    return whole < leastNumberedSeconds ? u"剩余不到 15 秒"_s : u"剩余约 "_s + clockText(whole);
 }
 
 } // namespace
