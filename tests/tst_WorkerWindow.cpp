@@ -138,14 +138,14 @@ private Q_SLOTS:
         WorkerWindowController controller(1, 1);
         controller.prepareForDisplay();
         QString lines;
-        for (int number = 1000; number < 2000; ++number)
+        for (int number = 1000; number < 5000; ++number)
             lines += u"line %1\n"_s.arg(number);
         controller.appendLog(lines);
         controller.completeLog();
         QPlainTextEdit* log = logOf(controller);
         QCOMPARE(log->toPlainText(), lines);
         QScrollBar* bar = log->verticalScrollBar();
-        QCOMPARE(bar->maximum() + bar->pageStep(), 1001);
+        QCOMPARE(bar->maximum() + bar->pageStep(), 4001);
 
         bar->setValue(500);
         const QPoint firstLine(log->viewport()->rect().left() + 20, 1 + log->fontMetrics().ascent());
@@ -157,7 +157,7 @@ private Q_SLOTS:
         };
         QCOMPARE(selectLineAtTop(), u"line 1500\n"_s);
         controller.window()->resize(600, 500);
-        QCOMPARE(bar->maximum() + bar->pageStep(), 1001);
+        QCOMPARE(bar->maximum() + bar->pageStep(), 4001);
         QCOMPARE(selectLineAtTop(), u"line 1500\n"_s);
         bar->setValue(bar->maximum());
         controller.window()->resize(700, 600);

@@ -15,11 +15,11 @@ constexpr int inset = 10;
 constexpr qint64 allowanceMilliseconds = 4;
 constexpr qint64 catchUpMilliseconds = 30;
 /// Characters that are inserted between two looks at the clock, less what follows their last line break.
-constexpr qsizetype portionSize = 4096;
-/// A block begins after so many lines, or with the first line after so many characters: what is seen of it is laid out
-/// as a whole.
-constexpr qsizetype linesInBlock = 32;
-constexpr qsizetype charactersInBlock = 4096;
+constexpr qsizetype portionSize = 16384;
+/// A block begins with the first line after so many characters, and after so many lines where they are seen at once:
+/// what is seen of a block is laid out as a whole.
+constexpr qsizetype charactersInBlock = 16384;
+constexpr qsizetype linesInSeenBlock = 16;
 
 /// The logs with text that waits, next one first.
 QList<LogView*> waitingLogs;
@@ -31,9 +31,18 @@ qsizetype linesOf(const QTextBlock& block)
     return block.text().count(QChar::LineSeparator) + 1;
 }
 
+/// Where so many last lines of the text begin, or the line break before them.
+qsizetype startOfLastLines(QStringView text, int count)
+{
+    qsizetype start = text.size();
+    for (; count > 0 && start > 0; --count)
+        start = text.lastIndexOf(u'\n', start - 1);
+    return start;
+}
+
 /// The text with those of its line breaks that stay within a block turned into line separators, to be added to this
-/// block.
-QString dividedIntoBlocks(const QString& text, const QTextBlock& last)
+/// block. From `seenFrom` on it is seen at once.
+QString dividedIntoBlocks(const QString& text, qsizetype seenFrom, const QTextBlock& last)
 {
     qsizetype lines = linesOf(last);
     qsizetype characters = last.length();
@@ -46,7 +55,7 @@ QString dividedIntoBlocks(const QString& text, const QTextBlock& last)
         ++characters;
         if (!isLineBreak) {
             divided += text[i];
-        } else if (lines < linesInBlock && characters < charactersInBlock) {
+        } else if (characters < charactersInBlock && (i < seenFrom || lines < linesInSeenBlock)) {
             divided += QChar(QChar::LineSeparator);
             ++lines;
         } else {
@@ -133,13 +142,17 @@ void LogView::insertUntil(QDeadlineTimer deadline)
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
     const QTextBlock lastBefore = end.block();
+    const int seenLines = viewport()->height() / fontMetrics().lineSpacing() + 1;
+    bool isLast = false;
     end.beginEditBlock();
     do {
         const qsizetype lineBreak = m_waiting.lastIndexOf(u'\n', std::min(portionSize, m_waiting.size() - 1));
         const qsizetype length = lineBreak >= 0 ? lineBreak + 1 : std::min(portionSize, m_waiting.size());
-        end.insertText(dividedIntoBlocks(m_waiting.first(length), end.block()));
+        isLast = length == m_waiting.size() || deadline.hasExpired();
+        const QString portion = m_waiting.first(length);
+        end.insertText(dividedIntoBlocks(portion, isLast ? startOfLastLines(portion, seenLines) : length, end.block()));
         m_waiting.remove(0, length);
-    } while (!m_waiting.isEmpty() && !deadline.hasExpired());
+    } while (!isLast);
     end.endEditBlock();
     countLinesFrom(lastBefore);
     restoreSelection(anchor, position);

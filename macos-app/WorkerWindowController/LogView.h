@@ -7,9 +7,9 @@
 /// A log that is only written at its end and never trimmed. Text is taken in at once or, when several logs are flooded,
 /// as soon as it is this log's turn: together they leave the event loop time for everything else.
 ///
-/// A block of the document holds up to 32 lines, divided by QChar::LineSeparator, which toPlainText() and the clipboard
-/// give as line breaks: a document takes in a block in a time that grows with the number of its blocks, and a log of an
-/// hour has millions of lines.
+/// A block of the document holds many lines, divided by QChar::LineSeparator, which toPlainText() and the clipboard
+/// give as line breaks: a document takes in a block in a time that grows with the number of its blocks, and a flooded
+/// log has millions of lines.
 class LogView final : public QPlainTextEdit
 {
 public:
