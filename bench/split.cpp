@@ -119,13 +119,15 @@ void measureResponsiveness(const QTemporaryDir& folder)
                 quantile(computing, 0.99));
 }
 
-/// A log of 77 MB and a short one take the same text by turns.
+/// Logs of several lengths and each time a short one take the same text by turns. It ends within a line, as what is
+/// read from a pipe may.
 void measureAppending()
 {
+    constexpr int turns = 100;
     QByteArray lines;
     for (int frame = 0; lines.size() < 20'000; ++frame)
         lines += progressLines(frame);
-    const QString portion = QString::fromUtf8(lines);
+    const QString portion = QString::fromUtf8(lines).chopped(3);
     const auto microseconds = [&](WorkerWindowController& controller) {
         QElapsedTimer timer;
         timer.start();
@@ -134,21 +136,27 @@ void measureAppending()
         QCoreApplication::processEvents();
         return double(timer.nsecsElapsed()) / 1e3;
     };
-    WorkerWindowController shortLog(1, 2);
     WorkerWindowController longLog(2, 2);
-    shortLog.prepareForDisplay();
     longLog.prepareForDisplay();
-    for (int i = 0; i < 77'000'000 / portion.size(); ++i)
-        microseconds(longLog);
-    std::vector<double> toShort;
-    std::vector<double> toLong;
-    for (int i = 0; i < 100; ++i) {
-        toShort.push_back(microseconds(shortLog));
-        toLong.push_back(microseconds(longLog));
+    qsizetype length = 0;
+    for (const int megabytes : {2, 20, 75, 300}) {
+        for (; length < megabytes * 1'000'000; length += portion.size())
+            microseconds(longLog);
+        WorkerWindowController shortLog(1, 2);
+        shortLog.prepareForDisplay();
+        std::vector<double> toShort;
+        std::vector<double> toLong;
+        for (int i = 0; i < turns; ++i) {
+            toShort.push_back(microseconds(shortLog));
+            toLong.push_back(microseconds(longLog));
+        }
+        length += turns * portion.size();
+        const double shortMedian = quantile(toShort, 0.5);
+        const double longMedian = quantile(toLong, 0.5);
+        std::printf("appending 20 kB and painting, median of %d: %.0f us to a log of at most 2 MB, %.0f us to one of "
+                    "%d MB (%.2f times)\n",
+                    turns, shortMedian, longMedian, megabytes, longMedian / shortMedian);
     }
-    std::printf("appending 20 kB and painting, median: %.0f us to a log of at most 2 MB, %.0f us to one of 77 MB (%.2f "
-                "times)\n",
-                quantile(toShort, 0.5), quantile(toLong, 0.5), quantile(toLong, 0.5) / quantile(toShort, 0.5));
     QApplication::closeAllWindows();
 }
 

@@ -31,13 +31,13 @@ qsizetype linesOf(const QTextBlock& block)
     return block.text().count(QChar::LineSeparator) + 1;
 }
 
-/// Where so many last lines of the text begin, or the line break before them.
-qsizetype startOfLastLines(QStringView text, int count)
+/// The line break before so many last lines of the text; -1 if it has fewer.
+qsizetype breakBeforeLastLines(QStringView text, int count)
 {
-    qsizetype start = text.size();
-    for (; count > 0 && start > 0; --count)
-        start = text.lastIndexOf(u'\n', start - 1);
-    return start;
+    qsizetype lineBreak = text.size();
+    for (; count > 0 && lineBreak > 0; --count)
+        lineBreak = text.lastIndexOf(u'\n', lineBreak - 1);
+    return lineBreak;
 }
 
 /// The text with those of its line breaks that stay within a block turned into line separators, to be added to this
@@ -143,15 +143,23 @@ void LogView::insertUntil(QDeadlineTimer deadline)
     end.movePosition(QTextCursor::End);
     const QTextBlock lastBefore = end.block();
     const int seenLines = viewport()->height() / fontMetrics().lineSpacing() + 1;
+    const qsizetype nearEnd = std::max<qsizetype>(0, m_waiting.size() - portionSize);
+    qsizetype seenFrom = nearEnd + breakBeforeLastLines(QStringView(m_waiting).sliced(nearEnd), seenLines);
     bool isLast = false;
     end.beginEditBlock();
     do {
-        const qsizetype lineBreak = m_waiting.lastIndexOf(u'\n', std::min(portionSize, m_waiting.size() - 1));
-        const qsizetype length = lineBreak >= 0 ? lineBreak + 1 : std::min(portionSize, m_waiting.size());
+        qsizetype length = m_waiting.size();
+        if (length > portionSize) {
+            const qsizetype lineBreak = m_waiting.lastIndexOf(u'\n', portionSize);
+            length = lineBreak >= 0 ? lineBreak + 1 : portionSize;
+        }
         isLast = length == m_waiting.size() || deadline.hasExpired();
         const QString portion = m_waiting.first(length);
-        end.insertText(dividedIntoBlocks(portion, isLast ? startOfLastLines(portion, seenLines) : length, end.block()));
+        if (isLast)
+            seenFrom = breakBeforeLastLines(portion, seenLines);
+        end.insertText(dividedIntoBlocks(portion, seenFrom, end.block()));
         m_waiting.remove(0, length);
+        seenFrom -= length;
     } while (!isLast);
     end.endEditBlock();
     countLinesFrom(lastBefore);
