@@ -24,7 +24,9 @@
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -53,6 +55,15 @@ int reportProgress(int argc, char* argv[])
     return 0;
 }
 
+/// What all processes that this one started and that have ended took of the processors.
+double processorSecondsOfChildren()
+{
+    rusage usage = {};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
 class Run final : public SplitCoordinatorDelegate
 {
 public:
@@ -61,6 +72,7 @@ public:
     int finishes = 0;
     int completed = 0;
     int failed = 0;
+    std::vector<double> processorSeconds; ///< of all jobs so far, each time that one has ended
 
     void start(const QList<FFmpegJob>& jobs, int concurrency, const FileURL& ffmpeg, bool watched = true)
     {
@@ -84,7 +96,7 @@ public:
     }
 
     void splitCoordinatorDidStart(int, int) override {}
-    void splitCoordinatorDidUpdate(int, int, int) override {}
+    void splitCoordinatorDidUpdate(int, int, int) override { processorSeconds.push_back(processorSecondsOfChildren()); }
     void splitCoordinatorDidFinish(int completedJobs, int failedJobs, int) override
     {
         ++finishes;
@@ -335,7 +347,8 @@ FileURL pacedFFmpeg(const QTemporaryDir& folder)
     return FileURL(path);
 }
 
-/// 30 equal clips, either paced or as fast as the machine can.
+/// 30 equal clips, either paced or as fast as the machine can. At full speed the processor time of the clips tells
+/// whether the machine itself kept its speed: what nobody can foresee is no fault of the estimate.
 void timeLeft(bool isPaced, int lanes)
 {
     const QTemporaryDir folder;
@@ -383,6 +396,10 @@ void timeLeft(bool isPaced, int lanes)
         "s before the end\n",
         isPaced ? "paced" : "at full speed", lanes, end, largestError * 100, worstMoment, largestJump * 100,
         static_cast<long long>(shown.size()), end - nearEnd.value_or(end));
+    std::printf("      processor time of a clip, by rounds of all workers:");
+    for (std::size_t i = std::size_t(lanes); i < run.processorSeconds.size(); i += std::size_t(lanes))
+        std::printf(" %.2f", (run.processorSeconds[i] - run.processorSeconds[i - std::size_t(lanes)]) / lanes);
+    std::printf(" s\n");
 }
 
 /// Jobs of this program as ffmpeg.

@@ -121,6 +121,22 @@ private Q_SLOTS:
         QCOMPARE(remaining.update(5.1), std::optional(5.0));
     }
 
+    void aMachineThatGotSlowerIsBelieved()
+    {
+        constexpr int jobs = 60;
+        RemainingTime remaining(QList<double>(jobs, 10), 1, 2);
+        double now = 0;
+        double left = 0;
+        for (int job = 0; job < jobs / 2; ++job) {
+            remaining.launch(job, now);
+            now += job < jobs / 3 ? 2 : 4;
+            remaining.end(job, true, 0, now);
+            left = remaining.update(now).value_or(0);
+        }
+        const double truth = 4.0 * jobs / 2;
+        QVERIFY(left > 0.85 * truth); // 0.67, if all jobs counted alike
+    }
+
     void oneOutlierMovesTheAnswerByHalfAtMost()
     {
         RemainingTime remaining(QList<double>(20, 10), 1, 2);

@@ -16,6 +16,8 @@ constexpr double leastShown = 1;
 constexpr double wholeFrom = 0.98; ///< a report of so much of the clip is ffmpeg's last, which holds nothing back
 constexpr double longestSilence = 2;
 constexpr double shortestInterval = 0.05; ///< between two reports that tell a speed
+/// A job that ended so many rounds of all lanes ago counts half: a machine that gets other work to do stays slower.
+constexpr double roundsToHalf = 3;
 
 } // namespace
 
@@ -77,15 +79,16 @@ void RemainingTime::end(int job, bool isComplete, double processorTime, double n
         m_load = std::clamp(m_processorTime / m_endedTime * m_lanes / m_processors, 0.0, 1.0);
     if (!isComplete)
         return;
-    m_completedTime += took;
-    m_completedLength += ended.duration;
+    const double keep = std::exp2(-1 / (roundsToHalf * m_lanes));
+    m_completedTime = m_completedTime * keep + took;
+    m_completedLength = m_completedLength * keep + ended.duration;
     ++m_completedJobs;
     if (ended.speed > 0)
         m_completedLag += std::max(0.0, ended.duration - ended.length - (m_laneTime - ended.reported) * ended.speed);
 }
 
-/// What one second of video takes in one lane. Until a job has ended, the running ones tell by how they go on: the time
-/// before their first report, in which the encoder looks ahead, would make them seem slow.
+/// What one second of video takes in one lane, of late. Until a job has ended, the running ones tell by how they go on:
+/// the time before their first report, in which the encoder looks ahead, would make them seem slow.
 std::optional<double> RemainingTime::pace() const
 {
     if (m_completedLength > 0)

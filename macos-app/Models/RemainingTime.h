@@ -59,7 +59,7 @@ private:
     double m_load = 1; ///< the share of the processors that all lanes together keep busy; encoders take what they get
     double m_endedTime = 0;
     double m_processorTime = 0;
-    double m_completedTime = 0;
+    double m_completedTime = 0; ///< this and the next: of jobs long ago only a part
     double m_completedLength = 0;
     double m_completedLag = 0;
     int m_completedJobs = 0;
