@@ -76,6 +76,7 @@ private Q_SLOTS:
         QTest::newRow("markup is text") << QStringList{u"<b>&amp;</b>"_s} << u"<b>&amp;</b>"_s;
         QTest::newRow("a carriage return starts a line")
             << QStringList{u"frame=1\rframe=2\r"_s} << u"frame=1\nframe=2\n"_s;
+        QTest::newRow("with a line feed it starts one") << QStringList{u"a\r\nb"_s} << u"a\nb"_s;
     }
 
     void logKeepsTheTextAsItCame()

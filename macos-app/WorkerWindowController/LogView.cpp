@@ -8,6 +8,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int inset = 10;
@@ -26,6 +28,11 @@ QList<LogView*> waitingLogs;
 /// When the allowance of this turn of the event loop ends; nothing while it is untouched.
 std::optional<QDeadlineTimer> allowance;
 
+QString withPlainLineBreaks(QString text)
+{
+    return text.replace(u"\r\n"_s, u"\n"_s).replace(u'\r', u'\n').replace(QChar(QChar::ParagraphSeparator), u'\n');
+}
+
 qsizetype linesOf(const QTextBlock& block)
 {
     return block.text().count(QChar::LineSeparator) + 1;
@@ -42,29 +49,21 @@ qsizetype breakBeforeLastLines(QStringView text, int count)
 
 /// The text with those of its line breaks that stay within a block turned into line separators, to be added to this
 /// block. From `seenFrom` on it is seen at once.
-QString dividedIntoBlocks(const QString& text, qsizetype seenFrom, const QTextBlock& last)
+QString dividedIntoBlocks(QString text, qsizetype seenFrom, const QTextBlock& last)
 {
     qsizetype lines = linesOf(last);
-    qsizetype characters = last.length();
-    QString divided;
-    divided.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool isLineBreak = text[i] == u'\n' || text[i] == u'\r' || text[i] == QChar::ParagraphSeparator;
-        if (text[i] == u'\r' && text.mid(i + 1, 1) == u'\n')
-            continue;
-        ++characters;
-        if (!isLineBreak) {
-            divided += text[i];
-        } else if (characters < charactersInBlock && (i < seenFrom || lines < linesInSeenBlock)) {
-            divided += QChar(QChar::LineSeparator);
+    qsizetype blockStart = -last.length();
+    for (qsizetype i = text.indexOf(u'\n'); i >= 0; i = text.indexOf(u'\n', i + 1)) {
+        const bool isSeen = i >= seenFrom;
+        if (i + 1 - blockStart < charactersInBlock && (!isSeen || lines < linesInSeenBlock)) {
+            text[i] = QChar::LineSeparator;
             ++lines;
         } else {
-            divided += u'\n';
             lines = 1;
-            characters = 0;
+            blockStart = i + 1;
         }
     }
-    return divided;
+    return text;
 }
 
 /// The line of the log, wrapped or not, in which this position lies, with its line break.
@@ -102,7 +101,7 @@ LogView::~LogView()
 
 void LogView::append(const QString& text)
 {
-    m_waiting += text;
+    m_waiting += withPlainLineBreaks(text);
     if (!waitingLogs.contains(this))
         waitingLogs.append(this);
     takeTurns();
