@@ -72,7 +72,7 @@ public:
     int finishes = 0;
     int completed = 0;
     int failed = 0;
-    std::vector<double> processorSeconds; ///< of all jobs so far, each time that one has ended
+    QList<double> processorSeconds; ///< of all jobs so far, each time that one has ended
 
     void start(const QList<FFmpegJob>& jobs, int concurrency, const FileURL& ffmpeg, bool watched = true)
     {
@@ -96,7 +96,7 @@ public:
     }
 
     void splitCoordinatorDidStart(int, int) override {}
-    void splitCoordinatorDidUpdate(int, int, int) override { processorSeconds.push_back(processorSecondsOfChildren()); }
+    void splitCoordinatorDidUpdate(int, int, int) override { processorSeconds.append(processorSecondsOfChildren()); }
     void splitCoordinatorDidFinish(int completedJobs, int failedJobs, int) override
     {
         ++finishes;
@@ -397,8 +397,8 @@ void timeLeft(bool isPaced, int lanes)
         isPaced ? "paced" : "at full speed", lanes, end, largestError * 100, worstMoment, largestJump * 100,
         static_cast<long long>(shown.size()), end - nearEnd.value_or(end));
     std::printf("      processor time of a clip, by rounds of all workers:");
-    for (std::size_t i = std::size_t(lanes); i < run.processorSeconds.size(); i += std::size_t(lanes))
-        std::printf(" %.2f", (run.processorSeconds[i] - run.processorSeconds[i - std::size_t(lanes)]) / lanes);
+    for (qsizetype i = lanes; i < run.processorSeconds.size(); i += lanes)
+        std::printf(" %.2f", (run.processorSeconds.at(i) - run.processorSeconds.at(i - lanes)) / lanes);
     std::printf(" s\n");
 }
 

@@ -139,7 +139,7 @@ void measureAppending()
     WorkerWindowController longLog(2, 2);
     longLog.prepareForDisplay();
     qsizetype length = 0;
-    for (const int megabytes : {2, 20, 75, 300}) {
+    for (const qsizetype megabytes : {2, 20, 75, 300}) {
         for (; length < megabytes * 1'000'000; length += portion.size())
             microseconds(longLog);
         WorkerWindowController shortLog(1, 2);
@@ -155,7 +155,7 @@ void measureAppending()
         const double longMedian = quantile(toLong, 0.5);
         std::printf("appending 20 kB and painting, median of %d: %.0f us to a log of at most 2 MB, %.0f us to one of "
                     "%d MB (%.2f times)\n",
-                    turns, shortMedian, longMedian, megabytes, longMedian / shortMedian);
+                    turns, shortMedian, longMedian, int(megabytes), longMedian / shortMedian);
     }
     QApplication::closeAllWindows();
 }
