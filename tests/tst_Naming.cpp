@@ -46,6 +46,19 @@ private Q_SLOTS:
         QCOMPARE(shellQuoted(u"a\"b\\c"_s), u"\"a\\\"b\\c\""_s);
     }
 
+    void aShellReadsItsWordsBack()
+    {
+        const QStringList words = {u"-y"_s, u"a  b"_s, u"$(echo x)`echo y`!"_s, u"it's\n\"\\\""_s,
+                                   u"~"_s,  u""_s,     u"片段*.mp4"_s};
+        QStringList line = {u"printf '%s\\0'"_s};
+        for (const QString& word : words)
+            line << shellWord(word);
+        QProcess shell;
+        shell.start(u"sh"_s, {u"-c"_s, line.join(u' ')});
+        QVERIFY(shell.waitForFinished());
+        QCOMPARE(QString::fromUtf8(shell.readAllStandardOutput()), words.join(QChar(0)) + QChar(0));
+    }
+
     /// Every row is a path, its base name, its extension and its folder.
     void pathPieces()
     {

@@ -28,6 +28,14 @@ QStringList baseArguments(const FFmpegJob& job, bool includeExecutionFlags)
     return words;
 }
 
+QString commandLine(const FFmpegJob& job, QString (*quoted)(const QString&))
+{
+    QStringList words = {u"ffmpeg"_s};
+    for (const QString& word : job.arguments())
+        words << quoted(word);
+    return words.join(u' ');
+}
+
 } // namespace
 
 QStringList FFmpegJob::arguments() const
@@ -42,8 +50,10 @@ QStringList FFmpegJob::executionArguments() const
 
 QString FFmpegJob::commandPreview() const
 {
-    QStringList words = {u"ffmpeg"_s};
-    for (const QString& word : arguments())
-        words << shellQuoted(word);
-    return words.join(u' ');
+    return commandLine(*this, shellQuoted);
+}
+
+QString FFmpegJob::shellCommand() const
+{
+    return commandLine(*this, shellWord);
 }

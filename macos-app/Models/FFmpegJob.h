@@ -23,6 +23,8 @@ struct FFmpegJob
     [[nodiscard]] QStringList executionArguments() const;
     /// "ffmpeg" and `arguments()` as one line with shell-like quoting, for reading only.
     [[nodiscard]] QString commandPreview() const;
+    /// The same words as a line that can be given to a shell.
+    [[nodiscard]] QString shellCommand() const;
 
     friend bool operator==(const FFmpegJob&, const FFmpegJob&) = default;
 };

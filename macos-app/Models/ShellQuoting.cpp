@@ -38,3 +38,12 @@ QString shellQuoted(const QString& text)
     escaped.replace(u'"', u"\\\""_s);
     return u'"' + escaped + u'"';
 }
+
+QString shellWord(const QString& text)
+{
+    if (isBareWord(text))
+        return text;
+    QString escaped = text;
+    escaped.replace(u'\'', uR"('\'')"_s);
+    return u'\'' + escaped + u'\'';
+}
