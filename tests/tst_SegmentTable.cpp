@@ -254,6 +254,9 @@ void TestSegmentTable::togglesRows()
     click(table()->visualRect(cell(2, 0)).topLeft() + QPoint(1, 1)); // beside the box
     QVERIFY(model()->segments().at(2).isEnabled);
     QCOMPARE(edited.size(), 2);
+    table()->setCurrentIndex(cell(2, SegmentTableModel::startColumn));
+    QTest::keyClick(table(), Qt::Key_Space, Qt::ShiftModifier);
+    QVERIFY(!model()->segments().at(2).isEnabled);
     QVERIFY(!openField());
 }
 

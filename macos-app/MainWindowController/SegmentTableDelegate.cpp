@@ -186,13 +186,14 @@ bool SegmentTableDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
                                        const QModelIndex& index)
 {
     const auto toggle = [&] {
-        const bool wasEnabled = index.data(Qt::CheckStateRole).toInt() == Qt::Checked;
-        return model->setData(index, wasEnabled ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
+        const QModelIndex box = index.siblingAtColumn(SegmentTableModel::enabledColumn);
+        const bool wasEnabled = box.data(Qt::CheckStateRole).toInt() == Qt::Checked;
+        return model->setData(box, wasEnabled ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
     };
     const bool isEnabledCell = index.column() == SegmentTableModel::enabledColumn;
     if (event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();
-        return isEnabledCell && (key == Qt::Key_Space || key == Qt::Key_Select) && toggle();
+        return (key == Qt::Key_Space || key == Qt::Key_Select) && toggle();
     }
     if (event->type() != QEvent::MouseButtonPress && event->type() != QEvent::MouseButtonRelease)
         return false;
