@@ -91,6 +91,15 @@ private Q_SLOTS:
                  qPrintable(noVideo.error));
     }
 
+    void lostOutputIsAFailure()
+    {
+        if (!QFile::exists(u"/dev/full"_s))
+            QSKIP("needs /dev/full");
+        const Outcome outcome = run({u"-c"_s, u"exec \"$0\" --self-test > /dev/full"_s, m_program}, u"/bin/sh"_s);
+        QCOMPARE(outcome.status, 2);
+        QCOMPARE(outcome.error, u"无法写到标准输出。\n"_s);
+    }
+
     void interruptEndsTheDetectorToo()
     {
         QVERIFY(QFile::link(writeFakeTool(m_directory.path(), u"fake-python"_s,

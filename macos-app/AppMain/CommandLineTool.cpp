@@ -50,6 +50,13 @@ void printLine(const char* key, const QByteArray& value)
     std::fprintf(stdout, "%s=%s\n", key, value.constData());
 }
 
+/// What could not be written must not pass for a success.
+void flushOutput()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw AppRuntimeError::invalidDetectorOutput(u"无法写到标准输出。"_s);
+}
+
 void selfTest()
 {
     const RuntimeConfiguration runtime = RuntimeResolver::resolve();
@@ -95,10 +102,12 @@ bool CommandLineTool::runIfNeeded(const QByteArrayList& arguments)
     try {
         if (arguments.first() == "--self-test") {
             selfTest();
+            flushOutput();
             return true;
         }
         if (arguments.first() == "--detect-summary") {
             detectSummary(arguments);
+            flushOutput();
             return true;
         }
     } catch (const std::exception& error) {
