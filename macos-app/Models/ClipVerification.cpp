@@ -12,11 +12,18 @@ constexpr double tolerance = 0.05;
 /// Where the frame rate is not known: the length of a frame that is rarely exceeded.
 constexpr double usualLongestFrame = 0.1;
 
+/// In a source whose pictures cannot be reached exactly, sound goes on where pictures are missing, so these alone
+/// count. Broadcasts, which are kept in such containers, do not vary their rate.
+bool picturesTellLength(const FFmpegReport& report)
+{
+    return report.startsAtKeyFrames && report.frames && report.frameRate;
+}
+
 /// Frames of varying length tell nothing by their number, and the last ones' times stay with the encoder: then only
 /// sound shows how far the clip goes. Some sources do not own up that theirs vary.
 bool lengthIsCertain(const FFmpegReport& report)
 {
-    if (!report.frames || report.hasSound)
+    if (!report.frames || report.hasSound || picturesTellLength(report))
         return true;
     return report.frameRate &&
            report.outTime.value_or(0) * *report.frameRate <= static_cast<double>(*report.frames) + 1;
@@ -41,7 +48,8 @@ std::optional<QString> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& 
     const bool isEmpty = report.frames ? *report.frames == 0 : report.length().value_or(0) <= 0;
     if (isEmpty)
         return u"没有写出任何画面"_s;
-    const double written = report.length().value_or(0);
+    const double written = picturesTellLength(report) ? static_cast<double>(*report.frames) / *report.frameRate
+                                                      : report.length().value_or(0);
     const double frame = report.frameRate ? 1 / *report.frameRate : usualLongestFrame;
     if (const auto expected = expectedLength(job, report); expected && written < *expected - frame - tolerance)
         return u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(written), formatShortSeconds(*expected));

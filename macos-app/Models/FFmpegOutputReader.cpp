@@ -151,6 +151,8 @@ bool FFmpegOutputReader::readProgress(QByteArrayView line)
 void FFmpegOutputReader::readBanner(QByteArrayView line)
 {
     const QByteArray text = line.trimmed().toByteArray();
+    if (line.startsWith("Input #0, mpeg")) // a program or transport stream
+        m_report.startsAtKeyFrames = true;
     if (line.startsWith("Input #"))
         m_section = Section::input;
     else if (line.startsWith("Output #"))

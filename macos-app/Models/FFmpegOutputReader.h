@@ -10,6 +10,7 @@
 struct FFmpegReport
 {
     std::optional<double> sourceDuration; ///< as the banner has it, to the hundredth
+    bool startsAtKeyFrames = false;       ///< the source's container; the pictures before the next one may be missing
     std::optional<double> frameRate;      ///< of the clip's video; absent where the source's varies
     bool hasSound = false;                ///< the clip has
     std::optional<qint64> frames;         ///< given to the encoder so far; absent for a clip without video
