@@ -8,6 +8,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
 
@@ -52,6 +53,18 @@ private Q_SLOTS:
         QCOMPARE(menu,
                  u"Kestrel: 退出 Kestrel Ctrl+Q; 编辑: 撤销 Ctrl+Z; 重做 Ctrl+Shift+Z;  ; 剪切 Ctrl+X; 复制 Ctrl+C; "
                  "粘贴 Ctrl+V; 全选 Ctrl+A; "_s);
+    }
+
+    void quitsFromAnyWindow()
+    {
+        QAction* quit = m_window->menuBar()->actions().first()->menu()->actions().first();
+        QSignalSpy quitting(quit, &QAction::triggered);
+        QWidget worker;
+        worker.show();
+        m_window->close();
+        QVERIFY(QTest::qWaitForWindowActive(&worker));
+        QTest::keyClick(&worker, Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(quitting.size(), 1);
     }
 
     void editsTheFocusedText()

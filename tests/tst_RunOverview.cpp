@@ -119,6 +119,7 @@ private Q_SLOTS:
         runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=160x90:rate=25:duration=12"_s, u"-vf"_s,
                  u"select=lt(t\\,6)+not(mod(n\\,12))"_s, u"-vsync"_s, u"vfr"_s, m_folder.filePath(u"varying.mp4"_s)});
         runTool({u"-i"_s, good, u"-c:v"_s, u"mpeg2video"_s, u"-c:a"_s, u"mp2"_s, m_folder.filePath(u"good.mpg"_s)});
+        runTool({u"-i"_s, good, u"-an"_s, u"-c"_s, u"copy"_s, m_folder.filePath(u"silent.ts"_s)});
     }
 
     void cleanup()
@@ -142,6 +143,10 @@ private Q_SLOTS:
             << u"varying.mp4"_s << 6.5 << 4.0 << u"o.mp4"_s << u"完成"_s << u""_s;
         QTest::newRow("sound cut by the seek")
             << u"good.mpg"_s << 4.9 << 1.1 << u"o.mpg"_s << u"完成"_s << u"Error while decoding stream"_s;
+        QTest::newRow("a stream from its beginning")
+            << u"silent.ts"_s << 0.0 << 3.0 << u"o.mp4"_s << u"完成"_s << u""_s;
+        QTest::newRow("pictures lost by the seek")
+            << u"silent.ts"_s << 5.0 << 5.0 << u"o.mp4"_s << u"可疑"_s << u"，应为 5.000s"_s;
         QTest::newRow("beyond the end") << u"good.mp4"_s << 20.0 << 2.0 << u"o.mp4"_s << u"可疑"_s
                                         << u"没有写出任何画面"_s;
         QTest::newRow("across the truncation")
@@ -234,7 +239,7 @@ private Q_SLOTS:
         QCOMPARE(window->focusWidget(), window->jobTableView);
         splits.select(0);
         QTest::keyClick(window->jobTableView, Qt::Key_C, Qt::ControlModifier);
-        QCOMPARE(QGuiApplication::clipboard()->text(), tool.job(u"a b"_s).commandPreview());
+        QCOMPARE(QGuiApplication::clipboard()->text(), tool.job(u"a b"_s).shellCommand());
         splits.select(2);
         QTest::keyClick(window->jobTableView, Qt::Key_Delete);
         QCOMPARE(splits.states(), u"运行中 运行中 已停止"_s);
@@ -245,6 +250,12 @@ private Q_SLOTS:
             const bool takesFocus = control->focusPolicy() & Qt::TabFocus;
             QVERIFY2(!takesFocus || !control->accessibleName().isEmpty(), control->metaObject()->className());
         }
+        window->close();
+        QWidget other;
+        other.show();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        QTest::keySequence(&other, window->showAction->shortcut());
+        QVERIFY(window->isVisible());
     }
 
     void rowsFollowTheReports()

@@ -1,5 +1,7 @@
 #include "AppMain/MainMenu.h"
 
+#include "Controls/SharedActions.h"
+
 #include <QApplication>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -41,6 +43,7 @@ void installMainMenu(QMainWindow* window)
     QAction* quit = addItem(applicationMenu, u"退出 Kestrel"_s, u"Ctrl+Q"_s);
     quit->setMenuRole(QAction::QuitRole); // macOS moves it into the menu that bears the application's name
     QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    shareWithEveryWindow(quit);
 
     QMenu* editMenu = bar->addMenu(u"编辑"_s);
     addEditingItem(editMenu, u"撤销"_s, "undo", u"Ctrl+Z"_s);

@@ -77,6 +77,7 @@ void RunOverview::connectActions()
     connect(m_window->stopAllAction, &QAction::triggered, this, &RunOverview::stopAll);
     connect(m_window->retryAction, &QAction::triggered, this, &RunOverview::retry);
     connect(m_window->revealAction, &QAction::triggered, this, &RunOverview::reveal);
+    connect(m_window->showAction, &QAction::triggered, this, &RunOverview::showWindow);
     connect(m_window->copyCommandAction, &QAction::triggered, this, &RunOverview::copyCommands);
     connect(m_window->jobTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &RunOverview::updateActions);
@@ -104,6 +105,7 @@ void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shar
     m_clock.start();
     m_updateTimer.start();
     m_sleepInhibitor = std::make_unique<SleepInhibitor>();
+    m_window->showAction->setEnabled(true);
     m_window->present();
     update();
 }
@@ -224,10 +226,17 @@ void RunOverview::reveal()
         revealInFolder(m_model.rows().at(row).job.outputURL);
 }
 
+void RunOverview::showWindow()
+{
+    m_window->present();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
 void RunOverview::copyCommands()
 {
     QStringList commands;
     for (const int row : m_window->selectedRows())
-        commands.append(m_model.rows().at(row).job.commandPreview());
+        commands.append(m_model.rows().at(row).job.shellCommand());
     QGuiApplication::clipboard()->setText(commands.join(u'\n'));
 }

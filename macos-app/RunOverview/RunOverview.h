@@ -49,6 +49,7 @@ private:
     void stopAll();
     void retry();
     void reveal();
+    void showWindow();
     void copyCommands();
     [[nodiscard]] QList<int> rowsToRetry() const;
     [[nodiscard]] bool isRunning() const { return m_updateTimer.isActive(); }

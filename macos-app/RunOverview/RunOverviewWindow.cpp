@@ -1,5 +1,6 @@
 #include "RunOverview/RunOverviewWindow.h"
 
+#include "Controls/SharedActions.h"
 #include "RunOverview/JobTableView.h"
 #include "RunOverview/RunBarDelegate.h"
 #include "RunOverview/RunTableModel.h"
@@ -126,6 +127,8 @@ void RunOverviewWindow::makeActions()
     copyCommandAction = makeAction(this, u"复制命令"_s, u"copyCommandAction"_s, {});
     stopSelectedAction->setShortcuts({Qt::Key_Delete, Qt::Key_Backspace}); // a Mac's delete key is the latter
     addActions({stopSelectedAction, stopAllAction, retryAction, revealAction, copyCommandAction});
+    showAction = makeAction(this, u"显示分解总览"_s, u"showAction"_s, u"Ctrl+Shift+O"_s);
+    shareWithEveryWindow(showAction);
 }
 
 QTableView* RunOverviewWindow::makeTable(RunTableModel* model)

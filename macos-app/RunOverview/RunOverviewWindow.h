@@ -28,6 +28,7 @@ public:
     QAction* retryAction = nullptr;
     QAction* revealAction = nullptr;
     QAction* copyCommandAction = nullptr;
+    QAction* showAction = nullptr; ///< in every window
 
 private:
     [[nodiscard]] QWidget* makeTotal();
