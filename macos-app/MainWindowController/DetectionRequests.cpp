@@ -59,9 +59,19 @@ void DetectionRequests::start(const DetectorService& service, const DetectionReq
                 self->finish(number, request, result);
         });
     };
-    service.detect(request, progress, completion);
+    const auto cancellation = std::make_shared<std::atomic<bool>>(false);
+    service.detect(request, progress, completion, cancellation);
+    forget();
     m_wanted = number;
+    m_cancellation = cancellation;
     ++m_running;
+}
+
+void DetectionRequests::forget()
+{
+    m_wanted = 0;
+    if (m_cancellation)
+        *m_cancellation = true;
 }
 
 void DetectionRequests::finish(quint64 number, const DetectionRequest& request, const DetectionResult& result)

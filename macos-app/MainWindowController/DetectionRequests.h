@@ -4,8 +4,8 @@
 
 #include <QObject>
 
-/// The window's detections on their way. Any number may run at once, because a detector cannot be called back; only
-/// the newest one that is still wanted reports anything but its end.
+/// The window's detections on their way. Only the newest one that is still wanted reports anything but its end; the
+/// detectors of the others are ended, which takes a moment.
 class DetectionRequests final : public QObject
 {
 public:
@@ -21,7 +21,7 @@ public:
     /// From now on this request is the wanted one.
     void start(const DetectorService& service, const DetectionRequest& request);
     /// Whatever runs is no longer wanted.
-    void forget() { m_wanted = 0; }
+    void forget();
     /// Whether any detector still runs, wanted or not.
     [[nodiscard]] bool areRunning() const { return m_running > 0; }
 
@@ -29,6 +29,7 @@ private:
     void finish(quint64 number, const DetectionRequest& request, const DetectionResult& result);
 
     quint64 m_latest = 0;
-    quint64 m_wanted = 0; ///< 0: none
+    quint64 m_wanted = 0;                              ///< 0: none
+    std::shared_ptr<std::atomic<bool>> m_cancellation; ///< of the wanted one
     int m_running = 0;
 };

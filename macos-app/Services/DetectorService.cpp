@@ -31,8 +31,9 @@ class DetectorRun final
 {
 public:
     DetectorRun(const RuntimeConfiguration& runtime, const DetectionRequest& request,
-                const DetectorService::ProgressHandler& progress)
-        : m_lines([progress](const QByteArray& line) {
+                const DetectorService::ProgressHandler& progress, DetectorService::Cancellation cancellation)
+        : m_cancellation(std::move(cancellation))
+        , m_lines([progress](const QByteArray& line) {
             const QString text = decodedUtf8OrEmpty(line).trimmed();
             if (progress && !text.isEmpty())
                 progress(text);
@@ -66,7 +67,7 @@ public:
         startOrThrow(m_process);
         const qint64 group = m_leadsGroup ? m_process.processId() : 0;
         while (!m_process.waitForFinished(stopPollMilliseconds) && m_process.state() != QProcess::NotRunning) {
-            if (stopRequested)
+            if (stopRequested || (m_cancellation && *m_cancellation))
                 stop();
         }
         drainOutput();
@@ -102,6 +103,7 @@ private:
     }
 
     const bool m_leadsGroup = ::isatty(STDIN_FILENO) == 0;
+    const DetectorService::Cancellation m_cancellation;
     QByteArray m_output;
     QByteArray m_error;
     LineSplitter m_lines;
@@ -141,11 +143,12 @@ QStringList detectorArguments(const FileURL& detectorScriptURL, const DetectionR
             u"--json"_s};
 }
 
-DetectorPayload DetectorService::detectSync(const DetectionRequest& request, const ProgressHandler& progress) const
+DetectorPayload DetectorService::detectSync(const DetectionRequest& request, const ProgressHandler& progress,
+                                            const Cancellation& cancellation) const
 {
     if (stopRequested)
         throw AppRuntimeError::detectorFailed(u"解析失败："_s);
-    DetectorRun run(m_runtime, request, progress);
+    DetectorRun run(m_runtime, request, progress, cancellation);
     run.runToEnd();
     if (!run.succeeded()) {
         const QString errorText = run.errorText().trimmed();
@@ -156,12 +159,12 @@ DetectorPayload DetectorService::detectSync(const DetectionRequest& request, con
 }
 
 void DetectorService::detect(const DetectionRequest& request, const ProgressHandler& progress,
-                             const CompletionHandler& completion) const
+                             const CompletionHandler& completion, const Cancellation& cancellation) const
 {
-    requestPool().start([service = *this, request, progress, completion] {
+    requestPool().start([service = *this, request, progress, completion, cancellation] {
         DetectionResult result = std::exception_ptr();
         try {
-            result = service.detectSync(request, progress);
+            result = service.detectSync(request, progress, cancellation);
         } catch (...) {
             result = std::current_exception();
         }

@@ -6,8 +6,10 @@
 
 #include <QStringList>
 
+#include <atomic>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <variant>
 
 /// What a detector is asked. Seconds; negative numbers reach it as 0.
@@ -31,6 +33,8 @@ class DetectorService final
 public:
     /// One line of the detector's standard error, trimmed and never empty; called on the request's thread.
     using ProgressHandler = std::function<void(const QString&)>;
+    /// Set to true, from any thread, it ends this request's detector as `stopAll` ends all of them.
+    using Cancellation = std::shared_ptr<const std::atomic<bool>>;
     /// Called once, on the request's thread.
     using CompletionHandler = std::function<void(const DetectionResult&)>;
 
@@ -40,12 +44,12 @@ public:
 
     /// Blocks until the detector has ended; needs no event loop and has no time limit. Throws AppRuntimeError for a
     /// failed detector and for output that is no payload, ProcessLaunchError when the interpreter cannot be started.
-    [[nodiscard]] DetectorPayload detectSync(const DetectionRequest& request,
-                                             const ProgressHandler& progress = {}) const;
+    [[nodiscard]] DetectorPayload detectSync(const DetectionRequest& request, const ProgressHandler& progress = {},
+                                             const Cancellation& cancellation = {}) const;
 
     /// The same on a background thread; returns at once. Both handlers run there. The service may be gone by then.
-    void detect(const DetectionRequest& request, const ProgressHandler& progress,
-                const CompletionHandler& completion) const;
+    void detect(const DetectionRequest& request, const ProgressHandler& progress, const CompletionHandler& completion,
+                const Cancellation& cancellation = {}) const;
 
     /// Ends every running detector, SIGTERM first and SIGKILL after the grace period, and refuses further ones: the
     /// orderly end of Kestrel. May be called from a signal handler; returns at once.
