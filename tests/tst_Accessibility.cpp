@@ -14,20 +14,6 @@
 
 using namespace Qt::StringLiterals;
 
-/// What a screen reader finds.
-class TestAccessibility final : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void namesEverythingInTheMainWindow();
-    void namesEverythingInAWorkerWindow();
-    void togglesAsAClickDoes();
-    void tellsTheCellsOfTheSegments();
-    void actsInTheCellsOfTheSegments();
-    void keepsCellsWithTheirRows();
-};
-
 namespace {
 
 /// What only holds or decorates other things needs no name.
@@ -65,159 +51,157 @@ void verifyNames(QWidget& window, int atLeast)
     QVERIFY2(count >= atLeast, qPrintable(u"only %1 parts were found"_s.arg(count)));
 }
 
-void fill(MainWindow& window)
-{
-    window.eventTableModel->setEvents({{1, u"fade"_s, 3, 4, 1, 0.9, u"亮度"_s}});
-    window.segmentTableModel->setSegments({{1, true, 0, 3, false}, {2, false, 4, 9, false}, {3, true, 5, 6, true}});
-}
-
-QAccessibleInterface* spokenTable(const MainWindow& window)
-{
-    return QAccessible::queryAccessibleInterface(window.segmentTableView);
-}
-
 } // namespace
 
-void TestAccessibility::namesEverythingInTheMainWindow()
+/// What a screen reader finds.
+class TestAccessibility final : public QObject
 {
-    MainWindow window;
-    window.show();
-    fill(window);
-    verifyNames(window, 70);
-}
+    Q_OBJECT
 
-void TestAccessibility::namesEverythingInAWorkerWindow()
-{
-    WorkerWindowController controller(1, 3);
-    controller.prepareForDisplay();
-    QWidget* window = QApplication::topLevelWidgets().value(0);
-    QVERIFY(window);
-    verifyNames(*window, 4);
-}
+    std::unique_ptr<MainWindow> m_window;
 
-void TestAccessibility::togglesAsAClickDoes()
-{
-    MainWindow window;
-    window.show();
-    window.segmentMasterCheckbox->setCheckState(Qt::PartiallyChecked);
-    for (QAbstractButton* button : {static_cast<QAbstractButton*>(window.segmentMasterCheckbox),
-                                    static_cast<QAbstractButton*>(window.fadeStrategyRows.front().button)}) {
-        QSignalSpy clicked(button, &QAbstractButton::clicked);
-        QAccessibleInterface* toggle = QAccessible::queryAccessibleInterface(button);
-        QCOMPARE(toggle->state().checkStateMixed, button == window.segmentMasterCheckbox);
-        toggle->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
-        QCOMPARE(clicked.size(), 1);
-        QVERIFY(toggle->state().checked && !toggle->state().checkStateMixed);
-        button->setEnabled(false);
-        QVERIFY(toggle->actionInterface()->actionNames().isEmpty());
+    [[nodiscard]] QAccessibleInterface* spokenTable() const
+    {
+        return QAccessible::queryAccessibleInterface(m_window->segmentTableView);
     }
-}
-
-void TestAccessibility::tellsTheCellsOfTheSegments()
-{
-    MainWindow window;
-    window.show();
-    fill(window);
-    QAccessibleInterface* table = spokenTable(window);
-    const auto cell = [&](int row, int column) { return table->tableInterface()->cellAt(row, column); };
-    QCOMPARE(cell(0, 0)->text(QAccessible::Name), u"已启用"_s);
-    QCOMPARE(cell(1, 0)->text(QAccessible::Name), u"未启用"_s);
-    QVERIFY(cell(0, 0)->state().checked && !cell(1, 0)->state().checked);
-    QVERIFY(cell(1, 0)->state().checkable && !cell(1, 1)->state().checkable);
-    QCOMPARE(cell(2, 1)->text(QAccessible::Name), u"00:00:05.000"_s);
-    QVERIFY(cell(0, 2)->text(QAccessible::Description).isEmpty());
-    QCOMPARE(cell(2, 2)->text(QAccessible::Description), u"手工片段，按 Delete 键删除"_s);
-    QCOMPARE(table->tableInterface()->columnDescription(1), u"开始时间"_s);
-    QCOMPARE(cell(2, 1)->tableCellInterface()->columnHeaderCells().value(0)->text(QAccessible::Name), u"开始时间"_s);
-
-    QCOMPARE(table->childCount(), 16); // with the headers
-    for (int i = 0; i < table->childCount(); ++i)
-        QCOMPARE(table->indexOfChild(table->child(i)), i);
-    QVERIFY(!table->child(-1) && !table->child(16) && !cell(3, 0) && !cell(0, 3));
-    QCOMPARE(table->child(11), cell(1, 2));
-
-    QVERIFY(table->tableInterface()->selectRow(1));
-    QCOMPARE(window.segmentTableView->selectionModel()->selectedRows().value(0).row(), 1);
-    QCOMPARE(table->tableInterface()->selectedCells(), QList({cell(1, 0), cell(1, 1), cell(1, 2)}));
-    QVERIFY(cell(1, 0)->state().selected && table->tableInterface()->unselectRow(1) && !cell(1, 0)->state().selected);
-    window.segmentTableView->setCurrentIndex(window.segmentTableModel->index(2, 1));
-    QCOMPARE(table->focusChild(), cell(2, 1));
-
-    QCOMPARE(cell(1, 2)->childCount() + cell(2, 1)->childCount(), 0);
-    QAccessibleInterface* deleteMark = cell(2, 2)->child(0);
-    QVERIFY(deleteMark);
-    QCOMPARE(deleteMark->role(), QAccessible::Button);
-    QCOMPARE(deleteMark->rect().width(), 16);
-    QCOMPARE(cell(2, 2)->indexOfChild(deleteMark), 0);
-    const QPoint there = deleteMark->rect().center();
-    QCOMPARE(table->childAt(there.x(), there.y()), cell(2, 2));
-    QCOMPARE(cell(2, 2)->childAt(there.x(), there.y()), deleteMark);
-    QVERIFY(!cell(2, 2)->childAt(there.x() - 16, there.y()));
-    QCOMPARE(table->childAt(there.x(), table->rect().top() + 5), table->child(3));
-}
-
-void TestAccessibility::actsInTheCellsOfTheSegments()
-{
-    MainWindow window;
-    window.show();
-    fill(window);
-    SegmentTableModel& model = *window.segmentTableModel;
-    connect(window.segmentTableDelegate, &SegmentTableDelegate::deleteRequested, &model,
-            &SegmentTableModel::removeSegment);
-    QSignalSpy edited(&model, &SegmentTableModel::segmentsEdited);
-    const auto cell = [&](int row, int column) { return spokenTable(window)->tableInterface()->cellAt(row, column); };
-
-    for (const bool enabled : {false, true}) {
-        cell(0, 0)->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
-        QCOMPARE(model.segments().at(0).isEnabled, enabled);
+    [[nodiscard]] QAccessibleInterface* cell(int row, int column) const
+    {
+        return spokenTable()->tableInterface()->cellAt(row, column);
     }
-    QCOMPARE(edited.size(), 2);
 
-    const auto openField = [&] { return window.segmentTableView->findChild<SegmentTimeField*>(); };
-    cell(1, 1)->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
-    QCOMPARE(window.segmentTableView->currentIndex(), model.index(1, 1));
-    QVERIFY(!openField());
-    for (int times = 0; times < 2; ++times) // the second time it is open already
-        cell(1, 1)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QVERIFY(openField());
-    QCOMPARE(openField()->text(), u"00:00:04.000"_s);
+private Q_SLOTS:
+    void init()
+    {
+        m_window = std::make_unique<MainWindow>();
+        m_window->show();
+        m_window->eventTableModel->setEvents({{1, u"fade"_s, 3, 4, 1, 0.9, u"亮度"_s}});
+        m_window->segmentTableModel->setSegments(
+            {{1, true, 0, 3, false}, {2, false, 4, 9, false}, {3, true, 5, 6, true}});
+    }
 
-    cell(2, 2)->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QTRY_COMPARE(model.rowCount(), 2);
-    QCOMPARE(model.segments().last().index, 2);
-}
+    void cleanup() { m_window.reset(); }
 
-void TestAccessibility::keepsCellsWithTheirRows()
-{
-    MainWindow window;
-    window.show();
-    fill(window);
-    QAccessibleInterface* table = spokenTable(window);
-    // What the view does when assistive technology is on.
-    const auto tell = [&](QAccessibleTableModelChangeEvent::ModelChangeType type) {
-        QAccessibleTableModelChangeEvent change(window.segmentTableView, type);
-        table->tableInterface()->modelChange(&change);
-    };
-    QAccessibleInterface* removed = table->tableInterface()->cellAt(0, 2);
-    QAccessibleInterface* moved = table->tableInterface()->cellAt(2, 2);
-    const QList<QAccessible::Id> ids = {QAccessible::uniqueId(moved), QAccessible::uniqueId(moved->child(0)),
-                                        QAccessible::uniqueId(table->child(12))}; // a row header
-    window.segmentTableModel->removeSegment(0);
-    QVERIFY(!removed->isValid() && moved->isValid());
-    QCOMPARE(table->tableInterface()->cellAt(1, 2), moved);
-    const QAccessible::Id removedId = QAccessible::uniqueId(removed);
-    tell(QAccessibleTableModelChangeEvent::RowsRemoved);
-    QVERIFY(!QAccessible::accessibleInterface(removedId));
-    QCOMPARE(QAccessible::accessibleInterface(ids.first()), moved);
+    void namesEverything()
+    {
+        verifyNames(*m_window, 70);
+        WorkerWindowController worker(1, 3);
+        worker.prepareForDisplay();
+        verifyNames(*worker.window(), 4);
+    }
 
-    window.segmentTableModel->setSegments({{1, true, 7, 8, false}});
-    QVERIFY(!moved->isValid());
-    QCOMPARE(table->tableInterface()->cellAt(0, 2)->text(QAccessible::Name), u"00:00:08.000"_s);
-    tell(QAccessibleTableModelChangeEvent::ModelReset);
-    for (const QAccessible::Id id : ids)
-        QVERIFY(!QAccessible::accessibleInterface(id));
-    QVERIFY(!table->child(8));
-}
+    void togglesAsAClickDoes()
+    {
+        m_window->segmentMasterCheckbox->setCheckState(Qt::PartiallyChecked);
+        for (QAbstractButton* button : {static_cast<QAbstractButton*>(m_window->segmentMasterCheckbox),
+                                        static_cast<QAbstractButton*>(m_window->fadeStrategyRows.front().button)}) {
+            QSignalSpy clicked(button, &QAbstractButton::clicked);
+            QAccessibleInterface* toggle = QAccessible::queryAccessibleInterface(button);
+            QCOMPARE(toggle->state().checkStateMixed, button == m_window->segmentMasterCheckbox);
+            toggle->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+            QCOMPARE(clicked.size(), 1);
+            QVERIFY(toggle->state().checked && !toggle->state().checkStateMixed);
+            button->setEnabled(false);
+            QVERIFY(toggle->actionInterface()->actionNames().isEmpty());
+        }
+    }
+
+    void tellsTheCellsOfTheSegments()
+    {
+        QAccessibleInterface* table = spokenTable();
+        QCOMPARE(cell(0, 0)->text(QAccessible::Name), u"已启用"_s);
+        QCOMPARE(cell(1, 0)->text(QAccessible::Name), u"未启用"_s);
+        QVERIFY(cell(0, 0)->state().checked && !cell(1, 0)->state().checked);
+        QVERIFY(cell(1, 0)->state().checkable && !cell(1, 1)->state().checkable);
+        QCOMPARE(cell(2, 1)->text(QAccessible::Name), u"00:00:05.000"_s);
+        QVERIFY(cell(0, 2)->text(QAccessible::Description).isEmpty());
+        QCOMPARE(cell(2, 2)->text(QAccessible::Description), u"手工片段，按 Delete 键删除"_s);
+        QCOMPARE(table->tableInterface()->columnDescription(1), u"开始时间"_s);
+        QCOMPARE(cell(2, 1)->tableCellInterface()->columnHeaderCells().value(0)->text(QAccessible::Name),
+                 u"开始时间"_s);
+
+        QCOMPARE(table->childCount(), 16); // with the headers
+        for (int i = 0; i < table->childCount(); ++i)
+            QCOMPARE(table->indexOfChild(table->child(i)), i);
+        QVERIFY(!table->child(-1) && !table->child(16) && !cell(3, 0) && !cell(0, 3));
+        QCOMPARE(table->child(11), cell(1, 2));
+
+        QVERIFY(table->tableInterface()->selectRow(1));
+        QCOMPARE(m_window->segmentTableView->selectionModel()->selectedRows().value(0).row(), 1);
+        QCOMPARE(table->tableInterface()->selectedCells(), QList({cell(1, 0), cell(1, 1), cell(1, 2)}));
+        QVERIFY(cell(1, 0)->state().selected && table->tableInterface()->unselectRow(1) &&
+                !cell(1, 0)->state().selected);
+        m_window->segmentTableView->setCurrentIndex(m_window->segmentTableModel->index(2, 1));
+        QCOMPARE(table->focusChild(), cell(2, 1));
+
+        QCOMPARE(cell(1, 2)->childCount() + cell(2, 1)->childCount(), 0);
+        QAccessibleInterface* deleteMark = cell(2, 2)->child(0);
+        QVERIFY(deleteMark);
+        QCOMPARE(deleteMark->role(), QAccessible::Button);
+        QCOMPARE(deleteMark->rect().width(), 16);
+        QCOMPARE(cell(2, 2)->indexOfChild(deleteMark), 0);
+        const QPoint there = deleteMark->rect().center();
+        QCOMPARE(table->childAt(there.x(), there.y()), cell(2, 2));
+        QCOMPARE(cell(2, 2)->childAt(there.x(), there.y()), deleteMark);
+        QVERIFY(!cell(2, 2)->childAt(there.x() - 16, there.y()));
+        QCOMPARE(table->childAt(there.x(), table->rect().top() + 5), table->child(3));
+    }
+
+    void actsInTheCellsOfTheSegments()
+    {
+        SegmentTableModel& model = *m_window->segmentTableModel;
+        connect(m_window->segmentTableDelegate, &SegmentTableDelegate::deleteRequested, &model,
+                &SegmentTableModel::removeSegment);
+        QSignalSpy edited(&model, &SegmentTableModel::segmentsEdited);
+
+        for (const bool enabled : {false, true}) {
+            cell(0, 0)->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+            QCOMPARE(model.segments().at(0).isEnabled, enabled);
+        }
+        QCOMPARE(edited.size(), 2);
+
+        const auto openField = [&] { return m_window->segmentTableView->findChild<SegmentTimeField*>(); };
+        cell(1, 1)->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
+        QCOMPARE(m_window->segmentTableView->currentIndex(), model.index(1, 1));
+        QVERIFY(!openField());
+        for (int times = 0; times < 2; ++times) // the second time it is open already
+            cell(1, 1)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QVERIFY(openField());
+        QCOMPARE(openField()->text(), u"00:00:04.000"_s);
+
+        cell(2, 2)->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QTRY_COMPARE(model.rowCount(), 2);
+        QCOMPARE(model.segments().last().index, 2);
+    }
+
+    void keepsCellsWithTheirRows()
+    {
+        QAccessibleInterface* table = spokenTable();
+        // What the view does when assistive technology is on.
+        const auto tell = [&](QAccessibleTableModelChangeEvent::ModelChangeType type) {
+            QAccessibleTableModelChangeEvent change(m_window->segmentTableView, type);
+            table->tableInterface()->modelChange(&change);
+        };
+        QAccessibleInterface* removed = cell(0, 2);
+        QAccessibleInterface* moved = cell(2, 2);
+        const QList<QAccessible::Id> ids = {QAccessible::uniqueId(moved), QAccessible::uniqueId(moved->child(0)),
+                                            QAccessible::uniqueId(table->child(12))}; // a row header
+        m_window->segmentTableModel->removeSegment(0);
+        QVERIFY(!removed->isValid() && moved->isValid());
+        QCOMPARE(cell(1, 2), moved);
+        const QAccessible::Id removedId = QAccessible::uniqueId(removed);
+        tell(QAccessibleTableModelChangeEvent::RowsRemoved);
+        QVERIFY(!QAccessible::accessibleInterface(removedId));
+        QCOMPARE(QAccessible::accessibleInterface(ids.first()), moved);
+
+        m_window->segmentTableModel->setSegments({{1, true, 7, 8, false}});
+        QVERIFY(!moved->isValid());
+        QCOMPARE(cell(0, 2)->text(QAccessible::Name), u"00:00:08.000"_s);
+        tell(QAccessibleTableModelChangeEvent::ModelReset);
+        for (const QAccessible::Id id : ids)
+            QVERIFY(!QAccessible::accessibleInterface(id));
+        QVERIFY(!table->child(8));
+    }
+};
 
 QTEST_MAIN(TestAccessibility)
 #include "tst_Accessibility.moc"
