@@ -35,25 +35,19 @@ class FFmpegOutputReaderTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void chunksMayBeCutAnywhere_data()
-    {
-        QTest::addColumn<qsizetype>("chunkSize");
-        for (const qsizetype size : {1, 2, 3, 7, 64, 100'000})
-            QTest::addRow("%d bytes", int(size)) << size;
-    }
-
     void chunksMayBeCutAnywhere()
     {
-        QFETCH(qsizetype, chunkSize);
-        const FFmpegReport report = read(banner + firstBlock, chunkSize);
-        QCOMPARE(report.sourceDuration, std::optional(3602.5));
-        QCOMPARE(report.frameRate, std::optional(30000.0 / 1001));
-        QVERIFY(report.hasSound);
-        QCOMPARE(report.frames, std::optional<qint64>(92));
-        QCOMPARE(report.outTime, std::optional(1.720078));
-        QCOMPARE(report.speed, std::optional(2.87));
-        QCOMPARE(report.length(), std::optional(92 / (30000.0 / 1001)));
-        QCOMPARE(report.lastError, QString());
+        for (const qsizetype chunkSize : {1, 2, 3, 7, 64, 100'000}) {
+            const FFmpegReport report = read(banner + firstBlock, chunkSize);
+            QCOMPARE(report.sourceDuration, std::optional(3602.5));
+            QCOMPARE(report.frameRate, std::optional(30000.0 / 1001));
+            QVERIFY(report.hasSound);
+            QCOMPARE(report.frames, std::optional<qint64>(92));
+            QCOMPARE(report.outTime, std::optional(1.720078));
+            QCOMPARE(report.speed, std::optional(2.87));
+            QCOMPARE(report.length(), std::optional(92 / (30000.0 / 1001)));
+            QCOMPARE(report.lastError, QString());
+        }
     }
 
     void frameRates_data()
@@ -82,27 +76,18 @@ private Q_SLOTS:
         QVERIFY(!report.hasSound);
     }
 
-    void soundDecodersNeedAFrameToFindTheirFeet_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<bool>("isFaultBeforeOutput");
-        const auto row = [](const QByteArray& line, bool isFault) {
-            QTest::newRow(line.constData()) << line << isFault;
-        };
-        row("Error while decoding stream #0:1: Invalid data found when processing input", false);
-        row("[aist#0:1/mp2 @ 0x55d1] Error submitting packet to decoder: Invalid data found", false);
-        row("Error while decoding stream #0:10: Invalid data found when processing input", true);
-        row("[h264 @ 0x55ce] error while decoding MB 33 19, bytestream -27", true);
-    }
-
     void soundDecodersNeedAFrameToFindTheirFeet()
     {
-        QFETCH(QByteArray, line);
-        QFETCH(bool, isFaultBeforeOutput);
         const QByteArray input = "Input #0, mpeg, from 'a':\n  Stream #0:1[0x1c0]: Audio: mp2, 44100 Hz\n";
         const QByteArray output = "Output #0, mpeg, to 'o':\n  Stream #0:1: Audio: mp2, 44100 Hz\n";
-        QCOMPARE(!read(input + line + '\n' + output, 50).fault.isEmpty(), isFaultBeforeOutput);
-        QVERIFY(!read(input + output + line + '\n', 50).fault.isEmpty());
+        for (const auto& [line, isFaultBeforeOutput] :
+             {std::pair("Error while decoding stream #0:1: Invalid data found when processing input\n", false),
+              {"[aist#0:1/mp2 @ 0x55d1] Error submitting packet to decoder: Invalid data found\n", false},
+              {"Error while decoding stream #0:10: Invalid data found when processing input\n", true},
+              {"[h264 @ 0x55ce] error while decoding MB 33 19, bytestream -27\n", true}}) {
+            QVERIFY2(!read(input + line + output, 50).fault.isEmpty() == isFaultBeforeOutput, line);
+            QVERIFY2(!read(input + output + line, 50).fault.isEmpty(), line);
+        }
     }
 
     void progress_data()
