@@ -20,6 +20,45 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+// Mouse and keys
+
+inline void type(QLineEdit* field, const QString& text)
+{
+    field->setFocus();
+    field->selectAll();
+    if (text.isEmpty())
+        QTest::keyClick(field, Qt::Key_Delete);
+    else
+        QTest::keyClicks(field, text);
+}
+
+inline void paste(QLineEdit* field, const QString& text)
+{
+    QGuiApplication::clipboard()->setText(text);
+    field->setFocus();
+    field->selectAll();
+    field->paste();
+}
+
+inline void drop(QWidget* field, const QStringList& paths)
+{
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& path : paths)
+        urls.append(QUrl::fromLocalFile(path));
+    data.setUrls(urls);
+    const QPoint center = field->rect().center();
+    QDragEnterEvent enter(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(field, &enter);
+    QDropEvent event(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(field, &event);
+}
+
+inline void click(QAbstractButton* button)
+{
+    QTest::mouseClick(button, Qt::LeftButton);
+}
+
 /// A main window with its controller, used through its controls as a person would, and a detector that does with each
 /// video what the test has written for it.
 class WindowUnderTest final
@@ -61,38 +100,6 @@ public:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    // Mouse and keys
-
-    static void type(QLineEdit* field, const QString& text)
-    {
-        field->setFocus();
-        field->selectAll();
-        if (text.isEmpty())
-            QTest::keyClick(field, Qt::Key_Delete);
-        else
-            QTest::keyClicks(field, text);
-    }
-    static void paste(QLineEdit* field, const QString& text)
-    {
-        QGuiApplication::clipboard()->setText(text);
-        field->setFocus();
-        field->selectAll();
-        field->paste();
-    }
-    static void drop(QWidget* field, const QStringList& paths)
-    {
-        QMimeData data;
-        QList<QUrl> urls;
-        for (const QString& path : paths)
-            urls.append(QUrl::fromLocalFile(path));
-        data.setUrls(urls);
-        const QPoint center = field->rect().center();
-        QDragEnterEvent enter(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QCoreApplication::sendEvent(field, &enter);
-        QDropEvent event(center, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QCoreApplication::sendEvent(field, &event);
-    }
-    static void click(QAbstractButton* button) { QTest::mouseClick(button, Qt::LeftButton); }
     void chooseVideo(const QString& videoPath) const { type(line("videoPathField"), videoPath); }
     void selectEvent(int row) const
     {

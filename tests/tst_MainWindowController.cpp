@@ -24,7 +24,6 @@ class TestMainWindowController final : public QObject
     std::unique_ptr<WindowUnderTest> m_test;
 
     [[nodiscard]] const MainWindow& window() const { return m_test->window(); }
-    void drop(QWidget* field, const QString& path) const { WindowUnderTest::drop(field, {path}); }
     [[nodiscard]] bool isEmpty() const
     {
         return m_test->segmentCount() + m_test->eventCount() == 0 && !window().splitButton->isEnabled();
@@ -45,17 +44,17 @@ private Q_SLOTS:
         QVERIFY(window().parseButton->isEnabled() && window().addSegmentButton->isEnabled());
         QVERIFY(isEmpty() && !window().segmentMasterCheckbox->isEnabled());
         QCOMPARE(m_test->preview(), u"clip-01.mp4"_s);
-        WindowUnderTest::type(window().outputDirectoryField, u"/x/"_s);
-        WindowUnderTest::type(window().prefixField, u"a/b"_s);
+        type(window().outputDirectoryField, u"/x/"_s);
+        type(window().prefixField, u"a/b"_s);
         QCOMPARE(m_test->preview(), u"/x/a-b-01.mp4"_s);
-        WindowUnderTest::click(window().resetOutputDirectoryButton);
+        click(window().resetOutputDirectoryButton);
         QCOMPARE(m_test->preview(), u"a-b-01.mp4"_s);
     }
 
     void takesADroppedVideo()
     {
         const QString video = m_test->addVideo(u" 长 %1 片.b.MP4 "_s, twoScenes);
-        WindowUnderTest::drop(window().videoPathField, {m_test->folder.path(), video});
+        drop(window().videoPathField, {m_test->folder.path(), video});
         QCOMPARE(window().videoPathField->text(), video);
         QCOMPARE(window().outputDirectoryField->text(), m_test->folder.path());
         QCOMPARE(window().prefixField->text(), u" 长 %1 片.b"_s);
@@ -99,28 +98,28 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(clips) && QDir().mkpath(m_test->path(u"other"_s)));
         const QString one = m_test->addVideo(u"one.mp4"_s, twoScenes);
         const QString two = m_test->addVideo(u"other/two.mov"_s, twoScenes);
-        drop(window().videoPathField, one);
-        drop(window().outputDirectoryField, clips);
-        drop(window().videoPathField, two);
+        drop(window().videoPathField, {one});
+        drop(window().outputDirectoryField, {clips});
+        drop(window().videoPathField, {two});
         QCOMPARE(folder(), clips);
         QCOMPARE(m_test->preview(), clips + u"/one-01.mov"_s);
 
-        WindowUnderTest::type(window().outputDirectoryField, QString());
+        type(window().outputDirectoryField, QString());
         QCOMPARE(m_test->preview(), m_test->path(u"other/one-01.mov"_s));
-        drop(window().videoPathField, one);
+        drop(window().videoPathField, {one});
         QCOMPARE(folder(), m_test->folder.path());
-        WindowUnderTest::type(window().outputDirectoryField, u" relative "_s);
+        type(window().outputDirectoryField, u" relative "_s);
         QCOMPARE(m_test->preview(), QDir::currentPath() + u"/relative/one-01.mp4"_s);
         m_test->parse();
         QCOMPARE(folder(), QDir::currentPath() + u"/relative"_s);
-        WindowUnderTest::click(window().resetOutputDirectoryButton);
+        click(window().resetOutputDirectoryButton);
         QCOMPARE(folder(), m_test->folder.path());
     }
 
     void choosesInDialogs()
     {
         const auto choose = [&](QAbstractButton* button, const QString& path) {
-            WindowUnderTest::click(button);
+            click(button);
             QPointer<QFileDialog> dialog = window().findChild<QFileDialog*>();
             QVERIFY(dialog && dialog->isModal());
             QVERIFY(dialog->testOption(QFileDialog::ShowDirsOnly) ||
@@ -139,14 +138,14 @@ private Q_SLOTS:
         QCOMPARE(window().videoPathField->text(), video);
         QCOMPARE(m_test->status(), u"视频已准备好，点击“解析”生成结果和脚本。"_s);
         choose(window().selectOutputDirectoryButton, clips);
-        drop(window().videoPathField, video);
+        drop(window().videoPathField, {video});
         QCOMPARE(window().outputDirectoryField->text(), clips);
     }
 
     void clampsConcurrency()
     {
         for (const auto& [typed, concurrency] : {std::pair(u"7"_s, 7), {u"20"_s, 12}, {u"0"_s, 1}, {u""_s, 3}}) {
-            WindowUnderTest::type(window().concurrencyField, typed);
+            type(window().concurrencyField, typed);
             QCOMPARE(window().concurrencyField->text(), QString::number(concurrency));
             QCOMPARE(window().concurrencyStepper->value(), concurrency);
         }
@@ -173,9 +172,9 @@ private Q_SLOTS:
         QFETCH(const QStringList, fields);
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes));
         for (const QString& field : fields)
-            WindowUnderTest::type(m_test->line(field.toLatin1()), u"-1"_s);
+            type(m_test->line(field.toLatin1()), u"-1"_s);
         const QString statusBefore = m_test->status();
-        WindowUnderTest::click(window().parseButton);
+        click(window().parseButton);
         QVERIFY(window().parseButton->isEnabled());
         QCOMPARE(m_test->alerts().size(), 1);
         QCOMPARE(m_test->alerts().first()->text(), u"操作失败"_s);
@@ -187,11 +186,11 @@ private Q_SLOTS:
     void parses()
     {
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, "progress(' 50 % '); wait('go'); " + QByteArray(twoScenes)));
-        WindowUnderTest::type(window().skipStartField, u"1.5"_s);
-        WindowUnderTest::type(m_test->line("fadeLeftField.extreme"), u"5"_s);
-        WindowUnderTest::click(window().findChild<QRadioButton*>(u"fadeStrategyButton.extreme"_s));
+        type(window().skipStartField, u"1.5"_s);
+        type(m_test->line("fadeLeftField.extreme"), u"5"_s);
+        click(window().findChild<QRadioButton*>(u"fadeStrategyButton.extreme"_s));
         QCOMPARE(m_test->status(), u"Fade 删除策略已切换为 极激进。"_s);
-        WindowUnderTest::click(window().parseButton);
+        click(window().parseButton);
         QCOMPARE(m_test->status(), u"解析中，请稍候..."_s);
         QVERIFY(!window().parseButton->isEnabled());
         QTRY_COMPARE(m_test->status(), u"50 %"_s);
@@ -211,7 +210,7 @@ private Q_SLOTS:
     {
         parseTwoScenes();
         QFile::remove(WindowUnderTest::detectorPath());
-        WindowUnderTest::click(window().parseButton); // it cannot even start
+        click(window().parseButton); // it cannot even start
         QCOMPARE(m_test->takeAlert(), u"未找到 detect_scene_changes.py。"_s);
         QCOMPARE(m_test->status(), u"解析失败。"_s);
         QCOMPARE(m_test->segmentCount(), 2);
@@ -233,7 +232,7 @@ private Q_SLOTS:
     {
         const auto runs = [this] { return m_test->read(u"one.mp4.arguments"_s).count('\n'); };
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes));
-        WindowUnderTest::type(m_test->line("fadeLeftField.aggressive"), u"0.5"_s);
+        type(m_test->line("fadeLeftField.aggressive"), u"0.5"_s);
         QCOMPARE(runs(), 0);
         m_test->parse();
         m_test->selectEvent(0);
@@ -244,11 +243,11 @@ private Q_SLOTS:
         QCOMPARE(m_test->selectedSegments(), (QList<int>{0, 1}));
 
         auto* standard = window().findChild<QRadioButton*>(u"fadeStrategyButton.standard"_s);
-        WindowUnderTest::click(standard);
+        click(standard);
         QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=标准 L=0.08s R=0.18s。"_s);
         QTest::keyClick(standard, Qt::Key_Up);
         QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=保守 L=0.04s R=0.12s。"_s);
-        WindowUnderTest::type(m_test->line("fadeRightField.extreme"), QString());
+        type(m_test->line("fadeRightField.extreme"), QString());
         QCOMPARE(m_test->takeAlert(), u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s);
         QCOMPARE(m_test->segmentCount(), 2);
     }
@@ -274,10 +273,10 @@ private Q_SLOTS:
                                            "progress('begun'); wait('go'); progress('late'); " +
                                                end));
         m_test->addVideo(u"two.mp4"_s, twoScenes);
-        WindowUnderTest::click(window().parseButton);
+        click(window().parseButton);
         QTRY_COMPARE(m_test->status(), u"begun"_s);
         if (next == u"one.mp4"_s)
-            drop(window().videoPathField, m_test->path(next));
+            drop(window().videoPathField, {m_test->path(next)});
         else
             m_test->chooseVideo(next.isEmpty() ? next : m_test->path(next));
         const QString status = m_test->status();
@@ -311,7 +310,7 @@ private Q_SLOTS:
     void outlivesAWindowThatGoesFirst()
     {
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, "progress('begun'); time.sleep(0.2); progress('late')"));
-        WindowUnderTest::click(window().parseButton);
+        click(window().parseButton);
         QTRY_COMPARE(m_test->status(), u"begun"_s);
         m_test.reset();
         DetectorService::waitForAll();
@@ -325,7 +324,7 @@ private Q_SLOTS:
         QCOMPARE(m_test->takeAlert(), u"开始时间必须小于结束时间。"_s);
         QVERIFY(window().segmentTableView->model()->setData(m_test->segmentCell(1, 2), u"0:0:12.5"_s));
 
-        WindowUnderTest::click(window().addSegmentButton);
+        click(window().addSegmentButton);
         QCOMPARE(m_test->segmentCell(2, 1).data().toString(), u"00:00:12.500"_s);
         QCOMPARE(m_test->segmentCell(2, 2).data().toString(), u"00:00:13.500"_s);
         QCOMPARE(m_test->selectedSegments(), QList<int>{2});
@@ -346,7 +345,7 @@ private Q_SLOTS:
         window().segmentTableView->model()->setData(m_test->segmentCell(0, 0), Qt::Unchecked, Qt::CheckStateRole);
         QCOMPARE(master->checkState(), Qt::PartiallyChecked);
         for (const auto state : {Qt::Checked, Qt::Unchecked, Qt::Checked}) {
-            WindowUnderTest::click(master);
+            click(master);
             QCOMPARE(master->checkState(), state);
             QCOMPARE(m_test->segmentCell(0, 0).data(Qt::CheckStateRole).toInt(), state);
             QCOMPARE(window().splitButton->isEnabled(), state == Qt::Checked);
@@ -355,14 +354,14 @@ private Q_SLOTS:
 
     void worksWithManualRowsAlone()
     {
-        WindowUnderTest::click(window().addSegmentButton);
+        click(window().addSegmentButton);
         QCOMPARE(m_test->summary(), u"手动片段 1 个"_s);
         QVERIFY(!window().splitButton->isEnabled());
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes).chopped(1));
         QCOMPARE(m_test->segmentCount(), 0);
         QTest::keyClick(window().videoPathField, Qt::Key_4);
-        WindowUnderTest::click(window().addSegmentButton);
-        WindowUnderTest::click(window().addSegmentButton);
+        click(window().addSegmentButton);
+        click(window().addSegmentButton);
         QVERIFY(window().splitButton->isEnabled());
         QCOMPARE(m_test->segmentCell(1, 2).data().toString(), u"00:00:02.000"_s);
         // Another valid path keeps rows that no detection made.
@@ -389,7 +388,7 @@ private Q_SLOTS:
         table->model()->setData(m_test->segmentCell(0, 0), Qt::Unchecked, Qt::CheckStateRole);
         QCOMPARE(m_test->selectedSegments(), (QList<int>{499, 501}));
         QCOMPARE(table->verticalScrollBar()->value(), 0);
-        WindowUnderTest::type(window().prefixField, u"a"_s);
+        type(window().prefixField, u"a"_s);
         QCOMPARE(m_test->selectedSegments(), (QList<int>{499, 501}));
         QTest::mouseClick(window().eventTableView->viewport(), Qt::LeftButton, Qt::ControlModifier,
                           window().eventTableView->visualRect(window().eventTableView->model()->index(1, 1)).center());
@@ -403,8 +402,8 @@ private Q_SLOTS:
         m_test->parse();
         QCOMPARE(m_test->segmentCount(), 3);
         m_test->selectEvent(0);
-        WindowUnderTest::click(window().addSegmentButton);
-        WindowUnderTest::click(window().segmentMasterCheckbox);
+        click(window().addSegmentButton);
+        click(window().segmentMasterCheckbox);
         m_test->window().grab();
         m_test->addVideo(u"one.mp4"_s, "answer([], [(0, float('nan'))])");
         m_test->parse();
@@ -419,16 +418,16 @@ private Q_SLOTS:
             for (auto* field : window().findChildren<QLineEdit*>()) {
                 if (field == window().videoPathField || field->objectName().isEmpty())
                     continue;
-                WindowUnderTest::paste(field, text);
+                paste(field, text);
                 while (!m_test->alerts().isEmpty())
                     QVERIFY(!m_test->takeAlert().isEmpty());
             }
             window().segmentTableView->model()->setData(m_test->segmentCell(0, 1), text);
             QVERIFY(!m_test->takeAlert().isEmpty());
-            WindowUnderTest::click(window().parseButton);
+            click(window().parseButton);
             QVERIFY(!m_test->takeAlert().isEmpty());
         }
-        WindowUnderTest::paste(window().videoPathField, mixed);
+        paste(window().videoPathField, mixed);
         QVERIFY(isEmpty());
     }
 };

@@ -22,15 +22,15 @@ class TestMainWindowControllerSplit final : public QObject
     {
         QString video = m_test->addVideo(name, "answer([], [(0, 0.4), (0.5, 0.9)])");
         m_test->write(name, m_realVideo);
-        WindowUnderTest::drop(window().videoPathField, {video});
+        drop(window().videoPathField, {video});
         m_test->parse();
         return video;
     }
     void split(const QString& folder, const QString& prefix)
     {
-        WindowUnderTest::paste(window().outputDirectoryField, folder);
-        WindowUnderTest::paste(window().prefixField, prefix);
-        WindowUnderTest::click(window().splitButton);
+        paste(window().outputDirectoryField, folder);
+        paste(window().prefixField, prefix);
+        click(window().splitButton);
     }
 
 private Q_SLOTS:
@@ -58,8 +58,8 @@ private Q_SLOTS:
     {
         parseRealVideo(u"unreal.mp4"_s);
         m_test->write(u"unreal.mp4"_s, "no video any more");
-        WindowUnderTest::type(window().concurrencyField, u"1"_s);
-        WindowUnderTest::click(window().splitButton);
+        type(window().concurrencyField, u"1"_s);
+        click(window().splitButton);
         QCOMPARE(m_test->status(), u"开始分解：2 个任务，1 个并发窗口。"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_test->status(), u"分解完成：成功 0 / 2，失败 2。"_s, 20000);
         QCOMPARE(m_test->takeAlert(), u"共有 2 个 ffmpeg 任务失败，请检查子窗口日志。"_s);
@@ -69,25 +69,40 @@ private Q_SLOTS:
     void doesNotStart_data()
     {
         QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("prefix");
         QTest::addColumn<QString>("message");
         const QString fileInTheWay = u"无法创建输出目录 %1：路径中有同名文件。"_s;
-        QTest::newRow("a file in the way") << u"real.mp4/x"_s << fileInTheWay;
-        QTest::newRow("a file at its place") << u"real.mp4"_s << fileInTheWay;
-        QTest::newRow("a name too long") << QString(300, u'x') << u"无法创建输出目录 %1：路径过长。"_s;
-        QTest::newRow("no detector") << u"no detector"_s << u"未找到 detect_scene_changes.py。"_s;
+        const QString overTheSource = u"输出文件会覆盖源视频，请更换输出目录或前缀。"_s;
+        QTest::newRow("a file in the way") << u"clip-01.mp4/x"_s << u"x"_s << fileInTheWay;
+        QTest::newRow("a file at its place") << u"clip-01.mp4"_s << u"x"_s << fileInTheWay;
+        QTest::newRow("a name too long") << QString(300, u'x') << u"x"_s << u"无法创建输出目录 %1：路径过长。"_s;
+        QTest::newRow("no detector") << u"no detector"_s << u"x"_s << u"未找到 detect_scene_changes.py。"_s;
+        QTest::newRow("over the source") << u"."_s << u"clip"_s << overTheSource;
+        QTest::newRow("over the source, dots in the path") << u"./sub/.."_s << u"clip"_s << overTheSource;
+        QTest::newRow("over the source, folder through a link") << u"linked"_s << u"clip"_s << overTheSource;
+        QTest::newRow("over the source, link to the file") << u"sub"_s << u"symbolic"_s << overTheSource;
+        QTest::newRow("over the source, hard link") << u"sub"_s << u"hard"_s << overTheSource;
     }
 
     void doesNotStart()
     {
         QFETCH(const QString, folder);
+        QFETCH(const QString, prefix);
         QFETCH(QString, message);
-        parseRealVideo(u"real.mp4"_s);
+        const QByteArray video = QFile::encodeName(parseRealVideo(u"clip-01.mp4"_s));
+        const auto place = [this](const char* name) { return QFile::encodeName(m_test->folder.path()) + name; };
+        QVERIFY(QDir(m_test->folder.path()).mkdir(u"sub"_s));
+        QCOMPARE(::symlink(".", place("/linked").constData()), 0);
+        QCOMPARE(::symlink(video.constData(), place("/sub/symbolic-02.mp4").constData()), 0);
+        QCOMPARE(::link(video.constData(), place("/sub/hard-02.mp4").constData()), 0);
         if (folder == u"no detector")
             QFile::remove(WindowUnderTest::detectorPath());
-        split(m_test->path(folder), u"x"_s);
+        split(m_test->path(folder), prefix);
         QCOMPARE(m_test->takeAlert(), message.replace(u"%1"_s, m_test->path(folder)));
         QCOMPARE(m_test->status(), u"分解启动失败。"_s);
+        QVERIFY(!m_test->controller.splitIsRunning());
         QVERIFY(window().splitButton->isEnabled() && window().parseButton->isEnabled());
+        QCOMPARE(m_test->read(u"clip-01.mp4"_s), m_realVideo);
     }
 
     void refusesInvalidInput()
@@ -95,39 +110,11 @@ private Q_SLOTS:
         parseRealVideo(u"real.mp4"_s);
         for (const char* field : {"skipStartField", "cropField", "fadeLeftField.standard"}) {
             m_test->line(field)->setText(u"x"_s);
-            WindowUnderTest::click(window().splitButton);
+            click(window().splitButton);
             QVERIFY(!m_test->takeAlert().isEmpty());
             QVERIFY(!m_test->controller.splitIsRunning());
             m_test->line(field)->setText(u"1"_s);
         }
-    }
-
-    void keepsTheSource_data()
-    {
-        QTest::addColumn<QString>("folder");
-        QTest::addColumn<QString>("prefix");
-        QTest::newRow("same path") << u"."_s << u"clip"_s;
-        QTest::newRow("dots in the path") << u"./sub/.."_s << u"clip"_s;
-        QTest::newRow("folder through a link") << u"linked"_s << u"clip"_s;
-        QTest::newRow("link to the file") << u"sub"_s << u"symbolic"_s;
-        QTest::newRow("hard link") << u"sub"_s << u"hard"_s;
-    }
-
-    void keepsTheSource()
-    {
-        QFETCH(const QString, folder);
-        QFETCH(const QString, prefix);
-        const QByteArray video = QFile::encodeName(parseRealVideo(u"clip-01.mp4"_s));
-        const auto place = [this](const char* name) { return QFile::encodeName(m_test->folder.path()) + name; };
-        QVERIFY(QDir(m_test->folder.path()).mkdir(u"sub"_s));
-        QCOMPARE(::symlink(".", place("/linked").constData()), 0);
-        QCOMPARE(::symlink(video.constData(), place("/sub/symbolic-02.mp4").constData()), 0);
-        QCOMPARE(::link(video.constData(), place("/sub/hard-02.mp4").constData()), 0);
-        split(m_test->folder.path() + u'/' + folder, prefix);
-        QCOMPARE(m_test->takeAlert(), u"输出文件会覆盖源视频，请更换输出目录或前缀。"_s);
-        QCOMPARE(m_test->status(), u"分解启动失败。"_s);
-        QVERIFY(!m_test->controller.splitIsRunning());
-        QCOMPARE(m_test->read(u"clip-01.mp4"_s), m_realVideo);
     }
 
     /// The name is the folder's, the video's and the prefix at once.
@@ -151,7 +138,7 @@ private Q_SLOTS:
         const QString clips = m_test->path(name + u"/new/clips"_s);
         QVERIFY(QDir().mkpath(m_test->path(name)));
         parseRealVideo(name + u'/' + name + u".mp4"_s);
-        WindowUnderTest::type(window().cropField, u"32:16:0:0"_s);
+        type(window().cropField, u"32:16:0:0"_s);
         split(clips, name);
         QCOMPARE(m_test->status(), u"开始分解：2 个任务，2 个并发窗口。"_s);
         QVERIFY(!window().parseButton->isEnabled() && !window().splitButton->isEnabled() &&
@@ -170,7 +157,7 @@ private Q_SLOTS:
     {
         parseRealVideo(u"real.mp4"_s);
         const QSignalSpy ended(&m_test->controller, &MainWindowController::splitEnded);
-        WindowUnderTest::click(window().splitButton);
+        click(window().splitButton);
         m_test->controller.stopSplit();
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 20000);
         QVERIFY(!m_test->controller.splitIsRunning());
@@ -180,8 +167,8 @@ private Q_SLOTS:
     void showsAlertsOneByOne()
     {
         parseRealVideo(u"real.mp4"_s);
-        WindowUnderTest::type(m_test->line("fadeLeftField.standard"), u"9"_s);
-        WindowUnderTest::type(m_test->line("fadeLeftField.extreme"), u"x"_s);
+        type(m_test->line("fadeLeftField.standard"), u"9"_s);
+        type(m_test->line("fadeLeftField.extreme"), u"x"_s);
         for (const QString& message : {u"Fade 左右扩秒数过大。"_s, u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s}) {
             QTRY_COMPARE(m_test->alerts().size(), 1);
             QCOMPARE(m_test->takeAlert(), message);
@@ -206,7 +193,7 @@ private Q_SLOTS:
     void isSilentOnceClosed()
     {
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, "wait('go'); fail('too late')"));
-        WindowUnderTest::click(window().parseButton);
+        click(window().parseButton);
         m_test->window().close();
         m_test->write(u"go"_s, {});
         QTRY_COMPARE(m_test->status(), u"解析失败。"_s);
