@@ -1,6 +1,5 @@
 #include "AppMain/AppDelegate.h"
 #include "MainWindowController/MainWindow.h"
-#include "MainWindowController/SegmentTableModel.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -9,7 +8,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QTableView>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -105,23 +103,6 @@ private Q_SLOTS:
         field->setFocus();
         choose(u"粘贴"_s);
         QCOMPARE(field->text(), u"log"_s);
-    }
-
-    void editsTheOpenCell()
-    {
-        QTest::mouseClick(m_window->addSegmentButton, Qt::LeftButton);
-        QTableView* table = m_window->segmentTableView;
-        table->setFocus();
-        table->setCurrentIndex(table->model()->index(0, SegmentTableModel::endColumn));
-        QTest::keyClick(table, Qt::Key_F2);
-        auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
-        QVERIFY(field);
-        const QString before = field->text();
-        QTest::keySequence(field, u"Ctrl+A"_s);
-        QTest::keySequence(field, u"Ctrl+X"_s);
-        QCOMPARE(field->text(), QString());
-        QTest::keySequence(field, u"Ctrl+Z"_s);
-        QCOMPARE(field->text(), before);
     }
 
 private:
