@@ -51,19 +51,6 @@ private Q_SLOTS:
         QCOMPARE(m_test->preview(), u"a-b-01.mp4"_s);
     }
 
-    void takesADroppedVideo()
-    {
-        const QString video = m_test->addVideo(u" 长 %1 片.b.MP4 "_s, twoScenes);
-        drop(window().videoPathField, {m_test->folder.path(), video});
-        QCOMPARE(window().videoPathField->text(), video);
-        QCOMPARE(window().outputDirectoryField->text(), m_test->folder.path());
-        QCOMPARE(window().prefixField->text(), u" 长 %1 片.b"_s);
-        QCOMPARE(m_test->status(), u"视频已准备好，点击“解析”生成结果和脚本。"_s);
-        QCOMPARE(m_test->preview(), m_test->path(u"长 %1 片.b-01.MP4 "_s));
-        m_test->parse();
-        QCOMPARE(m_test->segmentCount(), 2);
-    }
-
     void takesATypedVideo()
     {
         const QString video = m_test->addVideo(u"a.mkv"_s, twoScenes);
@@ -315,27 +302,6 @@ private Q_SLOTS:
         m_test.reset();
         DetectorService::waitForAll();
         QCoreApplication::processEvents();
-    }
-
-    void editsSegments()
-    {
-        parseTwoScenes();
-        QVERIFY(!window().segmentTableView->model()->setData(m_test->segmentCell(0, 1), u"0:0:10"_s));
-        QCOMPARE(m_test->takeAlert(), u"开始时间必须小于结束时间。"_s);
-        QVERIFY(window().segmentTableView->model()->setData(m_test->segmentCell(1, 2), u"0:0:12.5"_s));
-
-        click(window().addSegmentButton);
-        QCOMPARE(m_test->segmentCell(2, 1).data().toString(), u"00:00:12.500"_s);
-        QCOMPARE(m_test->segmentCell(2, 2).data().toString(), u"00:00:13.500"_s);
-        QCOMPARE(m_test->selectedSegments(), QList<int>{2});
-        QCOMPARE(m_test->summary(), u"换场 1 个，保留片段 3 个"_s);
-        for (const auto& [row, left] : {std::pair(1, 3), {2, 2}}) { // only the manual one can be deleted
-            const QRect cell = window().segmentTableView->visualRect(m_test->segmentCell(row, 2));
-            QTest::mouseMove(window().segmentTableView->viewport(), cell.center());
-            QTest::mouseClick(window().segmentTableView->viewport(), Qt::LeftButton, {},
-                              {cell.right() - 8, cell.center().y()});
-            QCOMPARE(m_test->segmentCount(), left);
-        }
     }
 
     void masterBoxFollowsAndLeads()
