@@ -54,6 +54,8 @@ private Q_SLOTS:
         row("terminated", "echo a; kill -TERM $$", u"a\n"_s, false);
         row("killed", "echo a; kill -KILL $$", u"a\n"_s, false);
         row("no final line break", "printf 'a\\nb'", u"a\nb"_s, true);
+        row("carriage returns start lines", "printf 'frame=1\\rframe=2\\r\\n'", u"frame=1\nframe=2\n"_s, true);
+        row("markup and empty lines", "printf '<b>&amp;</b>\\n\\n\\nb\\n'", u"<b>&amp;</b>\n\n\nb\n"_s, true);
         row("more than the pipe holds", "yes progress=continue | head -c 324000",
             u"progress=continue\n"_s.repeated(18000), true);
         row("an invalid read is lost, the next one is not", "printf 'a\\377b'; read line < gate1; printf c", u"c"_s,

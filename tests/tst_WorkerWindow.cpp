@@ -65,30 +65,6 @@ private Q_SLOTS:
         QVERIFY(shows(u"失败"_s, u"<b>"_s));
     }
 
-    void logKeepsTheTextAsItCame_data()
-    {
-        QTest::addColumn<QStringList>("pieces");
-        QTest::addColumn<QString>("text");
-
-        QTest::newRow("no line break is added")
-            << QStringList{u"frame="_s, u" 1\nfps="_s, u"2"_s} << u"frame= 1\nfps=2"_s;
-        QTest::newRow("empty lines stay") << QStringList{u"a\n\n"_s, u"\nb\n"_s} << u"a\n\n\nb\n"_s;
-        QTest::newRow("markup is text") << QStringList{u"<b>&amp;</b>"_s} << u"<b>&amp;</b>"_s;
-        QTest::newRow("a carriage return starts a line")
-            << QStringList{u"frame=1\rframe=2\r"_s} << u"frame=1\nframe=2\n"_s;
-        QTest::newRow("with a line feed it starts one") << QStringList{u"a\r\nb"_s} << u"a\nb"_s;
-    }
-
-    void logKeepsTheTextAsItCame()
-    {
-        QFETCH(QStringList, pieces);
-        WorkerWindowController controller(1, 1);
-        for (const QString& piece : pieces)
-            controller.appendLog(piece);
-        controller.completeLog();
-        QTEST(logOf(controller)->toPlainText(), "text");
-    }
-
     void appendingLeavesTheSelectionAlone_data()
     {
         QTest::addColumn<QKeySequence>("keys");
