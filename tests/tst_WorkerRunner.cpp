@@ -98,29 +98,6 @@ private Q_SLOTS:
         QVERIFY2(lane.log().endsWith(expected), qUtf8Printable(lane.log()));
     }
 
-    void runsTheNextJobFromTheCompletion()
-    {
-        const FakeFFmpeg tool("echo \"to $output\"");
-        Lane lane(tool.runtime());
-        QString statusBetween;
-        lane.runner->onCompletion = [&](bool success) {
-            lane.completions << success;
-            if (lane.completions.size() == 1) {
-                lane.runner->run(tool.job(u"b"_s), 2, 2);
-                statusBetween = lane.status();
-            }
-        };
-        lane.runner->run(tool.job(u"a"_s), 1, 2);
-        QTRY_COMPARE_WITH_TIMEOUT(lane.completions.size(), 2, patience);
-        QCOMPARE(statusBetween, u"完成"_s);
-        QString expected;
-        for (const QString& name : {u"a"_s, u"b"_s}) {
-            expected +=
-                u">>> "_s + tool.job(name).commandPreview() + u"\nto "_s + tool.file(name).path() + u"\n\n>>> 完成\n"_s;
-        }
-        QCOMPARE(lane.log(), expected);
-    }
-
     void failedLaunchLeavesNoTrace_data()
     {
         QTest::addColumn<QByteArray>("program"); // empty: not executable
