@@ -28,22 +28,19 @@ bool isBareWord(const QString& text)
     return !text.isEmpty() && std::all_of(codePoints.begin(), codePoints.end(), isSafe);
 }
 
+QString quotedUnlessBare(QString text, QChar quote, const QString& escapedQuote)
+{
+    return isBareWord(text) ? text : quote + text.replace(quote, escapedQuote) + quote;
+}
+
 } // namespace
 
 QString shellQuoted(const QString& text)
 {
-    if (isBareWord(text))
-        return text;
-    QString escaped = text;
-    escaped.replace(u'"', u"\\\""_s);
-    return u'"' + escaped + u'"';
+    return quotedUnlessBare(text, u'"', uR"(\")"_s);
 }
 
 QString shellWord(const QString& text)
 {
-    if (isBareWord(text))
-        return text;
-    QString escaped = text;
-    escaped.replace(u'\'', uR"('\'')"_s);
-    return u'\'' + escaped + u'\'';
+    return quotedUnlessBare(text, u'\'', uR"('\'')"_s);
 }
