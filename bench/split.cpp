@@ -119,43 +119,63 @@ void measureResponsiveness(const QTemporaryDir& folder)
                 quantile(computing, 0.99));
 }
 
-/// Logs of several lengths and each time a short one take the same text by turns. It ends within a line, as what is
-/// read from a pipe may.
+/// 10 to 30 kB as they are read from a pipe: lines of several widths, the last one seldom whole.
+QString portionOfLog(int number)
+{
+    QByteArray lines;
+    for (int frame = number; lines.size() < 30'000; frame = (frame * 31 + 7) % 65'537)
+        lines += progressLines(frame);
+    return QString::fromUtf8(lines).first(10'000 + number * 7919LL % 20'000);
+}
+
+/// Logs of several lengths and each time two short ones take the same text by turns. The ratio of the two short ones
+/// shows how exact the other is.
 void measureAppending()
 {
+    constexpr int rounds = 5;
     constexpr int turns = 100;
-    QByteArray lines;
-    for (int frame = 0; lines.size() < 20'000; ++frame)
-        lines += progressLines(frame);
-    const QString portion = QString::fromUtf8(lines).chopped(3);
-    const auto microseconds = [&](WorkerWindowController& controller) {
-        QElapsedTimer timer;
-        timer.start();
+    const auto milliseconds = [](WorkerWindowController& controller, const QString& portion) {
+        const double before = threadMilliseconds();
         controller.appendLog(portion);
         controller.completeLog();
         QCoreApplication::processEvents();
-        return double(timer.nsecsElapsed()) / 1e3;
+        return threadMilliseconds() - before;
     };
-    WorkerWindowController longLog(2, 2);
+    WorkerWindowController longLog(3, 3);
     longLog.prepareForDisplay();
-    qsizetype length = 0;
-    for (const qsizetype megabytes : {2, 20, 75, 300}) {
-        for (; length < megabytes * 1'000'000; length += portion.size())
-            microseconds(longLog);
-        WorkerWindowController shortLog(1, 2);
-        shortLog.prepareForDisplay();
-        std::vector<double> toShort;
-        std::vector<double> toLong;
-        for (int i = 0; i < turns; ++i) {
-            toShort.push_back(microseconds(shortLog));
-            toLong.push_back(microseconds(longLog));
+    int number = 0;
+    for (const int megabytes : {2, 20, 75, 300}) {
+        for (; number < megabytes * 50; ++number)
+            milliseconds(longLog, portionOfLog(number));
+        std::vector<double> ratios;
+        std::vector<double> ratiosOfShortLogs;
+        double allOfLongLog = 0;
+        for (int round = 0; round < rounds; ++round) {
+            WorkerWindowController shortLog(1, 3);
+            WorkerWindowController otherShortLog(2, 3);
+            shortLog.prepareForDisplay();
+            otherShortLog.prepareForDisplay();
+            milliseconds(shortLog, portionOfLog(0));
+            milliseconds(otherShortLog, portionOfLog(0));
+            double ofShortLog = 0;
+            double ofLongLog = 0;
+            double ofOtherShortLog = 0;
+            for (int turn = 0; turn < turns; ++turn, ++number) {
+                const QString portion = portionOfLog(number);
+                ofShortLog += milliseconds(shortLog, portion);
+                ofLongLog += milliseconds(longLog, portion);
+                ofOtherShortLog += milliseconds(otherShortLog, portion);
+            }
+            shortLog.window()->close();
+            otherShortLog.window()->close();
+            ratios.push_back(ofLongLog / ofShortLog);
+            ratiosOfShortLogs.push_back(ofOtherShortLog / ofShortLog);
+            allOfLongLog += ofLongLog;
         }
-        length += turns * portion.size();
-        const double shortMedian = quantile(toShort, 0.5);
-        const double longMedian = quantile(toLong, 0.5);
-        std::printf("appending 20 kB and painting, median of %d: %.0f us to a log of at most 2 MB, %.0f us to one of "
-                    "%d MB (%.2f times)\n",
-                    turns, shortMedian, longMedian, int(megabytes), longMedian / shortMedian);
+        std::printf("appending 20 kB to a log of %d MB and painting: %.2f ms of processor, %.3f times that of a log of "
+                    "at most 2 MB, two of which %.3f times each other (means of %d turns, median of %d rounds)\n",
+                    megabytes, allOfLongLog / rounds / turns, quantile(ratios, 0.5), quantile(ratiosOfShortLogs, 0.5),
+                    turns, rounds);
     }
     QApplication::closeAllWindows();
 }

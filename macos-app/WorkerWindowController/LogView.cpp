@@ -1,5 +1,7 @@
 #include "WorkerWindowController/LogView.h"
 
+#include "WorkerWindowController/LogLayout.h"
+
 #include <QCoreApplication>
 #include <QFontDatabase>
 #include <QMouseEvent>
@@ -33,11 +35,6 @@ QString withPlainLineBreaks(QString text)
     return text.replace(u"\r\n"_s, u"\n"_s).replace(u'\r', u'\n').replace(QChar(QChar::ParagraphSeparator), u'\n');
 }
 
-qsizetype linesOf(const QTextBlock& block)
-{
-    return block.text().count(QChar::LineSeparator) + 1;
-}
-
 /// The line break before so many last lines of the text; -1 if it has fewer.
 qsizetype breakBeforeLastLines(QStringView text, int count)
 {
@@ -51,7 +48,7 @@ qsizetype breakBeforeLastLines(QStringView text, int count)
 /// block. From `seenFrom` on it is seen at once.
 QString dividedIntoBlocks(QString text, qsizetype seenFrom, const QTextBlock& last)
 {
-    qsizetype lines = linesOf(last);
+    qsizetype lines = LogLayout::linesIn(last);
     qsizetype blockStart = -last.length();
     for (qsizetype i = text.indexOf(u'\n'); i >= 0; i = text.indexOf(u'\n', i + 1)) {
         const bool isSeen = i >= seenFrom;
@@ -83,6 +80,10 @@ QTextCursor lineAround(QTextCursor cursor)
 
 LogView::LogView()
 {
+    auto* log = new QTextDocument(this);
+    m_layout = new LogLayout(log, viewport());
+    log->setDocumentLayout(m_layout);
+    setDocument(log);
     setReadOnly(true);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setUndoRedoEnabled(false);
@@ -141,10 +142,12 @@ void LogView::insertUntil(QDeadlineTimer deadline)
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
     const QTextBlock lastBefore = end.block();
+    int seenPosition = 0;
     const int seenLines = viewport()->height() / fontMetrics().lineSpacing() + 1;
     const qsizetype nearEnd = std::max<qsizetype>(0, m_waiting.size() - portionSize);
     qsizetype seenFrom = nearEnd + breakBeforeLastLines(QStringView(m_waiting).sliced(nearEnd), seenLines);
     bool isLast = false;
+    lastBefore.layout()->setCacheEnabled(false);
     end.beginEditBlock();
     do {
         qsizetype length = m_waiting.size();
@@ -154,16 +157,44 @@ void LogView::insertUntil(QDeadlineTimer deadline)
         }
         isLast = length == m_waiting.size() || deadline.hasExpired();
         const QString portion = m_waiting.first(length);
-        if (isLast)
+        if (isLast) {
             seenFrom = breakBeforeLastLines(portion, seenLines);
+            seenPosition = end.position() + int(seenFrom) + 1;
+        }
         end.insertText(dividedIntoBlocks(portion, seenFrom, end.block()));
         m_waiting.remove(0, length);
         seenFrom -= length;
     } while (!isLast);
+    prepareForPainting(document()->findBlock(seenPosition));
     end.endEditBlock();
-    countLinesFrom(lastBefore);
     restoreSelection(anchor, position);
     scrollToEnd();
+    forgetWhatLeftTheView(lastBefore);
+}
+
+/// A block drops its glyphs once it is laid out, and every look at a format is a search in the document, the longer the
+/// log, the longer. What is painted at once keeps its glyphs, and the presence of a format of the layout's own, even
+/// for no character, makes it look each format up but once.
+void LogView::prepareForPainting(QTextBlock block)
+{
+    for (; block.isValid(); block = block.next()) {
+        block.layout()->setCacheEnabled(true);
+        if (block.layout()->formats().isEmpty())
+            block.layout()->setFormats({{0, 0, {}}});
+    }
+}
+
+/// Blocks before this one that the text has pushed out of sight; they are laid out anew when they are scrolled to.
+void LogView::forgetWhatLeftTheView(const QTextBlock& last)
+{
+    const QTextBlock firstVisible = firstVisibleBlock();
+    for (QTextBlock block = last.previous(); block.isValid() && block.layout()->lineCount() > 0;
+         block = block.previous()) {
+        if (block < firstVisible) {
+            block.layout()->setCacheEnabled(false);
+            block.layout()->setText({}); // the text stays with the document
+        }
+    }
 }
 
 /// To move what is painted already, the way to the new top would be laid out first; the whole is painted anew instead.
@@ -172,16 +203,6 @@ void LogView::scrollToEnd()
     viewport()->setUpdatesEnabled(false);
     verticalScrollBar()->setValue(verticalScrollBar()->maximum());
     viewport()->setUpdatesEnabled(true);
-}
-
-/// The scroll bar counts a block that was not yet laid out as one line, unless it is told better.
-void LogView::countLinesFrom(QTextBlock block)
-{
-    for (; block.isValid(); block = block.next())
-        if (block.layout()->lineCount() == 0)
-            block.setLineCount(int(linesOf(block)));
-    QAbstractTextDocumentLayout* arrangement = document()->documentLayout();
-    Q_EMIT arrangement->documentSizeChanged(arrangement->documentSize());
 }
 
 /// Another width forgets how all blocks were laid out. The same text stays at the top, or the end at the bottom.
@@ -196,8 +217,8 @@ void LogView::resizeEvent(QResizeEvent* event)
     QPlainTextEdit::resizeEvent(event);
     if (event->size().width() == event->oldSize().width())
         return;
-    countLinesFrom(document()->firstBlock());
-    static_cast<void>(document()->documentLayout()->blockBoundingRect(block)); // lays it out
+    m_layout->startOver();
+    static_cast<void>(m_layout->blockBoundingRect(block)); // lays it out
     const QTextLine line = block.layout()->lineForTextPosition(topStart);
     bar->setValue(isAtEnd ? bar->maximum() : block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
 }

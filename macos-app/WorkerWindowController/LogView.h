@@ -4,6 +4,8 @@
 #include <QPlainTextEdit>
 #include <QTextBlock>
 
+class LogLayout;
+
 /// A log that is only written at its end and never trimmed. Text is taken in at once or, when several logs are flooded,
 /// as soon as it is this log's turn: together they leave the event loop time for everything else.
 ///
@@ -28,9 +30,11 @@ protected:
 private:
     static void takeTurns();
     void insertUntil(QDeadlineTimer deadline);
+    static void prepareForPainting(QTextBlock block);
+    void forgetWhatLeftTheView(const QTextBlock& last);
     void scrollToEnd();
-    void countLinesFrom(QTextBlock block);
     void restoreSelection(int anchor, int position);
 
+    LogLayout* m_layout = nullptr; ///< owned by the document
     QString m_waiting;
 };

@@ -1,0 +1,63 @@
+#include "WorkerWindowController/LogLayout.h"
+
+#include <QTextDocument>
+#include <QTextLayout>
+#include <QWidget>
+
+LogLayout::LogLayout(QTextDocument* document, const QWidget* viewport)
+    : QPlainTextDocumentLayout(document)
+    , m_viewport(viewport)
+{}
+
+int LogLayout::linesIn(const QTextBlock& block)
+{
+    return int(block.text().count(QChar::LineSeparator)) + 1;
+}
+
+QRectF LogLayout::blockBoundingRect(const QTextBlock& block) const
+{
+    if (block.isValid() && block.layout()->lineCount() == 0)
+        const_cast<LogLayout*>(this)->layOut(block); // on demand, as the base class does
+    return QPlainTextDocumentLayout::blockBoundingRect(block);
+}
+
+void LogLayout::startOver()
+{
+    startOver(document()->firstBlock(), document()->characterCount());
+}
+
+void LogLayout::documentChanged(int from, int /*charsRemoved*/, int charsAdded)
+{
+    startOver(document()->findBlock(from), from + charsAdded);
+}
+
+void LogLayout::layOut(QTextBlock block)
+{
+    QTextLayout* layout = block.layout();
+    const qreal margin = document()->documentMargin();
+    qreal height = 0;
+    layout->setTextOption(document()->defaultTextOption());
+    layout->beginLayout();
+    for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
+        line.setLeadingIncluded(true);
+        line.setLineWidth(m_viewport->width() - 2 * margin);
+        line.setPosition({margin, height});
+        height += line.height();
+    }
+    layout->endLayout();
+    if (block.lineCount() == layout->lineCount())
+        return;
+    block.setLineCount(layout->lineCount());
+    Q_EMIT documentSizeChanged(documentSize());
+}
+
+/// The blocks from this one to that position are laid out anew when they are seen.
+void LogLayout::startOver(QTextBlock first, int end)
+{
+    for (QTextBlock block = first; block.isValid() && block.position() < end; block = block.next()) {
+        block.clearLayout();
+        block.setLineCount(linesIn(block));
+    }
+    Q_EMIT documentSizeChanged(documentSize());
+    Q_EMIT update();
+}
