@@ -178,12 +178,12 @@ private Q_SLOTS:
         QVERIFY(splits.finishes.first().startsWith(splits.states() == u"失败" ? u"0 1" : u"1 0"));
     }
 
-    /// One lane. Job 1 is stopped while it runs, 2 fails, 3 is stopped before its launch, 4 ends well.
+    /// One lane. Job 1 is stopped while it runs, 2 dies, 3 is stopped before its launch, 4 ends well.
     void stoppedAndFailedJobsRunAgainInTheirRows()
     {
         const FakeFFmpeg tool(
             "case \"$output\" in *1) test -e again || { echo part > \"$output\"; read line < gate; };;"
-            " *2) test -e again || { echo 'cannot do it'; exit 1; };; esac\necho whole > \"$output\"\n"
+            " *2) test -e again || kill -KILL $$;; esac\necho whole > \"$output\"\n"
             "printf 'frame=25\\nout_time_us=1000000\\nspeed=2.4x\\nprogress=end\\n'");
         tool.makeGate(u"gate"_s);
         QList<FFmpegJob> jobs;
@@ -212,7 +212,7 @@ private Q_SLOTS:
         window.stopSelectedAction->trigger();
         QTRY_COMPARE(splits.finishes, QStringList{u"1 3 4"_s});
         QCOMPARE(splits.states(), u"已停止 失败 已停止 完成"_s);
-        QVERIFY(splits.column(RunTableModel::remarkColumn).contains(u"cannot do it"_s));
+        QVERIFY(splits.column(RunTableModel::remarkColumn).contains(u"ffmpeg 意外结束"_s));
         QVERIFY(!tool.exists(u"1"_s) && !tool.exists(u"3"_s) && tool.exists(u"4"_s));
         QCOMPARE(window.totalProgressBar->value(), window.totalProgressBar->maximum());
         QVERIFY(!window.stopAllAction->isEnabled() && window.retryAction->isEnabled());

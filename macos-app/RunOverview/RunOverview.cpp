@@ -145,9 +145,11 @@ void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& rep
         const auto doubt = doubtAboutClip(ended, report, readableSize(ended.outputURL));
         m_model.setState(row, doubt ? RunState::doubtful : RunState::completed, report,
                          doubt.value_or(report.lastError));
+    } else if (outcome == JobOutcome::stopped) {
+        m_model.setState(row, RunState::stopped, report, report.reason());
     } else {
-        m_model.setState(row, outcome == JobOutcome::stopped ? RunState::stopped : RunState::failed, report,
-                         report.reason());
+        const QString reason = report.reason();
+        m_model.setState(row, RunState::failed, report, reason.isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : reason);
     }
 }
 
