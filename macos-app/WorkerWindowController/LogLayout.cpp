@@ -52,7 +52,7 @@ void LogLayout::layOut(QTextBlock block)
 }
 
 /// The blocks from this one to that position are laid out anew when they are seen.
-void LogLayout::startOver(QTextBlock first, int end)
+void LogLayout::startOver(const QTextBlock& first, int end)
 {
     for (QTextBlock block = first; block.isValid() && block.position() < end; block = block.next()) {
         block.clearLayout();

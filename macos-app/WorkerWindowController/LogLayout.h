@@ -25,7 +25,7 @@ protected:
 
 private:
     void layOut(QTextBlock block);
-    void startOver(QTextBlock first, int end);
+    void startOver(const QTextBlock& first, int end);
 
     const QWidget* m_viewport;
 };
