@@ -8,6 +8,8 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -139,6 +141,19 @@ private Q_SLOTS:
         bar->setValue(bar->maximum());
         controller.window()->resize(700, 600);
         QCOMPARE(bar->value(), bar->maximum());
+    }
+
+    void keepsGlyphsOnlyOfTheLastLines()
+    {
+        WorkerWindowController controller(1, 1);
+        for (int i = 0; i < 20; ++i) {
+            controller.appendLog(u"a line\n"_s.repeated(200));
+            controller.completeLog();
+        }
+        int blocks = 0;
+        for (QTextBlock block = logOf(controller)->document()->begin(); block.isValid(); block = block.next())
+            blocks += block.layout()->cacheEnabled();
+        QVERIFY(blocks > 0 && blocks < 10);
     }
 
     void openWindowOutlivesItsController()

@@ -188,7 +188,7 @@ void LogView::prepareForPainting(QTextBlock block)
 void LogView::forgetWhatLeftTheView(const QTextBlock& last)
 {
     const QTextBlock firstVisible = firstVisibleBlock();
-    for (QTextBlock block = last.previous(); block.isValid() && block.layout()->lineCount() > 0;
+    for (QTextBlock block = last.previous(); block.isValid() && block.layout()->cacheEnabled();
          block = block.previous()) {
         if (block < firstVisible) {
             block.layout()->setCacheEnabled(false);
