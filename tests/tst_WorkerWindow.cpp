@@ -3,6 +3,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QScrollBar>
@@ -141,6 +142,31 @@ private Q_SLOTS:
         bar->setValue(bar->maximum());
         controller.window()->resize(700, 600);
         QCOMPARE(bar->value(), bar->maximum());
+    }
+
+    void pointerSelectsWholeLinesOnlyAfterTheThirdClick()
+    {
+        WorkerWindowController controller(1, 1);
+        controller.prepareForDisplay();
+        controller.appendLog(u"first\nsecond\nthird\n"_s);
+        controller.completeLog();
+        QPlainTextEdit* log = logOf(controller);
+        const QPoint firstLine(20, 1 + log->fontMetrics().ascent());
+        const auto moveTo = [&](const QPoint& position) {
+            QMouseEvent move(QEvent::MouseMove, position, log->viewport()->mapToGlobal(position), Qt::NoButton,
+                             Qt::LeftButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(log->viewport(), &move);
+            log->copy();
+            return QGuiApplication::clipboard()->text();
+        };
+        log->selectAll();
+        QTest::mouseClick(log->viewport(), Qt::RightButton, {}, firstLine);
+        QCOMPARE(log->textCursor().selectedText().size(), 19);
+        QTest::mouseDClick(log->viewport(), Qt::LeftButton, {}, firstLine);
+        QTest::mousePress(log->viewport(), Qt::LeftButton, {}, firstLine);
+        QCOMPARE(moveTo(firstLine + QPoint(1, 0)), u"first\n"_s);
+        QCOMPARE(moveTo(firstLine + QPoint(0, log->fontMetrics().lineSpacing())), u"first\nsecond\n"_s);
+        QTest::mouseRelease(log->viewport(), Qt::LeftButton, {}, firstLine);
     }
 
     void keepsGlyphsOnlyOfTheLastLines()

@@ -223,15 +223,32 @@ void LogView::resizeEvent(QResizeEvent* event)
     bar->setValue(isAtEnd ? bar->maximum() : block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
 }
 
-/// The third click in a row selects a block: of that, the line under the pointer.
+/// The third click in a row, the one press that selects without Shift, selects a block: of that, the line under the
+/// pointer.
 void LogView::mousePressEvent(QMouseEvent* event)
 {
+    const QTextCursor before = textCursor();
     QPlainTextEdit::mousePressEvent(event);
-    const QTextCursor selected = textCursor();
-    const QTextCursor clicked = cursorForPosition(event->position().toPoint());
-    if (selected.selectionStart() == clicked.block().position() &&
-        selected.selectionEnd() - selected.selectionStart() >= clicked.block().length() - 1)
-        setTextCursor(lineAround(clicked));
+    const QTextCursor after = textCursor();
+    const bool isThirdClick = after.hasSelection() && !event->modifiers().testFlag(Qt::ShiftModifier) &&
+                              (after.anchor() != before.anchor() || after.position() != before.position());
+    m_clickedLine = isThirdClick ? lineAround(cursorForPosition(event->position().toPoint())) : QTextCursor();
+    if (isThirdClick)
+        setTextCursor(m_clickedLine);
+}
+
+/// A third click that moves selects block by block: of these, the lines from the clicked one to the pointer.
+void LogView::mouseMoveEvent(QMouseEvent* event)
+{
+    QPlainTextEdit::mouseMoveEvent(event);
+    if (!m_clickedLine.hasSelection() || !event->buttons().testFlag(Qt::LeftButton))
+        return;
+    const QTextCursor line = lineAround(cursorForPosition(event->position().toPoint()));
+    const bool goesUp = line.selectionStart() < m_clickedLine.selectionStart();
+    QTextCursor lines = m_clickedLine;
+    lines.setPosition(goesUp ? m_clickedLine.selectionEnd() : m_clickedLine.selectionStart());
+    lines.setPosition(goesUp ? line.selectionStart() : line.selectionEnd(), QTextCursor::KeepAnchor);
+    setTextCursor(lines);
 }
 
 /// A selection or caret that stood at the very end has moved with the insertion.

@@ -26,6 +26,7 @@ public:
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
 
 private:
     static void takeTurns();
@@ -37,4 +38,5 @@ private:
 
     LogLayout* m_layout = nullptr; ///< owned by the document
     QString m_waiting;
+    QTextCursor m_clickedLine; ///< of the third click in a row, nothing after any other
 };
