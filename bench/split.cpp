@@ -172,10 +172,11 @@ void measureAppending()
             ratiosOfShortLogs.push_back(ofOtherShortLog / ofShortLog);
             allOfLongLog += ofLongLog;
         }
-        std::printf("appending 20 kB to a log of %d MB and painting: %.2f ms of processor, %.3f times that of a log of "
-                    "at most 2 MB, two of which %.3f times each other (means of %d turns, median of %d rounds)\n",
-                    megabytes, allOfLongLog / rounds / turns, quantile(ratios, 0.5), quantile(ratiosOfShortLogs, 0.5),
-                    turns, rounds);
+        std::printf(
+            "appending 20 kB to a log of %d to %d MB and painting: %.2f ms of processor, %.3f times that of a log "
+            "of at most 2 MB, two of which %.3f times each other (means of %d turns, median of %d rounds)\n",
+            megabytes, number / 50, allOfLongLog / rounds / turns, quantile(ratios, 0.5),
+            quantile(ratiosOfShortLogs, 0.5), turns, rounds);
     }
     QApplication::closeAllWindows();
 }

@@ -142,6 +142,8 @@ private Q_SLOTS:
         bar->setValue(bar->maximum());
         controller.window()->resize(700, 600);
         QCOMPARE(bar->value(), bar->maximum());
+        controller.window()->resize(700, 420);
+        QCOMPARE(bar->value(), bar->maximum());
     }
 
     void pointerSelectsWholeLinesOnlyAfterTheThirdClick()

@@ -1,13 +1,8 @@
 #include "WorkerWindowController/LogLayout.h"
 
+#include <QPaintDevice>
 #include <QTextDocument>
 #include <QTextLayout>
-#include <QWidget>
-
-LogLayout::LogLayout(QTextDocument* document, const QWidget* viewport)
-    : QPlainTextDocumentLayout(document)
-    , m_viewport(viewport)
-{}
 
 int LogLayout::linesIn(const QTextBlock& block)
 {
@@ -21,8 +16,15 @@ QRectF LogLayout::blockBoundingRect(const QTextBlock& block) const
     return QPlainTextDocumentLayout::blockBoundingRect(block);
 }
 
+/// Rather too wide than too narrow: what lies beyond it is not painted.
+QSizeF LogLayout::documentSize() const
+{
+    return {m_width, qreal(document()->lineCount())};
+}
+
 void LogLayout::startOver()
 {
+    m_width = 0;
     startOver(document()->firstBlock(), document()->characterCount());
 }
 
@@ -40,15 +42,16 @@ void LogLayout::layOut(QTextBlock block)
     layout->beginLayout();
     for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
         line.setLeadingIncluded(true);
-        line.setLineWidth(m_viewport->width() - 2 * margin);
+        line.setLineWidth(paintDevice()->width() - 2 * margin);
         line.setPosition({margin, height});
         height += line.height();
+        m_width = std::max(m_width, line.naturalTextWidth() + 2 * margin);
     }
     layout->endLayout();
     if (block.lineCount() == layout->lineCount())
         return;
     block.setLineCount(layout->lineCount());
-    Q_EMIT documentSizeChanged(documentSize());
+    Q_EMIT documentSizeChanged(documentSize()); // also out of the answer to this signal, which looks at the last blocks
 }
 
 /// The blocks from this one to that position are laid out anew when they are seen.

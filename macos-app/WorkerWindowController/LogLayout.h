@@ -3,21 +3,23 @@
 #include <QPlainTextDocumentLayout>
 #include <QTextBlock>
 
-/// Arranges the document of a log. A block holds many lines, divided by QChar::LineSeparator.
+/// Arranges the document of a log. A block holds many lines, divided by QChar::LineSeparator; they are wrapped at the
+/// width of the paint device.
 ///
 /// Qt's own arrangement takes a block that is not yet laid out for one line, lays out a block that changed even if it
 /// is out of sight, and looks through the whole document whenever its widest block gets narrower.
 class LogLayout final : public QPlainTextDocumentLayout
 {
 public:
-    /// Lines are wrapped at the width of this viewport.
-    LogLayout(QTextDocument* document, const QWidget* viewport);
+    using QPlainTextDocumentLayout::QPlainTextDocumentLayout;
 
     /// Without wrapped lines.
     static int linesIn(const QTextBlock& block);
 
     QRectF blockBoundingRect(const QTextBlock& block) const override;
-    /// To be called when the viewport has another width.
+    /// The width of the widest line that was laid out and the number of lines.
+    QSizeF documentSize() const override;
+    /// To be called when the paint device has another width.
     void startOver();
 
 protected:
@@ -27,5 +29,5 @@ private:
     void layOut(QTextBlock block);
     void startOver(const QTextBlock& first, int end);
 
-    const QWidget* m_viewport;
+    qreal m_width = 0;
 };

@@ -81,15 +81,19 @@ QTextCursor lineAround(QTextCursor cursor)
 LogView::LogView()
 {
     auto* log = new QTextDocument(this);
-    m_layout = new LogLayout(log, viewport());
+    m_layout = new LogLayout(log);
+    m_layout->setPaintDevice(viewport());
     log->setDocumentLayout(m_layout);
     setDocument(log);
     setReadOnly(true);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setUndoRedoEnabled(false);
     setWordWrapMode(QTextOption::WrapAnywhere); // by words, one very long line would take minutes to lay out
+    QTextOption option = log->defaultTextOption();
+    option.setTextDirection(Qt::LeftToRight); // one name written the other way would turn its whole block
+    log->setDefaultTextOption(option);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    document()->setDocumentMargin(inset);
+    log->setDocumentMargin(inset);
     QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     fixed.setPixelSize(11);
     setFont(fixed);
@@ -184,7 +188,8 @@ void LogView::prepareForPainting(QTextBlock block)
     }
 }
 
-/// Blocks before this one that the text has pushed out of sight; they are laid out anew when they are scrolled to.
+/// Blocks before this one that were prepared and that the text has pushed out of sight. They are laid out anew when
+/// they are scrolled to.
 void LogView::forgetWhatLeftTheView(const QTextBlock& last)
 {
     const QTextBlock firstVisible = firstVisibleBlock();
@@ -205,7 +210,7 @@ void LogView::scrollToEnd()
     viewport()->setUpdatesEnabled(true);
 }
 
-/// Another width forgets how all blocks were laid out. The same text stays at the top, or the end at the bottom.
+/// The end stays at the bottom, or the same text at the top, although another width wraps all lines anew.
 void LogView::resizeEvent(QResizeEvent* event)
 {
     QScrollBar* bar = verticalScrollBar();
@@ -215,12 +220,23 @@ void LogView::resizeEvent(QResizeEvent* event)
     const bool isTopKnown = topLine >= 0 && topLine < block.layout()->lineCount();
     const int topStart = isTopKnown ? block.layout()->lineAt(topLine).textStart() : 0;
     QPlainTextEdit::resizeEvent(event);
-    if (event->size().width() == event->oldSize().width())
-        return;
-    m_layout->startOver();
-    static_cast<void>(m_layout->blockBoundingRect(block)); // lays it out
-    const QTextLine line = block.layout()->lineForTextPosition(topStart);
-    bar->setValue(isAtEnd ? bar->maximum() : block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
+    if (event->size().width() != event->oldSize().width()) {
+        m_layout->startOver();
+        static_cast<void>(m_layout->blockBoundingRect(block)); // lays it out
+        const QTextLine line = block.layout()->lineForTextPosition(topStart);
+        bar->setValue(block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0));
+    }
+    if (isAtEnd)
+        bar->setValue(bar->maximum());
+}
+
+/// With the control key the base class adds to the size of the font in points; ours has one in pixels.
+void LogView::wheelEvent(QWheelEvent* event)
+{
+    if (event->modifiers().testFlag(Qt::ControlModifier))
+        event->ignore();
+    else
+        QPlainTextEdit::wheelEvent(event);
 }
 
 /// The third click in a row, the one press that selects without Shift, selects a block: of that, the line under the
