@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 /// What every target offers, by libFuzzer's name for it: tries one input, of any bytes.
+// NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 inline QByteArrayView bytesOf(const std::uint8_t* data, std::size_t size)
