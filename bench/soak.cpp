@@ -44,7 +44,7 @@ echo '{"video":"v","fps":10,"duration":1,"aggressive":true,"events":[
 
 struct Sample
 {
-    double residentKilobytes;
+    double residentKilobytes; ///< without files, whose pages the system drops and reads again as it likes
     double heapKilobytes;
     int descriptors;
     int threads;
@@ -68,7 +68,7 @@ Sample currentSample()
 #endif
     const auto descriptors = static_cast<int>(
         QDir(u"/proc/self/fd"_s).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size());
-    return {double(numberAfter(status, "\nVmRSS:")), heap, descriptors, numberAfter(status, "\nThreads:")};
+    return {double(numberAfter(status, "\nRssAnon:")), heap, descriptors, numberAfter(status, "\nThreads:")};
 }
 
 /// Least squares: what `value` gains from one sample to the next.
