@@ -4,6 +4,8 @@
 #include <QTextDocument>
 #include <QTextLayout>
 
+#include <algorithm>
+
 int LogLayout::linesIn(const QTextBlock& block)
 {
     return int(block.text().count(QChar::LineSeparator)) + 1;
