@@ -9,14 +9,18 @@ from pathlib import Path
 MODELS = {"Models"}
 SERVICES = {"Services"} | MODELS
 CONTROLS = {"Controls"}
+JOBS = {"Jobs"} | SERVICES
+FRAMES = {"Frames"} | SERVICES
 WORKER_WINDOW = {"WorkerWindowController"} | SERVICES | CONTROLS
-SPLIT = {"SplitCoordinator"} | WORKER_WINDOW
-VIEWER = {"Viewer"} | SERVICES
+SPLIT = {"SplitCoordinator"} | WORKER_WINDOW | JOBS
+VIEWER = {"Viewer"} | FRAMES | CONTROLS
 RUN_OVERVIEW = {"RunOverview"} | SPLIT
 MAIN_WINDOW = {"MainWindowController"} | RUN_OVERVIEW | VIEWER
 ALLOWED = {
     "Models": MODELS,
     "Services": SERVICES,
+    "Jobs": JOBS,
+    "Frames": FRAMES,
     "WorkerWindowController": WORKER_WINDOW,
     "SplitCoordinator": SPLIT,
     "Controls": CONTROLS,
@@ -26,7 +30,7 @@ ALLOWED = {
     "AppMain": {"AppMain"} | MAIN_WINDOW,
 }
 # These make up kestrel_core, which runs without a display.
-CORE_MODULES = {"Models", "Services"}
+CORE_MODULES = {"Models", "Services", "Jobs"}
 CORE_FILES = {"AppMain/CommandLineTool.h": SERVICES, "AppMain/CommandLineTool.cpp": SERVICES}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

@@ -1,5 +1,5 @@
+#include "Frames/FrameReplyReader.h"
 #include "Viewer/FramePlan.h"
-#include "Viewer/FrameReplyReader.h"
 
 #include <QTest>
 

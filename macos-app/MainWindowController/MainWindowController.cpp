@@ -2,6 +2,7 @@
 
 #include "Controls/DroppablePathField.h"
 #include "Controls/HoverAwareTableRowView.h"
+#include "Jobs/OutputSafety.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/MainWindow.h"
@@ -14,7 +15,6 @@
 #include "Models/SegmentEditing.h"
 #include "RunOverview/RunOverview.h"
 #include "Services/AppRuntimeError.h"
-#include "Services/OutputSafety.h"
 #include "Services/RuntimeResolver.h"
 
 #include <QCheckBox>

@@ -1,6 +1,6 @@
 #include "RunOverview/RunOverview.h"
 
-#include "Models/ClipVerification.h"
+#include "Jobs/ClipVerification.h"
 #include "Models/NumberText.h"
 #include "RunOverview/FileRevealing.h"
 #include "RunOverview/RunOverviewWindow.h"

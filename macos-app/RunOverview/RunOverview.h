@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Models/RemainingTime.h"
+#include "Jobs/RemainingTime.h"
 #include "RunOverview/RunTableModel.h"
 #include "RunOverview/SleepInhibitor.h"
 #include "RunOverview/TaskbarProgress.h"

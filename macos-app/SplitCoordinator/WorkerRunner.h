@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Jobs/JobProcess.h"
 #include "Models/FFmpegOutputReader.h"
 #include "Services/RuntimeConfiguration.h"
-#include "SplitCoordinator/JobProcess.h"
 #include "WorkerWindowController/WorkerWindowController.h"
 
 #include <functional>

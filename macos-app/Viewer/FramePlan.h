@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Viewer/CutFrames.h"
+#include "Frames/CutFrames.h"
 #include "Viewer/ViewerContent.h"
 
 /// One picture that the viewer shows: the part that it plays, its frame, and whether the split keeps that frame.

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Frames/FrameSource.h"
 #include "Viewer/FramePlan.h"
-#include "Viewer/FrameSource.h"
 
 #include <QDateTime>
 #include <QTimer>

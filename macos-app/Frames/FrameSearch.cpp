@@ -1,4 +1,4 @@
-#include "Viewer/FrameSearch.h"
+#include "Frames/FrameSearch.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "Viewer/FrameReplyReader.h"
+#include "Frames/FrameReplyReader.h"
 
 #include <QRegularExpression>
 

@@ -1,4 +1,4 @@
-#include "Viewer/FrameIndex.h"
+#include "Frames/FrameIndex.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "Models/ClipVerification.h"
+#include "Jobs/ClipVerification.h"
 
 #include "Models/TimeText.h"
 

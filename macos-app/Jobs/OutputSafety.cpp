@@ -1,4 +1,4 @@
-#include "Services/OutputSafety.h"
+#include "Jobs/OutputSafety.h"
 
 #include "Services/AppRuntimeError.h"
 #include "Services/FileIdentity.h"

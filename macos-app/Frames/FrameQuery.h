@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Viewer/FrameSearch.h"
+#include "Frames/FrameSearch.h"
 
 #include <QSize>
 #include <QStringList>

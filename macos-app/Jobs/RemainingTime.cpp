@@ -1,4 +1,4 @@
-#include "Models/RemainingTime.h"
+#include "Jobs/RemainingTime.h"
 
 #include <queue>
 

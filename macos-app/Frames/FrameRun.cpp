@@ -1,4 +1,4 @@
-#include "Viewer/FrameRun.h"
+#include "Frames/FrameRun.h"
 
 #include "Services/ProcessLaunching.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Viewer/FrameQuery.h"
-#include "Viewer/PacketTimes.h"
+#include "Frames/FrameQuery.h"
+#include "Frames/PacketTimes.h"
 
 #include <QByteArray>
 #include <QImage>

@@ -1,4 +1,4 @@
-#include "SplitCoordinator/JobProcess.h"
+#include "Jobs/JobProcess.h"
 
 #include "Services/ProcessLaunching.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Frames/FrameSearch.h"
 #include "Models/EditableSegment.h"
 #include "Models/SegmentEditing.h"
-#include "Viewer/FrameSearch.h"
 
 #include <optional>
 

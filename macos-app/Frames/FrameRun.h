@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Frames/FrameReplyReader.h"
 #include "Services/LineSplitter.h"
 #include "Services/RuntimeConfiguration.h"
-#include "Viewer/FrameReplyReader.h"
 
 #include <QObject>
 #include <QProcess>

@@ -1,6 +1,6 @@
-#include "Viewer/FrameSource.h"
+#include "Frames/FrameSource.h"
 
-#include "Viewer/FrameRun.h"
+#include "Frames/FrameRun.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "Viewer/CutFrames.h"
+#include "Frames/CutFrames.h"
 
 #include "Models/NumberText.h"
 #include "Models/TimeText.h"

@@ -1,4 +1,4 @@
-#include "Viewer/FrameQuery.h"
+#include "Frames/FrameQuery.h"
 
 #include "Models/NumberText.h"
 

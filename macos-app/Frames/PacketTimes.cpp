@@ -1,4 +1,4 @@
-#include "Viewer/PacketTimes.h"
+#include "Frames/PacketTimes.h"
 
 #include <QRegularExpression>
 

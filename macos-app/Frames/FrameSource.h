@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Frames/FrameReplyReader.h"
 #include "Services/RuntimeConfiguration.h"
-#include "Viewer/FrameReplyReader.h"
 
 #include <QCache>
 #include <QObject>

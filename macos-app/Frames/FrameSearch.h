@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Viewer/FrameIndex.h"
-#include "Viewer/VideoClock.h"
+#include "Frames/FrameIndex.h"
+#include "Frames/VideoClock.h"
 
 /// A stretch of the video, in seconds, of which the frame times are wanted, and the part of it whose pictures are,
 /// which may be none.

@@ -1,4 +1,4 @@
-#include "Viewer/VideoClock.h"
+#include "Frames/VideoClock.h"
 
 #include <algorithm>
 #include <cmath>
