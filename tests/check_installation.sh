@@ -29,5 +29,6 @@ expect() {
 if [ -d "$prefix/bin" ]; then
     expect "the detector in use" "script=$prefix/share/kestrel/detect_scene_changes.py" \
         "$("$kestrel" --self-test | grep ^script=)"
+    ls "$prefix"/share/kestrel/kestrel_detector/__pycache__/main.*.pyc >/dev/null
 fi
 expect "the transitions of the sample" $'events=4\nkeep_segments=5' "$("$kestrel" --detect-summary '样片 1.mp4')"

@@ -12,9 +12,12 @@ import sys
 import tempfile
 import unittest
 
-SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "detect_scene_changes.py")
-sys.path.insert(0, os.path.dirname(SCRIPT))
-import detect_scene_changes as detector  # noqa: E402
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SCRIPT = os.path.join(PROJECT, "detect_scene_changes.py")
+sys.path.insert(0, PROJECT)
+from kestrel_detector import output  # noqa: E402
+from kestrel_detector.cache import Cache  # noqa: E402
+from kestrel_detector.command_line import PROFILES  # noqa: E402
 
 FOLDER = None
 
@@ -79,8 +82,8 @@ def with_false_ffmpeg(name, script):
     return dict(os.environ, PATH=tools + ":" + os.environ["PATH"])
 
 
-def run(*words, env=None, **more):
-    return subprocess.run([sys.executable, SCRIPT, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+def run(*words, env=None, script=SCRIPT, **more):
+    return subprocess.run([sys.executable, script, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           env=env, timeout=60, **more)
 
 
@@ -167,7 +170,7 @@ class Segments(unittest.TestCase):
 
     def test_profiles_keep_ever_less_and_cuts_stay(self):
         kept, cuts = [], []
-        for profile in detector.PROFILES:
+        for profile in PROFILES:
             found = result(all_kinds(), "--fade-removal-profile", profile)
             self.assertEqual(found["fade_removal_profile"], profile)
             self.assertEqual(found["aggressive"], profile in ("aggressive", "extreme"))
@@ -238,6 +241,14 @@ class Run(unittest.TestCase):
         with self.subTest("no ffmpeg"):
             self.fails(all_kinds(), env=dict(os.environ, PATH=place("nowhere"), XDG_CACHE_HOME=place("other")))
 
+    def test_the_script_needs_its_package_beside_it(self):
+        script = os.path.join(FOLDER, "script.py")
+        os.symlink(SCRIPT, script)
+        self.assertIn("用法", run("--help", script=script).stdout.decode())
+        os.remove(script)
+        shutil.copy(SCRIPT, script)
+        self.fails(all_kinds(), script=script, cwd="/")
+
     def test_odd_paths(self):
         source = all_kinds()
         for name in (b"-x.mp4", b"100%20d.mp4", b"a:b?c#d.mp4", b"new\nline.mp4", "视频.mp4".encode(), b"not-utf8-\xff.mp4"):
@@ -267,12 +278,12 @@ class Run(unittest.TestCase):
         no_decoding = dict(os.environ, PATH=os.path.join(FOLDER, "nowhere"))
         self.assertEqual(result(all_kinds(), env=no_decoding), first)
         self.assertEqual(result(all_kinds(), "--no-cache"), first)
-        with open(detector.Cache(all_kinds(), 0).file, "r+b") as file:
+        with open(Cache(all_kinds(), 0).file, "r+b") as file:
             file.write(b"nonsense")
         self.assertEqual(result(all_kinds()), first)
 
     def test_the_cache_is_bounded(self):
-        cache = detector.Cache(all_kinds(), 0)
+        cache = Cache(all_kinds(), 0)
         cache.folder = os.path.join(FOLDER, "full")
         os.makedirs(cache.folder)
         for n in range(3):
@@ -305,16 +316,16 @@ class Run(unittest.TestCase):
         self.assertEqual(len(result(all_kinds(), "--no-cache", env=flood)["events"]), 4)
 
     def test_progress_tells_percentage_and_time_left(self):
-        lines, say = [], detector.say
-        detector.say = lines.append
+        lines, say = [], output.say
+        output.say = lines.append
         try:
-            progress = detector.Progress(20_000_000)
+            progress = output.Progress(20_000_000)
             progress.show(30_000_000, 60_000_000)  # at once: too early for a line
             progress.began -= 10
             progress.shown -= 10
             progress.show(30_000_000, 60_000_000)
         finally:
-            detector.say = say
+            output.say = say
         self.assertEqual(lines, ["正在分析画面：25.0%，剩余约 00:00:30"])
 
     def test_standard_streams(self):

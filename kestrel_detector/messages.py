@@ -1,0 +1,28 @@
+"""What is said to the user: failures, and lines on standard error."""
+
+import os
+
+
+class Failure(Exception):
+    """What the user must read: one complete Chinese sentence."""
+
+
+class Interrupted(BaseException):
+    """SIGINT or SIGTERM arrived."""
+
+    def __init__(self, number):
+        super().__init__(number)
+        self.number = number
+
+
+def printable(path):
+    """A path as one line of valid text, whatever bytes it holds."""
+    text = os.fsencode(path).decode("utf-8", "replace")
+    return "".join(c if c.isprintable() else "\N{REPLACEMENT CHARACTER}" for c in text)
+
+
+def say(text):
+    try:
+        os.write(2, (text + "\n").encode("utf-8", "replace"))
+    except OSError:
+        pass
