@@ -2,7 +2,6 @@
 
 #include "Services/ProcessLaunching.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -34,12 +33,12 @@ JobProcess::~JobProcess()
     waitForFinished(-1); // here, because QProcess would send finished() when our members are gone
 }
 
-JobProcess::Owner JobProcess::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+std::unique_ptr<JobProcess> JobProcess::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
 {
     throwIfLaunchMustFail(runtime.ffmpegURL.path(), job.outputURL.deletingLastPathComponent().path());
     auto process = std::unique_ptr<JobProcess>(new JobProcess(job, runtime));
     startOrThrow(*process);
-    return Owner(process.release());
+    return process;
 }
 
 void JobProcess::stop()
@@ -57,15 +56,4 @@ void JobProcess::removeUnfinishedOutput() const
     const QFileInfo file(m_outputURL.path());
     if (outputNow && outputNow != m_outputBefore && file.isFile())
         QFile::remove(file.canonicalFilePath()); // of a link, the file that was written
-}
-
-void JobProcess::Release::operator()(JobProcess* process) const
-{
-    if (process->state() == NotRunning) {
-        process->deleteLater();
-        return;
-    }
-    process->setParent(QCoreApplication::instance()); // whose end would kill it
-    connect(process, &QProcess::readyRead, process, [process] { process->readAll(); });
-    connect(process, &QProcess::finished, process, &QObject::deleteLater);
 }

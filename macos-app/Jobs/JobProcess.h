@@ -12,19 +12,11 @@
 class JobProcess final : public QProcess
 {
 public:
-    /// Gives a process up without ending it, also from inside its own signals: one that still runs goes on to its end,
-    /// and the application waits for it and empties its pipe.
-    struct Release
-    {
-        void operator()(JobProcess* process) const;
-    };
-    using Owner = std::unique_ptr<JobProcess, Release>;
-
-    /// An ffmpeg that still runs at the application's end is killed, and what it had begun is removed.
+    /// An ffmpeg that still runs is killed, and what it had begun is removed.
     ~JobProcess() override;
 
     /// Returns once ffmpeg runs in the output's folder; throws ProcessLaunchError when it cannot be started.
-    [[nodiscard]] static Owner launch(const FFmpegJob& job, const RuntimeConfiguration& runtime);
+    [[nodiscard]] static std::unique_ptr<JobProcess> launch(const FFmpegJob& job, const RuntimeConfiguration& runtime);
 
     /// Asks ffmpeg to end, and kills it when it does not within the grace period. Unless it had succeeded by then, the
     /// output that it had begun is removed before finished() reaches anybody else; a file that it left alone stays.

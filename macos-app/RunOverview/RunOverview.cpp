@@ -1,6 +1,5 @@
 #include "RunOverview/RunOverview.h"
 
-#include "Jobs/ClipVerification.h"
 #include "Models/NumberText.h"
 #include "RunOverview/FileRevealing.h"
 #include "RunOverview/RunOverviewWindow.h"
@@ -9,7 +8,6 @@
 
 #include <QAction>
 #include <QClipboard>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QProgressBar>
@@ -28,10 +26,19 @@ constexpr int updateMilliseconds = 500; ///< as often as ffmpeg reports
 /// Below it the time left is told in words: one clip that takes a second longer would make any number wrong.
 constexpr double leastNumberedSeconds = 15;
 
-std::optional<qint64> readableSize(const FileURL& url)
+RunState stateOf(JobOutcome outcome)
 {
-    const QFileInfo file(url.path());
-    return file.isFile() && file.isReadable() ? std::optional(file.size()) : std::nullopt;
+    switch (outcome) {
+    case JobOutcome::completed:
+        return RunState::completed;
+    case JobOutcome::doubtful:
+        return RunState::doubtful;
+    case JobOutcome::failed:
+        return RunState::failed;
+    case JobOutcome::stopped:
+        return RunState::stopped;
+    }
+    Q_UNREACHABLE();
 }
 
 /// "5:09", "1:05:09".
@@ -135,22 +142,11 @@ void RunOverview::jobDidProgress(int job, const FFmpegReport& report)
     m_remainingTime->progress(job, (2 * length + report.outTime.value_or(length)) / 3, now());
 }
 
-void RunOverview::jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report)
+void RunOverview::jobDidEnd(int job, const JobEnd& end)
 {
-    const int row = m_rowOfJob.at(job);
-    const FFmpegJob& ended = m_model.rows().at(row).job;
     const double before = std::exchange(m_processorTime, processorTimeOfEndedChildren());
-    m_remainingTime->end(job, outcome == JobOutcome::completed, m_processorTime - before, now());
-    if (outcome == JobOutcome::completed) {
-        const auto doubt = doubtAboutClip(ended, report, readableSize(ended.outputURL));
-        m_model.setState(row, doubt ? RunState::doubtful : RunState::completed, report,
-                         doubt.value_or(report.lastError));
-    } else if (outcome == JobOutcome::stopped) {
-        m_model.setState(row, RunState::stopped, report, report.reason());
-    } else {
-        const QString reason = report.reason();
-        m_model.setState(row, RunState::failed, report, reason.isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : reason);
-    }
+    m_remainingTime->end(job, end.succeeded(), m_processorTime - before, now());
+    m_model.setState(m_rowOfJob.at(job), stateOf(end.outcome), end.report, end.remark);
 }
 
 void RunOverview::update()

@@ -38,7 +38,7 @@ public:
 
     void jobDidLaunch(int job) override;
     void jobDidProgress(int job, const FFmpegReport& report) override;
-    void jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report) override;
+    void jobDidEnd(int job, const JobEnd& end) override;
 
 private:
     void connectActions();

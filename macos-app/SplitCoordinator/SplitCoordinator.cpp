@@ -14,7 +14,7 @@ SplitCoordinator::SplitCoordinator(QList<FFmpegJob> jobs, int concurrency, const
         WorkerRunner& worker =
             *m_workers.emplace_back(std::make_unique<WorkerRunner>(workerIndex, workerCount, runtime));
         worker.onOutput = [this, &worker] { handleProgress(worker); };
-        worker.onCompletion = [this, &worker](bool success) { handleCompletion(worker, success); };
+        worker.onCompletion = [this, &worker](bool) { handleCompletion(worker); };
     }
 }
 
@@ -47,7 +47,7 @@ void SplitCoordinator::stop(int job)
         }
     } else if (job < totalJobs() && !m_stoppedJobs.contains(job)) {
         m_stoppedJobs.insert(job);
-        reportEnd(job, JobOutcome::stopped, {});
+        reportEnd(job, {.outcome = JobOutcome::stopped, .report = {}, .remark = {}});
     }
 }
 
@@ -87,9 +87,7 @@ bool SplitCoordinator::launch(int job, WorkerRunner& worker)
     } catch (const std::exception& error) {
         worker.windowController().appendLog(u"启动失败："_s + errorDescription(error) + u'\n');
         worker.windowController().setFinished(false, u"任务启动失败"_s);
-        FFmpegReport report;
-        report.lastError = errorDescription(error);
-        reportEnd(job, JobOutcome::failed, report);
+        reportEnd(job, {.outcome = JobOutcome::failed, .report = {}, .remark = errorDescription(error)});
         return false;
     }
 }
@@ -100,21 +98,20 @@ void SplitCoordinator::handleProgress(const WorkerRunner& worker)
         observer->jobDidProgress(m_runningJobs.value(&worker), worker.report());
 }
 
-void SplitCoordinator::handleCompletion(WorkerRunner& worker, bool success)
+void SplitCoordinator::handleCompletion(WorkerRunner& worker)
 {
     const auto keptAlive = weak_from_this().lock(); // a report may release us
     const int job = m_runningJobs.take(&worker);
-    const JobOutcome failure = m_stoppedJobs.contains(job) ? JobOutcome::stopped : JobOutcome::failed;
-    reportEnd(job, success ? JobOutcome::completed : failure, worker.report());
-    ++(success ? m_completedJobs : m_failedJobs);
+    reportEnd(job, worker.end());
+    ++(worker.end().succeeded() ? m_completedJobs : m_failedJobs);
     reportUpdate();
     scheduleNext(worker);
 }
 
-void SplitCoordinator::reportEnd(int job, JobOutcome outcome, const FFmpegReport& report) const
+void SplitCoordinator::reportEnd(int job, const JobEnd& end) const
 {
     if (observer)
-        observer->jobDidEnd(job, outcome, report);
+        observer->jobDidEnd(job, end);
 }
 
 void SplitCoordinator::reportUpdate()

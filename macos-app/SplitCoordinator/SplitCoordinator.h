@@ -39,8 +39,8 @@ private:
     void scheduleNext(WorkerRunner& worker);
     [[nodiscard]] bool launch(int job, WorkerRunner& worker);
     void handleProgress(const WorkerRunner& worker);
-    void handleCompletion(WorkerRunner& worker, bool success);
-    void reportEnd(int job, JobOutcome outcome, const FFmpegReport& report) const;
+    void handleCompletion(WorkerRunner& worker);
+    void reportEnd(int job, const JobEnd& end) const;
     void reportUpdate();
     void finishIfNeeded();
     [[nodiscard]] int totalJobs() const { return static_cast<int>(m_jobs.size()); }

@@ -1,14 +1,8 @@
 #pragma once
 
-#include "Models/FFmpegOutputReader.h"
+#include "Jobs/JobEnd.h"
 
 #include <QObject>
-
-enum class JobOutcome {
-    completed,
-    failed,
-    stopped
-};
 
 /// Hears how each job of a split goes, where SplitCoordinatorDelegate hears the counts. `job` is the job's place in the
 /// run, from 0. All reports come on the main thread and before the delegate's; none may run an event loop of its own or
@@ -24,5 +18,5 @@ public:
     /// About twice a second for each running job.
     virtual void jobDidProgress(int job, const FFmpegReport& report) = 0;
     /// Once for every job. A stopped job that was not launched yet ends at once; it is counted when its turn comes.
-    virtual void jobDidEnd(int job, JobOutcome outcome, const FFmpegReport& report) = 0;
+    virtual void jobDidEnd(int job, const JobEnd& end) = 0;
 };

@@ -11,39 +11,35 @@ WorkerRunner::WorkerRunner(int workerIndex, int totalWorkers, const RuntimeConfi
 
 void WorkerRunner::run(const FFmpegJob& job, int position, int total)
 {
-    m_process = JobProcess::launch(job, m_runtime);
-    m_outputReader = {};
-    connect(m_process.get(), &QProcess::readyRead, this, &WorkerRunner::appendOutput);
-    connect(m_process.get(), &QProcess::finished, this, &WorkerRunner::finish);
+    m_job = SplitJob::launch(job, m_runtime);
+    m_job->onOutput = [this](const QByteArray& chunk) { appendOutput(chunk); };
+    m_job->onEnd = [this](const JobEnd& end) { finish(end); };
     const auto showRunning = [this, job, position, total] { m_windowController.setRunning(job, position, total); };
     QMetaObject::invokeMethod(this, showRunning, Qt::QueuedConnection);
 }
 
 void WorkerRunner::stop()
 {
-    if (m_process)
-        m_process->stop();
+    if (m_job)
+        m_job->stop();
 }
 
 /// One read of the pipe is decoded on its own; a character cut between two reads is lost in both.
-void WorkerRunner::appendOutput()
+void WorkerRunner::appendOutput(const QByteArray& chunk)
 {
-    const QByteArray chunk = m_process->readAll();
     m_windowController.appendLog(decodedUtf8OrEmpty(chunk));
-    m_outputReader.append(chunk);
     if (onOutput)
         onOutput();
 }
 
-void WorkerRunner::finish()
+void WorkerRunner::finish(const JobEnd& end)
 {
-    appendOutput();
-    m_outputReader.finish();
-    const bool success = m_process->succeeded();
+    const bool success = end.succeeded();
     m_windowController.appendLog(success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
     m_windowController.completeLog();
     m_windowController.setFinished(success, success ? u"当前任务已完成"_s : u"当前任务执行失败"_s);
-    m_process.reset();
+    m_end = end;
+    m_job.reset();
     if (const auto notify = onCompletion)
         notify(success); // may release us
 }

@@ -1,11 +1,7 @@
 #pragma once
 
-#include "Jobs/JobProcess.h"
-#include "Models/FFmpegOutputReader.h"
-#include "Services/RuntimeConfiguration.h"
+#include "Jobs/SplitJob.h"
 #include "WorkerWindowController/WorkerWindowController.h"
-
-#include <functional>
 
 /// One lane of a split: a window, and at most one job at a time, whose output goes into the window's log.
 /// A job that runs when its runner goes is not ended; nobody hears of it any more.
@@ -23,19 +19,21 @@ public:
     /// Returns once ffmpeg runs; the window shows it from the event loop on, before the first output. Throws
     /// ProcessLaunchError when it cannot be started: then nothing is shown and `onCompletion` is not called.
     void run(const FFmpegJob& job, int position, int total);
-    /// Ends the running job, if any, as JobProcess::stop() does; it then completes as a failed one.
+    /// Ends the running job, if any, as SplitJob::stop() does; it then completes as a failed one.
     void stop();
-    /// What ffmpeg has said about the last job that was run.
-    [[nodiscard]] const FFmpegReport& report() const { return m_outputReader.report(); }
+    /// What ffmpeg has said so far about the running job.
+    [[nodiscard]] const FFmpegReport& report() const { return m_job->report(); }
+    /// How the last job ended.
+    [[nodiscard]] const JobEnd& end() const { return m_end; }
 
     [[nodiscard]] WorkerWindowController& windowController() { return m_windowController; }
 
 private:
-    void appendOutput();
-    void finish();
+    void appendOutput(const QByteArray& chunk);
+    void finish(const JobEnd& end);
 
     WorkerWindowController m_windowController;
     const RuntimeConfiguration m_runtime;
-    JobProcess::Owner m_process;
-    FFmpegOutputReader m_outputReader;
+    SplitJob::Owner m_job;
+    JobEnd m_end;
 };

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Models/FFmpegOutputReader.h"
+
+enum class JobOutcome {
+    completed,
+    doubtful, ///< ffmpeg ended with success, but the clip is not what was asked for
+    failed,
+    stopped
+};
+
+/// How a job ended, once everything about its clip is known.
+struct JobEnd
+{
+    JobOutcome outcome = JobOutcome::failed;
+    FFmpegReport report;
+    QString
+        remark; ///< for the user: what is wrong with the clip, why there is none; empty when there is nothing to say
+
+    /// A doubtful clip counts as written.
+    [[nodiscard]] bool succeeded() const { return outcome == JobOutcome::completed || outcome == JobOutcome::doubtful; }
+};
