@@ -1,6 +1,5 @@
 #include "BenchApplication.h"
 #include "Controls/DroppablePathField.h"
-#include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
 #include "MainWindowController/SegmentTableModel.h"
@@ -113,13 +112,11 @@ void press(QWidget* widget, int key, const QString& text = QString(), Qt::Keyboa
 void measureShowing(MainWindow& window)
 {
     const auto show = [&](int count) {
-        const auto events = someEvents(count);
-        const auto segments = someSegments(count);
+        DetectorPayload payload;
+        payload.events = someEvents(count);
+        const SegmentList list{{}, payload, someSegments(count)};
         const auto showAll = [&](int) {
-            untilPainted(window.segmentTableView->viewport(), [&] {
-                window.eventTableModel->setEvents(events);
-                window.segmentTableModel->setSegments(segments);
-            });
+            untilPainted(window.segmentTableView->viewport(), [&] { window.segmentList->replace(list); });
         };
         return spreadOf(15, nothing, showAll).median;
     };

@@ -1,5 +1,4 @@
 #include "Controls/SegmentTimeField.h"
-#include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
@@ -74,9 +73,10 @@ private Q_SLOTS:
     {
         m_window = std::make_unique<MainWindow>();
         m_window->show();
-        m_window->eventTableModel->setEvents({{1, u"fade"_s, 3, 4, 1, 0.9, u"亮度"_s}});
-        m_window->segmentTableModel->setSegments(
-            {{1, true, 0, 3, false}, {2, false, 4, 9, false}, {3, true, 5, 6, true}});
+        DetectorPayload payload;
+        payload.events = {{1, u"fade"_s, 3, 4, 1, 0.9, u"亮度"_s}};
+        m_window->segmentList->replace(
+            {{}, payload, {{1, true, 0, 3, false}, {2, false, 4, 9, false}, {3, true, 5, 6, true}}});
     }
 
     void cleanup() { m_window.reset(); }
@@ -149,13 +149,14 @@ private Q_SLOTS:
     void actsInTheCellsOfTheSegments()
     {
         SegmentTableModel& model = *m_window->segmentTableModel;
-        connect(m_window->segmentTableDelegate, &SegmentTableDelegate::deleteRequested, &model,
-                &SegmentTableModel::removeSegment);
-        QSignalSpy edited(&model, &SegmentTableModel::segmentsEdited);
+        SegmentListEditor& list = *m_window->segmentList;
+        connect(m_window->segmentTableDelegate, &SegmentTableDelegate::deleteRequested, &list,
+                &SegmentListEditor::remove);
+        QSignalSpy edited(&list, &SegmentListEditor::edited);
 
         for (const bool enabled : {false, true}) {
             cell(0, 0)->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
-            QCOMPARE(model.segments().at(0).isEnabled, enabled);
+            QCOMPARE(list.segments().at(0).isEnabled, enabled);
         }
         QCOMPARE(edited.size(), 2);
 
@@ -170,11 +171,13 @@ private Q_SLOTS:
 
         cell(2, 2)->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
         QTRY_COMPARE(model.rowCount(), 2);
-        QCOMPARE(model.segments().last().index, 2);
+        QCOMPARE(list.segments().last().index, 2);
     }
 
     void keepsCellsWithTheirRows()
     {
+        m_window->segmentList->replace(
+            {{}, {}, {{1, true, 0, 3, true}, {2, false, 4, 9, false}, {3, true, 5, 6, true}}});
         QAccessibleInterface* table = spokenTable();
         // What the view does when assistive technology is on.
         const auto tell = [&](QAccessibleTableModelChangeEvent::ModelChangeType type) {
@@ -185,7 +188,7 @@ private Q_SLOTS:
         QAccessibleInterface* moved = cell(2, 2);
         const QList<QAccessible::Id> ids = {QAccessible::uniqueId(moved), QAccessible::uniqueId(moved->child(0)),
                                             QAccessible::uniqueId(table->child(12))}; // a row header
-        m_window->segmentTableModel->removeSegment(0);
+        m_window->segmentList->remove(0);
         QVERIFY(!removed->isValid() && moved->isValid());
         QCOMPARE(cell(1, 2), moved);
         const QAccessible::Id removedId = QAccessible::uniqueId(removed);
@@ -193,7 +196,7 @@ private Q_SLOTS:
         QVERIFY(!QAccessible::accessibleInterface(removedId));
         QCOMPARE(QAccessible::accessibleInterface(ids.first()), moved);
 
-        m_window->segmentTableModel->setSegments({{1, true, 7, 8, false}});
+        m_window->segmentList->replace({{}, {}, {{1, true, 7, 8, false}}});
         QVERIFY(!moved->isValid());
         QCOMPARE(cell(0, 2)->text(QAccessible::Name), u"00:00:08.000"_s);
         tell(QAccessibleTableModelChangeEvent::ModelReset);

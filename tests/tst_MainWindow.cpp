@@ -2,6 +2,7 @@
 #include "Controls/DroppablePathField.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentListEditor.h"
 
 #include <QAbstractItemModelTester>
 #include <QCheckBox>
@@ -127,8 +128,9 @@ private Q_SLOTS:
         EventTableModel* model = m_window->eventTableModel;
         QTableView* table = m_window->eventTableView;
         const QAbstractItemModelTester tester(model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model->setEvents(
-            {{7, u"fade"_s, 3661.5, 3662, 0.5, 0.9, u"luma"_s}, {8, u"cut"_s, 1e300, -1, -1, 0, QString()}});
+        DetectorPayload payload;
+        payload.events = {{7, u"fade"_s, 3661.5, 3662, 0.5, 0.9, u"luma"_s}, {8, u"cut"_s, 1e300, -1, -1, 0, {}}};
+        m_window->segmentList->replace({{}, payload, {}});
         const auto row = [&](int number) {
             QStringList texts;
             for (int column = 0; column < model->columnCount(); ++column)

@@ -40,6 +40,7 @@ class TestSegmentTable final : public QObject
 
     [[nodiscard]] QModelIndex cell(int row, int column) const { return model()->index(row, column); }
     [[nodiscard]] SegmentTableModel* model() const { return m_window->segmentTableModel; }
+    [[nodiscard]] SegmentListEditor* list() const { return m_window->segmentList; }
     [[nodiscard]] QTableView* table() const { return m_window->segmentTableView; }
     [[nodiscard]] QWidget* viewport() const { return table()->viewport(); }
     [[nodiscard]] SegmentTimeField* openField() const { return viewport()->findChild<SegmentTimeField*>(); }
@@ -63,7 +64,7 @@ private Q_SLOTS:
         m_window = std::make_unique<MainWindow>();
         m_modelTester =
             std::make_unique<QAbstractItemModelTester>(model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model()->setSegments(someSegments(30));
+        list()->replace({{}, {}, someSegments(30)});
         m_window->resize(1420, 760);
         m_window->show();
         m_window->activateWindow();
@@ -105,7 +106,7 @@ private Q_SLOTS:
         QFETCH(const QString, refusal);
 
         QSignalSpy changed(model(), &SegmentTableModel::dataChanged);
-        QSignalSpy edited(model(), &SegmentTableModel::segmentsEdited);
+        QSignalSpy edited(list(), &SegmentListEditor::edited);
         QStringList refusals;
         connect(model(), &SegmentTableModel::editRefused, this, [&](const QString& message) { refusals += message; });
         QCOMPARE(model()->setData(cell(1, column), text, Qt::EditRole), refusal.isEmpty());
@@ -162,7 +163,7 @@ private Q_SLOTS:
         QFETCH(const Qt::Key, key);
         QFETCH(const QString, typed);
         QFETCH(const QString, shown);
-        const QSignalSpy edited(model(), &SegmentTableModel::segmentsEdited);
+        const QSignalSpy edited(list(), &SegmentListEditor::edited);
         QStringList textsAtRefusal;
         connect(model(), &SegmentTableModel::editRefused, this, [&](const QString& message) {
             textsAtRefusal += openField() ? openField()->text() : QString();
@@ -196,29 +197,29 @@ private Q_SLOTS:
         clickCell(4, 1);
         QTest::keyClicks(openField(), u"0:0:41"_s);
         model()->setData(cell(2, 0), Qt::Unchecked, Qt::CheckStateRole);
-        model()->setAllEnabled(false);
-        model()->appendSegment({99, true, 1000, 1001, true});
-        model()->removeSegment(manualRow);
+        list()->setAllEnabled(false);
+        list()->append();
+        list()->remove(manualRow);
         QVERIFY(openField());
         QCOMPARE(openField()->text(), u"0:0:41"_s);
         QCOMPARE(table()->selectionModel()->selectedRows().value(0).row(), 3);
         QTest::keyClick(openField(), Qt::Key_Return);
-        QTRY_COMPARE(model()->segments().at(3).start, 41.0); // the row moved up and took the field with it
+        QTRY_COMPARE(list()->segments().at(3).start, 41.0); // the row moved up and took the field with it
     }
 
     void togglesRows()
     {
-        QSignalSpy edited(model(), &SegmentTableModel::segmentsEdited);
+        QSignalSpy edited(list(), &SegmentListEditor::edited);
         clickCell(2, 0);
-        QVERIFY(!model()->segments().at(2).isEnabled);
+        QVERIFY(!list()->segments().at(2).isEnabled);
         QTest::keyClick(table(), Qt::Key_Space);
-        QVERIFY(model()->segments().at(2).isEnabled);
+        QVERIFY(list()->segments().at(2).isEnabled);
         click(table()->visualRect(cell(2, 0)).topLeft() + QPoint(1, 1)); // beside the box
-        QVERIFY(model()->segments().at(2).isEnabled);
+        QVERIFY(list()->segments().at(2).isEnabled);
         QCOMPARE(edited.size(), 2);
         table()->setCurrentIndex(cell(2, SegmentTableModel::startColumn));
         QTest::keyClick(table(), Qt::Key_Space, Qt::ShiftModifier);
-        QVERIFY(!model()->segments().at(2).isEnabled);
+        QVERIFY(!list()->segments().at(2).isEnabled);
         QVERIFY(!openField());
     }
 
@@ -227,7 +228,7 @@ private Q_SLOTS:
         QList<int> deleted;
         connect(m_window->segmentTableDelegate, &SegmentTableDelegate::deleteRequested, this, [&](int row) {
             deleted += row;
-            model()->removeSegment(row);
+            list()->remove(row);
         });
         click(deleteRect(manualRow).center() + QPoint(-16, 0)); // the field ends left of it
         QVERIFY(openField());
@@ -238,7 +239,7 @@ private Q_SLOTS:
         QCOMPARE(deleted, QList{manualRow});
         QTRY_VERIFY(!openField());
 
-        model()->appendSegment({99, true, 1000, 1001, true});
+        list()->append();
         const int last = model()->rowCount() - 1;
         for (const int row : {last - 1, last, last - 1}) { // of these, only the last one of all is a manual row
             table()->setCurrentIndex(cell(row, 0));
@@ -299,7 +300,7 @@ private Q_SLOTS:
         QCOMPARE(taken(), u"+2 -2 +4"_s);
         table()->verticalScrollBar()->setValue(rowHeight);
         QCOMPARE(taken(), u"-4 +5"_s);
-        model()->removeSegment(0); // another row comes to the same place
+        list()->remove(manualRow); // another row comes to the same place
         QCoreApplication::processEvents();
         QCOMPARE(taken(), u"-5 +5"_s);
         clickCell(6, 1);
@@ -309,7 +310,7 @@ private Q_SLOTS:
         QEvent leave(QEvent::Leave);
         QCoreApplication::sendEvent(viewport(), &leave);
         QCOMPARE(taken(), u"-6"_s);
-        model()->setSegments({});
+        list()->replace({});
         QCoreApplication::processEvents();
         QCOMPARE(taken(), QString());
     }

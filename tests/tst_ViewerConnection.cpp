@@ -1,4 +1,3 @@
-#include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "MainWindowController/ViewerConnection.h"
@@ -21,10 +20,7 @@ class ViewerConnectionTest final : public QObject
     std::unique_ptr<MainWindow> m_window;
     std::unique_ptr<ViewerConnection> m_connection;
 
-    [[nodiscard]] const EditableSegment& segment(int row) const
-    {
-        return m_window->segmentTableModel->segments().at(row);
-    }
+    [[nodiscard]] const EditableSegment& segment(int row) const { return m_window->segmentList->segments().at(row); }
     [[nodiscard]] bool isOpen() const { return m_connection->viewer()->isVisible(); }
     [[nodiscard]] ViewerSubject subject() const { return m_connection->viewer()->subject(); }
 
@@ -38,18 +34,18 @@ class ViewerConnectionTest final : public QObject
 private Q_SLOTS:
     void init()
     {
-        const QList<TransitionEvent> events = {{1, u"cut"_s, 20, 22, 2, 1, {}}, {2, u"fade"_s, 60, 62, 2, 1, {}}};
+        DetectorPayload payload;
+        payload.events = {{1, u"cut"_s, 20, 22, 2, 1, {}}, {2, u"fade"_s, 60, 62, 2, 1, {}}};
         m_window = std::make_unique<MainWindow>();
-        m_connection = std::make_unique<ViewerConnection>(*m_window, [this, events] {
+        m_connection = std::make_unique<ViewerConnection>(*m_window, [this] {
             ViewerContent content;
             content.duration = 100;
-            content.events = events;
-            content.segments = m_window->segmentTableModel->segments();
+            content.events = m_window->segmentList->list().events();
+            content.segments = m_window->segmentList->segments();
             return content;
         });
-        m_window->eventTableModel->setEvents(events);
-        m_window->segmentTableModel->setSegments(
-            {{1, true, 0, 20, false}, {2, true, 22, 60, false}, {3, true, 62, 100, false}});
+        m_window->segmentList->replace(
+            {{}, payload, {{1, true, 0, 20, false}, {2, true, 22, 60, false}, {3, true, 62, 100, false}}});
         m_window->show();
         m_window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
@@ -99,14 +95,14 @@ private Q_SLOTS:
         QTest::mouseClick(segments->viewport(), Qt::LeftButton, {},
                           segments->visualRect(segments->model()->index(2, 2)).center());
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::segment, 2}));
-        m_window->segmentTableModel->setSegments({});
+        m_window->segmentList->replace({});
         QTRY_COMPARE(subject(), ViewerSubject());
     }
 
     void keysInTheTableReachIt()
     {
         QTableView* table = m_window->segmentTableView;
-        const QSignalSpy edits(m_window->segmentTableModel, &SegmentTableModel::segmentsEdited);
+        const QSignalSpy edits(m_window->segmentList, &SegmentListEditor::edited);
         const QSignalSpy refusals(m_window->segmentTableModel, &SegmentTableModel::editRefused);
         openFor(table, 1);
         QTest::keyClick(table, Qt::Key_Right, Qt::ShiftModifier);
@@ -117,7 +113,7 @@ private Q_SLOTS:
         QCOMPARE(segment(1).end, 59.0);
         QCOMPARE(edits.count(), 2);
 
-        m_window->segmentTableModel->setSegments({{1, true, 5, 5.5, false}});
+        m_window->segmentList->replace({{}, {}, {{1, true, 5, 5.5, false}}});
         table->setCurrentIndex(table->model()->index(0, 1));
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::segment, 0}));
         QTest::keyClick(table, Qt::Key_Left, Qt::ShiftModifier); // the end would come before the start

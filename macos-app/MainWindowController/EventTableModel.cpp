@@ -1,5 +1,6 @@
 #include "MainWindowController/EventTableModel.h"
 
+#include "MainWindowController/SegmentListEditor.h"
 #include "Models/TimeText.h"
 
 using namespace Qt::StringLiterals;
@@ -28,16 +29,17 @@ QString cellText(const TransitionEvent& event, int column)
 
 } // namespace
 
-void EventTableModel::setEvents(const QList<TransitionEvent>& events)
+EventTableModel::EventTableModel(SegmentListEditor* list, QObject* parent)
+    : QAbstractTableModel(parent)
+    , m_list(list)
 {
-    beginResetModel();
-    m_events = events;
-    endResetModel();
+    connect(list, &SegmentListEditor::aboutToBeReplaced, this, [this] { beginResetModel(); });
+    connect(list, &SegmentListEditor::replaced, this, [this] { endResetModel(); });
 }
 
 int EventTableModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(m_events.size());
+    return parent.isValid() ? 0 : static_cast<int>(m_list->list().events().size());
 }
 
 int EventTableModel::columnCount(const QModelIndex& parent) const
@@ -49,7 +51,7 @@ QVariant EventTableModel::data(const QModelIndex& index, int role) const
 {
     if (role != Qt::DisplayRole || !checkIndex(index, CheckIndexOption::IndexIsValid))
         return QVariant();
-    return cellText(m_events.at(index.row()), index.column());
+    return cellText(m_list->list().events().at(index.row()), index.column());
 }
 
 QVariant EventTableModel::headerData(int section, Qt::Orientation orientation, int role) const

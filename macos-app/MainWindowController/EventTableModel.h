@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Models/DetectorPayload.h"
-
 #include <QAbstractTableModel>
+
+class SegmentListEditor;
 
 /// The transitions of a detection, one a row.
 class EventTableModel final : public QAbstractTableModel
@@ -20,9 +20,8 @@ public:
         columns
     };
 
-    using QAbstractTableModel::QAbstractTableModel;
-
-    void setEvents(const QList<TransitionEvent>& events);
+    /// Shows the events that belong to that list, which lives longer.
+    EventTableModel(SegmentListEditor* list, QObject* parent);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = QModelIndex()) const override;
@@ -30,5 +29,5 @@ public:
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    QList<TransitionEvent> m_events;
+    SegmentListEditor* m_list;
 };

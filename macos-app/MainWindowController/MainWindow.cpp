@@ -11,6 +11,7 @@
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MonospacedDelegate.h"
 #include "MainWindowController/PanelParts.h"
+#include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableAccessibility.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
@@ -100,6 +101,7 @@ void addGridRow(QGridLayout* grid, const QString& label, QWidget* control, QWidg
 } // namespace
 
 MainWindow::MainWindow()
+    : segmentList(new SegmentListEditor(this))
 {
     setWindowTitle(u"Kestrel"_s);
     for (const auto& factory : {speakSegmentTable, speakToggle})
@@ -305,7 +307,7 @@ QWidget* MainWindow::buildScriptPanel()
 void MainWindow::configureEventTable()
 {
     eventTableView = new QTableView;
-    eventTableModel = new EventTableModel(eventTableView);
+    eventTableModel = new EventTableModel(segmentList, eventTableView);
     eventTableView->setModel(eventTableModel);
     eventTableView->setSelectionMode(QAbstractItemView::SingleSelection);
     eventTableView->setCornerWidget(new QWidget); // between both scroll bars nothing, not the window's colour
@@ -316,7 +318,7 @@ void MainWindow::configureEventTable()
 void MainWindow::configureSegmentTable()
 {
     segmentTableView = new QTableView;
-    segmentTableModel = new SegmentTableModel(segmentTableView);
+    segmentTableModel = new SegmentTableModel(segmentList, segmentTableView);
     segmentTableView->setModel(segmentTableModel);
     segmentTableView->setSelectionMode(QAbstractItemView::ExtendedSelection);
     segmentTableView->setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::AnyKeyPressed);

@@ -15,6 +15,7 @@ class QLineEdit;
 class QPushButton;
 class QSpinBox;
 class QTableView;
+class SegmentListEditor;
 class SegmentTableDelegate;
 class SegmentTableModel;
 
@@ -46,6 +47,8 @@ public:
     QLabel* statusLabel = nullptr;
     QPushButton* parseButton = nullptr;
     QPushButton* splitButton = nullptr;
+
+    SegmentListEditor* segmentList = nullptr; ///< what both tables show
 
     // The transitions found
     QLabel* summaryLabel = nullptr;

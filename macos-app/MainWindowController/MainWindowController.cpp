@@ -6,6 +6,7 @@
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "Models/InputReading.h"
@@ -129,8 +130,9 @@ void MainWindowController::connectTables()
     const auto& window = *m_window;
     connect(window.eventTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { highlightRelatedSegments(true); });
-    connect(window.segmentTableModel, &SegmentTableModel::segmentsEdited, this,
-            &MainWindowController::refreshGeneratedJobs);
+    connect(window.segmentList, &SegmentListEditor::replaced, this, &MainWindowController::segmentListReplaced);
+    connect(window.segmentList, &SegmentListEditor::videoChanged, this, &MainWindowController::jobInputEdited);
+    connect(window.segmentList, &SegmentListEditor::edited, this, &MainWindowController::refreshGeneratedJobs);
     connect(window.segmentTableModel, &SegmentTableModel::editRefused, this, &MainWindowController::showError);
     connect(window.segmentTableDelegate, &SegmentTableDelegate::deleteRequested, this,
             &MainWindowController::deleteManualSegmentRow);
@@ -155,13 +157,12 @@ void MainWindowController::selectOutputDirectory()
 
 void MainWindowController::applyVideoURL(const FileURL& url)
 {
-    m_selectedVideoURL = url;
+    clearDetectionResults(url);
     m_window->videoPathField->setText(url.path());
     if (followsVideoDirectory())
         applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
     if (m_window->prefixField->text().isEmpty())
         m_window->prefixField->setText(url.baseName());
-    clearDetectionResults();
     updateNamingPreview();
     showStatus(u"视频已准备好，点击“解析”生成结果和脚本。"_s);
 }
@@ -173,19 +174,17 @@ void MainWindowController::videoPathEdited()
     const bool isUsable = !text.isEmpty() && isExistingFile(url);
     m_detections.forget();
     if (!isUsable) {
-        m_selectedVideoURL.reset();
-        clearDetectionResults();
-        updateNamingPreview();
+        clearDetectionResults(std::nullopt);
         showStatus(text.isEmpty() ? u"请输入视频文件路径，或直接拖入视频。"_s
                                   : u"当前视频路径无效，请检查文件是否存在。"_s);
         return;
     }
-    m_selectedVideoURL = url;
+    if (list().payload)
+        clearDetectionResults(url);
+    else
+        m_window->segmentList->changeVideo(url);
     if (followsVideoDirectory())
         applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
-    if (m_payload)
-        clearDetectionResults();
-    jobInputEdited();
     showStatus(u"视频路径已更新，点击“解析”生成结果和脚本。"_s);
 }
 
@@ -210,8 +209,8 @@ void MainWindowController::outputDirectoryEdited()
 void MainWindowController::resetOutputDirectory()
 {
     m_outputDirectoryWasChosenManually = false;
-    if (m_selectedVideoURL) {
-        applyOutputDirectoryURL(m_selectedVideoURL->deletingLastPathComponent(), false);
+    if (const auto& video = list().videoURL) {
+        applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
         return;
     }
     m_selectedOutputDirectoryURL.reset();
@@ -233,14 +232,14 @@ std::optional<FileURL> MainWindowController::resolvedOutputDirectoryURL() const
         return FileURL::fromUserPath(text.trimmed());
     if (m_selectedOutputDirectoryURL)
         return m_selectedOutputDirectoryURL;
-    if (m_selectedVideoURL)
-        return m_selectedVideoURL->deletingLastPathComponent();
+    if (const auto& video = list().videoURL)
+        return video->deletingLastPathComponent();
     return std::nullopt;
 }
 
 void MainWindowController::updateNamingPreview()
 {
-    const FileURL video = m_selectedVideoURL.value_or(FileURL(u"clip.mp4"_s));
+    const FileURL video = list().videoURL.value_or(FileURL(u"clip.mp4"_s));
     const QString prefix = sanitizePrefix(m_window->prefixField->text(), video.baseName());
     const QString name = makeOutputFileName(prefix, 1, video.pathExtension());
     const auto directory = resolvedOutputDirectoryURL();
@@ -251,13 +250,13 @@ void MainWindowController::updateNamingPreview()
 
 void MainWindowController::fadePaddingEdited()
 {
-    if (m_payload)
+    if (list().payload)
         parseVideo();
 }
 
 void MainWindowController::fadeStrategyChosen()
 {
-    if (m_selectedVideoURL && m_payload)
+    if (list().videoURL && list().payload)
         parseVideo();
     else
         showStatus(u"Fade 删除策略已切换为 "_s + currentFadeRemovalStrategy().displayName() + u"。"_s);
@@ -276,7 +275,7 @@ DetectionRequest MainWindowController::currentDetectionRequest() const
 {
     const FadeRemovalStrategy strategy = currentFadeRemovalStrategy();
     const FadeStrategyRow& row = m_window->fadeStrategyRows.at(static_cast<std::size_t>(strategy.position()));
-    return {*m_selectedVideoURL, readSkipStartSeconds(m_window->skipStartField->text()), strategy,
+    return {*list().videoURL, readSkipStartSeconds(m_window->skipStartField->text()), strategy,
             readFadePadding(row.leftField->text(), row.rightField->text(), strategy)};
 }
 
@@ -294,7 +293,7 @@ std::optional<QString> MainWindowController::validateInputs() const
 
 void MainWindowController::parseVideo()
 {
-    if (!m_selectedVideoURL) {
+    if (!list().videoURL) {
         showError(u"请先选择视频文件，或直接拖入视频。"_s);
         return;
     }
@@ -324,7 +323,7 @@ void MainWindowController::showResult(const DetectionRequest& request, const Det
         showPayload(request, *payload);
         return;
     }
-    clearDetectionResults();
+    clearDetectionResults(list().videoURL);
     showStatus(u"解析失败。"_s);
     try {
         std::rethrow_exception(std::get<std::exception_ptr>(result));
@@ -336,39 +335,44 @@ void MainWindowController::showResult(const DetectionRequest& request, const Det
 void MainWindowController::showPayload(const DetectionRequest& request, const DetectorPayload& payload)
 {
     const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
-    m_payload = payload;
-    m_hoveredSegmentRow.reset();
-    m_window->eventTableModel->setEvents(payload.events);
-    m_window->segmentTableModel->setSegments(buildEditableSegments(payload));
+    m_window->segmentList->replace({request.videoURL, payload, buildEditableSegments(payload)});
     if (!selectedEvents.isEmpty() && selectedEvents.first().row() < payload.events.size())
         m_window->eventTableView->selectRow(selectedEvents.first().row());
-    refreshGeneratedJobs();
     showStatus(u"解析完成：%1 个换场，%2 个保留片段，Fade=%3 L=%4s R=%5s。"_s.arg(
         QString::number(payload.events.size()), QString::number(payload.keepSegments.size()),
         request.fadeRemovalStrategy.displayName(), formatFixed(request.fadePadding.leftSeconds, 2),
         formatFixed(request.fadePadding.rightSeconds, 2)));
 }
 
-void MainWindowController::clearDetectionResults()
+void MainWindowController::clearDetectionResults(const std::optional<FileURL>& videoURL)
 {
     m_detections.forget();
-    m_payload.reset();
-    m_generatedJobs.clear();
-    m_hoveredSegmentRow.reset();
-    m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
-    m_window->eventTableModel->setEvents({});
-    m_window->segmentTableModel->setSegments({});
-    m_window->summaryLabel->setText(resultSummary(m_payload, std::nullopt));
-    updateSegmentMasterCheckbox();
-    updateButtons();
+    m_window->segmentList->replace({videoURL, std::nullopt, {}});
 }
 
 // Jobs and segments
 
+const SegmentList& MainWindowController::list() const
+{
+    return m_window->segmentList->list();
+}
+
+void MainWindowController::segmentListReplaced()
+{
+    forgetHoveredSegmentRow();
+    jobInputEdited();
+    if (list().segments.isEmpty() && !list().payload) {
+        m_generatedJobs.clear();
+        m_window->summaryLabel->setText(resultSummary(std::nullopt, std::nullopt));
+        updateSegmentMasterCheckbox();
+        updateButtons();
+    }
+}
+
 /// Something that the names, places or crop of the jobs depend on has changed.
 void MainWindowController::jobInputEdited()
 {
-    if (m_payload || !m_window->segmentTableModel->segments().isEmpty())
+    if (list().payload || !list().segments.isEmpty())
         refreshGeneratedJobs();
     else
         updateNamingPreview();
@@ -376,20 +380,18 @@ void MainWindowController::jobInputEdited()
 
 void MainWindowController::refreshGeneratedJobs()
 {
-    SegmentTableModel& model = *m_window->segmentTableModel;
-    if (model.segments().isEmpty() && m_payload)
-        model.setSegments(buildEditableSegments(*m_payload));
+    const QList<EditableSegment>& segments = list().segments;
     const auto directory = resolvedOutputDirectoryURL();
-    const bool canBuildJobs = m_selectedVideoURL && directory;
+    const bool canBuildJobs = list().videoURL && directory;
     m_generatedJobs.clear();
     if (canBuildJobs) {
-        m_generatedJobs = buildJobs(model.segments(), *m_selectedVideoURL, *directory, m_window->prefixField->text(),
+        m_generatedJobs = buildJobs(segments, *list().videoURL, *directory, m_window->prefixField->text(),
                                     readCropParameters(m_window->cropField->text()));
         highlightRelatedSegments(false);
     }
-    const bool hasSomethingToCount = canBuildJobs || !model.segments().isEmpty();
+    const bool hasSomethingToCount = canBuildJobs || !segments.isEmpty();
     m_window->summaryLabel->setText(
-        resultSummary(m_payload, hasSomethingToCount ? std::optional(model.segments().size()) : std::nullopt));
+        resultSummary(list().payload, hasSomethingToCount ? std::optional(segments.size()) : std::nullopt));
     updateSegmentMasterCheckbox();
     updateButtons();
     updateNamingPreview();
@@ -397,13 +399,13 @@ void MainWindowController::refreshGeneratedJobs()
 
 void MainWindowController::setAllSegmentsEnabled()
 {
-    m_window->segmentTableModel->setAllEnabled(m_window->segmentMasterCheckbox->checkState() != Qt::Unchecked);
-    refreshGeneratedJobs();
+    m_window->segmentList->setAllEnabled(m_window->segmentMasterCheckbox->checkState() != Qt::Unchecked);
+    updateSegmentMasterCheckbox(); // the click may have changed nothing but the box
 }
 
 void MainWindowController::updateSegmentMasterCheckbox()
 {
-    const MasterState state = masterState(m_window->segmentTableModel->segments());
+    const MasterState state = masterState(list().segments);
     m_window->segmentMasterCheckbox->setEnabled(state != MasterState::unavailable);
     m_window->segmentMasterCheckbox->setCheckState(state == MasterState::on      ? Qt::Checked
                                                    : state == MasterState::mixed ? Qt::PartiallyChecked
@@ -412,23 +414,22 @@ void MainWindowController::updateSegmentMasterCheckbox()
 
 void MainWindowController::addSegmentRow()
 {
-    SegmentTableModel& model = *m_window->segmentTableModel;
-    model.appendSegment(makeManualSegment(model.segments(), m_payload));
-    refreshGeneratedJobs();
-    const int lastRow = static_cast<int>(model.segments().size()) - 1;
-    m_window->segmentTableView->scrollTo(model.index(lastRow, 0));
+    m_window->segmentList->append();
+    const int lastRow = static_cast<int>(list().segments.size()) - 1;
+    m_window->segmentTableView->scrollTo(m_window->segmentTableModel->index(lastRow, 0));
     m_window->segmentTableView->selectRow(lastRow);
 }
 
 void MainWindowController::deleteManualSegmentRow(int row)
 {
-    SegmentTableModel& model = *m_window->segmentTableModel;
-    if (row < 0 || row >= model.segments().size() || !model.segments().at(row).isManual)
-        return;
+    forgetHoveredSegmentRow();
+    m_window->segmentList->remove(row);
+}
+
+void MainWindowController::forgetHoveredSegmentRow()
+{
     m_hoveredSegmentRow.reset();
     m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
-    model.removeSegment(row);
-    refreshGeneratedJobs();
 }
 
 void MainWindowController::segmentRowHovered(int row, bool entered)
@@ -445,10 +446,10 @@ void MainWindowController::highlightRelatedSegments(bool scrollThere)
 {
     const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
     QList<int> rows;
-    if (m_payload && !selectedEvents.isEmpty() && selectedEvents.first().row() < m_payload->events.size()) {
-        const TransitionEvent& event = m_payload->events.at(selectedEvents.first().row());
-        rows = rowsWithIndices(m_window->segmentTableModel->segments(),
-                               relatedKeepSegmentIndices(event, m_payload->keepSegments));
+    if (const auto& payload = list().payload;
+        payload && !selectedEvents.isEmpty() && selectedEvents.first().row() < payload->events.size()) {
+        const TransitionEvent& event = payload->events.at(selectedEvents.first().row());
+        rows = rowsWithIndices(list().segments, relatedKeepSegmentIndices(event, payload->keepSegments));
     }
     selectRows(m_window->segmentTableView, rows);
     if (scrollThere && !rows.isEmpty())
@@ -580,9 +581,16 @@ void MainWindowController::updateButtons()
 
 ViewerContent MainWindowController::viewerContent() const
 {
-    const DetectorPayload payload = m_payload.value_or(DetectorPayload());
-    return {m_selectedVideoURL.value_or(FileURL()),          payload.duration, payload.fps,
-            readCropParameters(m_window->cropField->text()), payload.events,   m_window->segmentTableModel->segments()};
+    ViewerContent content;
+    content.videoURL = list().videoURL;
+    content.crop = readCropParameters(m_window->cropField->text());
+    content.events = list().events();
+    content.segments = list().segments;
+    if (const auto& payload = list().payload) {
+        content.duration = payload->duration;
+        content.framesPerSecond = payload->fps;
+    }
+    return content;
 }
 
 void MainWindowController::showStatus(const QString& text)

@@ -4,6 +4,7 @@
 #include "MainWindowController/DetectionRequests.h"
 #include "MainWindowController/ViewerConnection.h"
 #include "Models/FFmpegJob.h"
+#include "Models/SegmentList.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <functional>
@@ -56,7 +57,7 @@ private:
     void parseVideo();
     void showResult(const DetectionRequest& request, const DetectionResult& result);
     void showPayload(const DetectionRequest& request, const DetectorPayload& payload);
-    void clearDetectionResults();
+    void clearDetectionResults(const std::optional<FileURL>& videoURL);
 
     void splitVideo();
     /// Does what starts a split and shows why it could not.
@@ -65,12 +66,14 @@ private:
     void runAgain(const QList<FFmpegJob>& jobs);
     void run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration& runtime);
 
+    void segmentListReplaced();
     void jobInputEdited();
     void refreshGeneratedJobs();
     void setAllSegmentsEnabled();
     void addSegmentRow();
     void deleteManualSegmentRow(int row);
     void segmentRowHovered(int row, bool entered);
+    void forgetHoveredSegmentRow();
     void highlightRelatedSegments(bool scrollThere);
 
     void updateNamingPreview();
@@ -79,6 +82,7 @@ private:
     void showStatus(const QString& text);
     void showError(const QString& message);
 
+    [[nodiscard]] const SegmentList& list() const;
     [[nodiscard]] std::optional<FileURL> resolvedOutputDirectoryURL() const;
     [[nodiscard]] bool followsVideoDirectory() const;
     [[nodiscard]] FadeRemovalStrategy currentFadeRemovalStrategy() const;
@@ -92,10 +96,8 @@ private:
     AlertQueue m_alerts;
     DetectionRequests m_detections;
 
-    std::optional<FileURL> m_selectedVideoURL;
     std::optional<FileURL> m_selectedOutputDirectoryURL;
     bool m_outputDirectoryWasChosenManually = false;
-    std::optional<DetectorPayload> m_payload;
     QList<FFmpegJob> m_generatedJobs;
     std::shared_ptr<SplitCoordinator> m_splitCoordinator; ///< present exactly while a split runs
     std::optional<int> m_hoveredSegmentRow;

@@ -1,9 +1,6 @@
 #include "MainWindowController/SegmentTableModel.h"
 
-#include "Models/SegmentEditing.h"
 #include "Models/TimeText.h"
-
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -14,42 +11,40 @@ QString shownTime(const EditableSegment& segment, int column)
     return formatShownTime(column == SegmentTableModel::startColumn ? segment.start : segment.end);
 }
 
+int columnOf(SegmentListEditor::Field field)
+{
+    switch (field) {
+    case SegmentListEditor::Field::enabled:
+        return SegmentTableModel::enabledColumn;
+    case SegmentListEditor::Field::start:
+        return SegmentTableModel::startColumn;
+    default:
+        return SegmentTableModel::endColumn;
+    }
+}
+
 } // namespace
 
-void SegmentTableModel::setSegments(QList<EditableSegment> segments)
+SegmentTableModel::SegmentTableModel(SegmentListEditor* list, QObject* parent)
+    : QAbstractTableModel(parent)
+    , m_list(list)
 {
-    beginResetModel();
-    m_segments = std::move(segments);
-    endResetModel();
-}
-
-void SegmentTableModel::appendSegment(const EditableSegment& segment)
-{
-    const int row = rowCount();
-    beginInsertRows(QModelIndex(), row, row);
-    m_segments.append(segment);
-    endInsertRows();
-}
-
-void SegmentTableModel::removeSegment(int row)
-{
-    beginRemoveRows(QModelIndex(), row, row);
-    m_segments.removeAt(row);
-    endRemoveRows();
-}
-
-void SegmentTableModel::setAllEnabled(bool enabled)
-{
-    if (m_segments.isEmpty())
-        return;
-    for (EditableSegment& segment : m_segments)
-        segment.isEnabled = enabled;
-    Q_EMIT dataChanged(index(0, enabledColumn), index(rowCount() - 1, enabledColumn), {Qt::CheckStateRole});
+    connect(list, &SegmentListEditor::aboutToBeReplaced, this, [this] { beginResetModel(); });
+    connect(list, &SegmentListEditor::replaced, this, [this] { endResetModel(); });
+    connect(list, &SegmentListEditor::aboutToBeInserted, this, [this](int row) { beginInsertRows({}, row, row); });
+    connect(list, &SegmentListEditor::inserted, this, [this] { endInsertRows(); });
+    connect(list, &SegmentListEditor::aboutToBeRemoved, this, [this](int row) { beginRemoveRows({}, row, row); });
+    connect(list, &SegmentListEditor::removed, this, [this] { endRemoveRows(); });
+    connect(list, &SegmentListEditor::fieldChanged, this,
+            [this](int firstRow, int lastRow, SegmentListEditor::Field field) {
+                const int column = columnOf(field);
+                Q_EMIT dataChanged(index(firstRow, column), index(lastRow, column));
+            });
 }
 
 int SegmentTableModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(m_segments.size());
+    return parent.isValid() ? 0 : static_cast<int>(m_list->segments().size());
 }
 
 int SegmentTableModel::columnCount(const QModelIndex& parent) const
@@ -61,7 +56,7 @@ QVariant SegmentTableModel::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return QVariant();
-    const EditableSegment& segment = m_segments.at(index.row());
+    const EditableSegment& segment = m_list->segments().at(index.row());
     if (role == isManualRole)
         return segment.isManual;
     if (role == Qt::AccessibleDescriptionRole && segment.isManual)
@@ -77,8 +72,11 @@ bool SegmentTableModel::setData(const QModelIndex& index, const QVariant& value,
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return false;
-    if (index.column() == enabledColumn)
-        return role == Qt::CheckStateRole && setEnabled(index, value.toInt() != Qt::Unchecked);
+    if (index.column() == enabledColumn) {
+        if (role == Qt::CheckStateRole)
+            m_list->setEnabled({index.row()}, value.toInt() != Qt::Unchecked);
+        return role == Qt::CheckStateRole;
+    }
     return role == Qt::EditRole && retime(index, value.toString());
 }
 
@@ -98,28 +96,13 @@ QVariant SegmentTableModel::headerData(int section, Qt::Orientation orientation,
     return titles.value(section);
 }
 
-bool SegmentTableModel::setEnabled(const QModelIndex& index, bool enabled)
-{
-    EditableSegment& segment = m_segments[index.row()];
-    if (segment.isEnabled == enabled)
-        return true;
-    segment.isEnabled = enabled;
-    Q_EMIT dataChanged(index, index, {Qt::CheckStateRole});
-    Q_EMIT segmentsEdited();
-    return true;
-}
-
 bool SegmentTableModel::retime(const QModelIndex& index, const QString& text)
 {
-    EditableSegment& segment = m_segments[index.row()];
-    if (text == shownTime(segment, index.column()))
+    if (text == index.data().toString())
         return true;
     const SegmentEdge edge = index.column() == startColumn ? SegmentEdge::start : SegmentEdge::end;
-    if (const auto message = retimeSegment(segment, edge, text)) {
-        Q_EMIT editRefused(*message);
-        return false;
-    }
-    Q_EMIT dataChanged(index, index, {Qt::DisplayRole, Qt::EditRole});
-    Q_EMIT segmentsEdited();
-    return true;
+    const auto refusal = m_list->retime(index.row(), edge, text);
+    if (refusal)
+        Q_EMIT editRefused(*refusal);
+    return !refusal;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Models/EditableSegment.h"
+#include "MainWindowController/SegmentListEditor.h"
 
 #include <QAbstractTableModel>
 
@@ -18,14 +18,9 @@ public:
     };
     static constexpr int isManualRole = Qt::UserRole; ///< bool, the same in every column
 
-    using QAbstractTableModel::QAbstractTableModel;
-
-    [[nodiscard]] const QList<EditableSegment>& segments() const { return m_segments; }
-    /// Other data: the selection and an open editor are lost.
-    void setSegments(QList<EditableSegment> segments);
-    void appendSegment(const EditableSegment& segment);
-    void removeSegment(int row);
-    void setAllEnabled(bool enabled);
+    /// Shows and edits that list, which lives longer. Another list is other data: the selection and an open editor are
+    /// lost then.
+    SegmentTableModel(SegmentListEditor* list, QObject* parent);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = QModelIndex()) const override;
@@ -37,14 +32,11 @@ public:
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 Q_SIGNALS:
-    /// After a change through setData.
-    void segmentsEdited();
     /// Once for each refused commit. The segment, and a field that edits it, are as they were.
     void editRefused(const QString& message);
 
 private:
-    bool setEnabled(const QModelIndex& index, bool enabled);
     bool retime(const QModelIndex& index, const QString& text);
 
-    QList<EditableSegment> m_segments;
+    SegmentListEditor* m_list;
 };

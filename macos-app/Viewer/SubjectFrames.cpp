@@ -28,14 +28,15 @@ SubjectFrames::SubjectFrames()
 
 void SubjectFrames::setContent(const ViewerContent& content)
 {
-    const QDateTime modified = QFileInfo(content.videoURL.path()).lastModified();
-    const bool isOtherVideo = !(content.videoURL == m_content.videoURL) || modified != m_videoModified;
+    const FileURL videoURL = content.videoURL.value_or(FileURL());
+    const QDateTime modified = QFileInfo(videoURL.path()).lastModified();
+    const bool isOtherVideo = content.videoURL != m_content.videoURL || modified != m_videoModified;
     if (content == m_content && !isOtherVideo)
         return;
     m_content = content;
     m_videoModified = modified;
     if (isOtherVideo)
-        m_source.setVideo(content.videoURL, content.framesPerSecond);
+        m_source.setVideo(videoURL, content.framesPerSecond.value_or(0));
     refresh();
 }
 

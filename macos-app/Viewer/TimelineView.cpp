@@ -21,7 +21,7 @@ constexpr qreal grabWidth = 4;
 /// The length of the line: the video's, or what rows know of it when nobody has told.
 double lineDuration(const ViewerContent& content)
 {
-    double duration = content.duration;
+    double duration = content.duration.value_or(0);
     if (duration > 0 && std::isfinite(duration))
         return duration;
     duration = 0;

@@ -10,9 +10,9 @@
 /// What the viewer shows pictures of: the values of the main window, at one moment.
 struct ViewerContent
 {
-    FileURL videoURL;
-    double duration = 0;        ///< seconds; 0 when it is not known
-    double framesPerSecond = 0; ///< as the detector reports it, a first guess only; 0 when it is not known
+    std::optional<FileURL> videoURL;
+    std::optional<double> duration;        ///< seconds, as the detector reports it
+    std::optional<double> framesPerSecond; ///< as the detector reports it, a first guess only
     std::optional<CropParameters> crop;
     QList<TransitionEvent> events;
     QList<EditableSegment> segments;
