@@ -31,6 +31,8 @@ ALLOWED = {
 }
 # These make up kestrel_core, which runs without a display.
 CORE_MODULES = {"Models", "Services", "Jobs"}
+# Pictures, but no widgets: the modules of kestrel_frames.
+PICTURE_MODULES = {"Frames"}
 CORE_FILES = {"AppMain/CommandLineTool.h": SERVICES, "AppMain/CommandLineTool.cpp": SERVICES}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
@@ -41,9 +43,11 @@ def faults_of_include(file, bracket, included, root):
     module = name.split("/")[0]
     in_core = module in CORE_MODULES or name in CORE_FILES
     if bracket == "<":
-        # Names without a folder need no check: kestrel_core is given the headers of QtCore alone.
+        # Names without a folder need no check: a library is given the headers of its own parts of Qt alone.
         if in_core and re.match(r"Qt(?!Core/)\w+/", included):
             yield f"{included} is not QtCore, and {module} belongs to kestrel_core"
+        if module in PICTURE_MODULES and re.match(r"Qt(?!Core/|Gui/)\w+/", included):
+            yield f"{included} is neither QtCore nor QtGui, and {module} has no widgets"
         return
     if included.endswith(".moc"):
         return

@@ -12,20 +12,23 @@
 
 namespace {
 
-constexpr double longestSeconds = 1e9;
 /// How far back from its end a clip is followed to know the numbers that its last frames get.
 constexpr int framesFollowed = 6;
+/// Across a gap that would take more repetitions ffmpeg writes nothing, and so nothing that follows the gap either: its
+/// -dts_error_threshold of an hour, counted at 30 frames a second.
+constexpr qint64 mostRepetitions = 3600 * 30;
 
 /// The microseconds that ffmpeg reads from the word that a job passes for that time.
 qint64 wordMicroseconds(double seconds)
 {
-    const auto word = parseDecimal(formatSecondsArgument(std::min(seconds, longestSeconds)));
+    const auto word = parseDecimal(formatSecondsArgument(std::min(seconds, longestVideoSeconds)));
     return std::llround(word.value_or(0) * 1000) * 1000;
 }
 
-/// The numbers that the encoder gives to a clip's frames: it counts in steps of the frame rate, fills gaps by repeating
-/// a frame, leaves out one that comes too early for its step, and ends the file with the first number that the duration
-/// no longer covers.
+/// The numbers that ffmpeg gives to a clip's frames before it encodes them: it counts in steps of the frame rate, fills
+/// gaps by repeating a frame, leaves out one that comes too early for its step, and ends the file with the first number
+/// that the duration no longer covers. This follows do_video_out() in release 5.1 of ffmpeg, whose arithmetic is that
+/// of video_sync_process() since release 6.0, in its modes for a constant rate.
 class FrameNumbering final
 {
 public:
@@ -64,16 +67,19 @@ public:
         if (due < -1.1)
             return Fate::leftOut;
         const qint64 all = due > 1.1 ? std::llrint(due) : 1;
+        if (all > mostRepetitions)
+            return Fate::pastEnd;
         const qint64 repeatsOfPrevious = !isFirst && early > 1.1 ? std::llrint(early - 0.6) : 0;
         m_next += repeatsOfPrevious;
-        if (m_next * m_clock.rateDenominator * 1'000'000 >= m_durationMicroseconds * m_clock.rateNumerator)
+        if (m_clock.isOver(m_durationMicroseconds, m_next))
             return Fate::pastEnd;
         m_next += all - repeatsOfPrevious;
         return Fate::written;
     }
 
 private:
-    /// Where a frame stands in steps of the frame rate, with ffmpeg's own rounding on the way.
+    /// Where a frame stands in steps of the frame rate, with the rounding of adjust_frame_pts_to_encoder_tb() in ffmpeg
+    /// 5.1 on the way.
     [[nodiscard]] double position(qint64 ticks) const
     {
         const int log2 = std::bit_width(static_cast<quint64>(m_clock.rateNumerator)) - 1;
@@ -103,8 +109,6 @@ QList<qint64> framesUpTo(FrameSearch& search, qint64 first, qint64 limit)
     }
     return frame.state == FrameAnswer::State::unknown ? QList<qint64>() : frames;
 }
-
-constexpr FrameAnswer noFrame = {FrameAnswer::State::none, 0};
 
 void findEnd(FrameSearch& search, CutFrames& cut, FrameNumbering numbering, qint64 limit)
 {
@@ -200,14 +204,20 @@ std::optional<double> edgeOneFrameOn(FrameSearch& search, const EditableSegment&
     const double longest =
         beyond.isKnown() ? search.clock().secondsAt(beyond.ticks) - firstSeconds : shortest + frameSeconds;
     // The latest end that still leaves the next frame out. Ticks and numbers both have a say, and a clip that begins
-    // between two frames may end a frame later than its length tells, so ends are tried.
-    const auto earliestEnd = static_cast<qint64>(std::floor((segment.start + shortest) * 1000));
-    const auto latestEnd = static_cast<qint64>(std::floor((segment.start + longest + frameSeconds) * 1000)) + 1;
-    for (qint64 end = latestEnd; end > earliestEnd; --end) {
+    // between two frames may end a frame later than its length tells, so ends are tried: a later one never ends
+    // earlier.
+    const auto endsAt = [&](qint64 milliseconds) {
         EditableSegment moved = segment;
-        moved.end = static_cast<double>(end) / 1000;
-        if (cutFrames(search, moved).last == target)
-            return moved.end;
+        moved.end = static_cast<double>(milliseconds) / 1000;
+        return cutFrames(search, moved, CutEdges::endOnly).last;
+    };
+    auto end = static_cast<qint64>(std::floor((segment.start + shortest) * 1000));
+    auto tooLate = static_cast<qint64>(std::floor((segment.start + longest + frameSeconds) * 1000)) + 2;
+    while (tooLate - end > 1) {
+        const qint64 middle = end + (tooLate - end) / 2;
+        const FrameAnswer last = endsAt(middle);
+        const bool isEarlyEnough = last == noFrame || (last.isKnown() && last.ticks <= target.ticks);
+        (isEarlyEnough ? end : tooLate) = middle;
     }
-    return std::nullopt;
+    return endsAt(end) == target ? std::optional(static_cast<double>(end) / 1000) : std::nullopt;
 }

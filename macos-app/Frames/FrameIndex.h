@@ -22,6 +22,9 @@ struct FrameAnswer
     friend bool operator==(const FrameAnswer&, const FrameAnswer&) = default;
 };
 
+/// Where the video has no such frame.
+inline constexpr FrameAnswer noFrame = {FrameAnswer::State::none, 0};
+
 /// What is known of the frame times of one video: stretches within which every frame is known. In ticks.
 class FrameIndex final
 {

@@ -1,6 +1,6 @@
 #include "Frames/FrameSource.h"
 
-#include "Frames/FrameRun.h"
+#include "Frames/FrameFetch.h"
 
 #include <algorithm>
 #include <cmath>
@@ -29,7 +29,7 @@ FrameSource::~FrameSource() = default;
 
 void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
 {
-    stopRuns();
+    stopFetches();
     m_videoURL = videoURL;
     m_clock = {1, 90000, 25, 1, 0};
     m_isClockKnown = false;
@@ -60,8 +60,8 @@ void FrameSource::setBox(QSize box)
 void FrameSource::setProcessLimit(int limit)
 {
     m_processLimit = limit;
-    for (auto i = static_cast<std::size_t>(limit); i < m_runs.size(); ++i)
-        m_runs[i]->stop();
+    for (auto i = static_cast<std::size_t>(limit); i < m_fetches.size(); ++i)
+        m_fetches[i]->stop();
     startNext();
 }
 
@@ -75,11 +75,11 @@ void FrameSource::request(const QList<FrameNeed>& needs, const QList<FrameNeed>&
 {
     m_needs = needs;
     m_ahead = ahead;
-    for (const auto& run : m_runs) {
-        const auto isServed = [&run](const FrameNeed& need) { return run->query().touches(need); };
-        if (!run->isStopped() && std::none_of(needs.begin(), needs.end(), isServed) &&
+    for (const auto& fetch : m_fetches) {
+        const auto isServed = [&fetch](const FrameNeed& need) { return fetch->query().touches(need); };
+        if (!fetch->isStopped() && std::none_of(needs.begin(), needs.end(), isServed) &&
             std::none_of(ahead.begin(), ahead.end(), isServed))
-            run->stop();
+            fetch->stop();
     }
     startNext();
 }
@@ -99,11 +99,11 @@ std::optional<QString> FrameSource::failure(const FrameNeed& need) const
 
 void FrameSource::startNext()
 {
-    while (m_runtime && static_cast<int>(m_runs.size()) < m_processLimit) {
+    while (m_runtime && static_cast<int>(m_fetches.size()) < m_processLimit) {
         const QList<FrameNeed> needs = nextNeeds();
         if (needs.isEmpty())
             return;
-        startRun(needs);
+        startFetch(needs);
     }
 }
 
@@ -146,21 +146,21 @@ QList<FrameNeed> FrameSource::nextNeeds() const
 
 bool FrameSource::isBeingServed(const FrameNeed& need) const
 {
-    return std::any_of(m_runs.begin(), m_runs.end(),
-                       [&need](const auto& run) { return !run->isStopped() && run->query().touches(need); });
+    return std::any_of(m_fetches.begin(), m_fetches.end(),
+                       [&need](const auto& fetch) { return !fetch->isStopped() && fetch->query().touches(need); });
 }
 
-void FrameSource::startRun(const QList<FrameNeed>& needs)
+void FrameSource::startFetch(const QList<FrameNeed>& needs)
 {
     FrameQuery query = FrameQuery::forNeeds(needs, m_box, m_isClockKnown ? std::optional(m_clock) : std::nullopt);
     query.readsPackets = query.readsPackets && m_mayReadPackets;
-    m_runs.push_back(std::make_unique<FrameRun>(
+    m_fetches.push_back(std::make_unique<FrameFetch>(
         query, m_videoURL, *m_runtime, [this, query](const std::optional<FrameReply>& reply, const QString& failure) {
             take(query, reply, failure);
         }));
-    FrameRun* run = m_runs.back().get();
-    run->onEnd = [this, run] { removeRun(run); };
-    run->start();
+    FrameFetch* fetch = m_fetches.back().get();
+    fetch->onEnd = [this, fetch] { removeFetch(fetch); };
+    fetch->start();
 }
 
 void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure)
@@ -188,15 +188,15 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
         m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
 }
 
-/// Runs inside the run's own callback, so the run goes later.
-void FrameSource::removeRun(FrameRun* run)
+/// Called inside the fetch's own callback, so the fetch goes later.
+void FrameSource::removeFetch(FrameFetch* fetch)
 {
     const auto found =
-        std::find_if(m_runs.begin(), m_runs.end(), [run](const auto& owned) { return owned.get() == run; });
-    if (found == m_runs.end())
+        std::find_if(m_fetches.begin(), m_fetches.end(), [fetch](const auto& owned) { return owned.get() == fetch; });
+    if (found == m_fetches.end())
         return;
     found->release()->deleteLater();
-    m_runs.erase(found);
+    m_fetches.erase(found);
     startNext();
     announceChange();
 }
@@ -215,8 +215,8 @@ void FrameSource::announceChange()
         Qt::QueuedConnection);
 }
 
-void FrameSource::stopRuns()
+void FrameSource::stopFetches()
 {
-    for (const auto& run : m_runs)
-        run->stop();
+    for (const auto& fetch : m_fetches)
+        fetch->stop();
 }

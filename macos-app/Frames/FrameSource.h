@@ -9,9 +9,10 @@
 #include <memory>
 #include <vector>
 
-class FrameRun;
+class FrameFetch;
 
-/// Frame times and pictures of one video, fetched from ffmpeg and kept. Main thread only, and it never waits there.
+/// Frame times and pictures of one video, fetched from ffmpeg and kept. Main thread only, where it waits for nothing
+/// but the end of the processes that it kills when it goes itself.
 class FrameSource final : public QObject
 {
     Q_OBJECT
@@ -44,7 +45,7 @@ public:
     /// Why a need is not met, when it was tried in vain.
     [[nodiscard]] std::optional<QString> failure(const FrameNeed& need) const;
     /// Processes that are not gone yet, the stopped ones included.
-    [[nodiscard]] int processCount() const { return static_cast<int>(m_runs.size()); }
+    [[nodiscard]] int processCount() const { return static_cast<int>(m_fetches.size()); }
 
 Q_SIGNALS:
     /// More is known, or something failed.
@@ -60,10 +61,10 @@ private:
     void startNext();
     [[nodiscard]] QList<FrameNeed> nextNeeds() const;
     [[nodiscard]] bool isBeingServed(const FrameNeed& need) const;
-    void startRun(const QList<FrameNeed>& needs);
+    void startFetch(const QList<FrameNeed>& needs);
     void take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure);
-    void removeRun(FrameRun* run);
-    void stopRuns();
+    void removeFetch(FrameFetch* fetch);
+    void stopFetches();
     void announceChange();
 
     FileURL m_videoURL;
@@ -82,6 +83,6 @@ private:
 
     QList<FrameNeed> m_needs;
     QList<FrameNeed> m_ahead;
-    std::vector<std::unique_ptr<FrameRun>> m_runs;
+    std::vector<std::unique_ptr<FrameFetch>> m_fetches;
     bool m_isChangeDue = false;
 };

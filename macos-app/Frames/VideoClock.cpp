@@ -11,6 +11,12 @@ __extension__ using WideInteger = __int128;
 
 } // namespace
 
+qint64 microsecondsOf(double seconds)
+{
+    return std::llround(std::clamp(std::isnan(seconds) ? 0 : seconds, 0.0, longestVideoSeconds) *
+                        microsecondsPerSecond);
+}
+
 qint64 rescaled(qint64 value, qint64 numerator, qint64 denominator)
 {
     if (value < 0)
@@ -50,4 +56,10 @@ double VideoClock::startSeconds() const
 double VideoClock::framesPerSecond() const
 {
     return static_cast<double>(rateNumerator) / static_cast<double>(rateDenominator);
+}
+
+bool VideoClock::isOver(qint64 durationMicroseconds, qint64 frameNumber) const
+{
+    return static_cast<WideInteger>(frameNumber) * rateDenominator * microsecondsPerSecond >=
+           static_cast<WideInteger>(durationMicroseconds) * rateNumerator;
 }

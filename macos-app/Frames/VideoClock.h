@@ -2,8 +2,15 @@
 
 #include <QtGlobal>
 
+/// No video is longer, in seconds; its microseconds can be reckoned with in 64 bits.
+inline constexpr double longestVideoSeconds = 1e9;
+
+/// Whole microseconds of a time from 0 to the longest; 0 for what is no number.
+[[nodiscard]] qint64 microsecondsOf(double seconds);
+
 /// The clock of one video as ffmpeg reads it: frames stand at whole ticks, and a time of ours, the one that -ss takes,
-/// counts from the container's start. Rounding is ffmpeg's own, to the nearest tick with halves away from zero.
+/// counts from the container's start. Rounding is that of av_rescale() in ffmpeg 5.1 and 7.1: to the nearest tick,
+/// halves away from zero.
 struct VideoClock
 {
     qint64 tickNumerator = 1; ///< a tick is tickNumerator / tickDenominator seconds
@@ -25,6 +32,8 @@ struct VideoClock
     [[nodiscard]] qint64 millisecondsUpTo(qint64 ticks) const;
     [[nodiscard]] double framesPerSecond() const;
     [[nodiscard]] double startSeconds() const;
+    /// Whether a frame with that number on the encoder's grid comes when that duration is over.
+    [[nodiscard]] bool isOver(qint64 durationMicroseconds, qint64 frameNumber) const;
 
     friend bool operator==(const VideoClock&, const VideoClock&) = default;
 };

@@ -1,24 +1,16 @@
 #include "Viewer/FramePlan.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
 using Role = PlannedFrame::Role;
 
-constexpr FrameAnswer noFrame = {FrameAnswer::State::none, 0};
-constexpr double longestSeconds = 1e9;
 /// A detector's times are rounded to milliseconds, so a frame may lie this little before the time that names it.
 constexpr qint64 toleranceMicroseconds = 500;
 constexpr double soonSeconds = 1;
 /// How many steps of an edge are looked ahead.
 constexpr int framesNearby = 3;
-
-qint64 microseconds(double seconds)
-{
-    return std::llround(std::clamp(std::isnan(seconds) ? 0 : seconds, 0.0, longestSeconds) * 1e6);
-}
 
 bool makesClip(const EditableSegment& segment)
 {
@@ -36,8 +28,8 @@ struct TransitionFrames
 TransitionFrames transitionFrames(FrameSearch& search, const TransitionEvent& event)
 {
     const VideoClock& clock = search.clock();
-    const qint64 start = microseconds(event.start);
-    const qint64 end = microseconds(event.end);
+    const qint64 start = microsecondsOf(event.start);
+    const qint64 end = microsecondsOf(event.end);
     TransitionFrames found;
     found.first = search.firstFrom(clock.ticksAt(std::max<qint64>(start - toleranceMicroseconds, 0)));
     found.last = search.lastBefore(clock.ticksAt(std::max<qint64>(end - toleranceMicroseconds, 0)));

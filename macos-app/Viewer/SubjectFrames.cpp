@@ -11,7 +11,6 @@ namespace {
 /// While rows rush past, nothing is fetched; that long a row must stay.
 constexpr int restMilliseconds = 60;
 constexpr int mostProcesses = 2;
-constexpr double longestSeconds = 1e9;
 
 } // namespace
 
@@ -108,8 +107,8 @@ QString SubjectFrames::missingPictureText(const PlannedFrame& planned) const
 
 bool SubjectFrames::isBeyondEnd(double seconds) const
 {
-    const auto microseconds = static_cast<qint64>(std::clamp(seconds, 0.0, longestSeconds) * 1e6);
-    return m_source.index().firstFrom(m_source.clock().ticksAt(microseconds)).state == FrameAnswer::State::none;
+    const FrameAnswer frame = m_source.index().firstFrom(m_source.clock().ticksAt(microsecondsOf(seconds)));
+    return frame.state == FrameAnswer::State::none;
 }
 
 void SubjectFrames::refresh()

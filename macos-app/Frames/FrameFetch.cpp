@@ -1,4 +1,4 @@
-#include "Frames/FrameRun.h"
+#include "Frames/FrameFetch.h"
 
 #include "Services/ProcessLaunching.h"
 
@@ -17,8 +17,8 @@ constexpr int niceness = 10;
 
 } // namespace
 
-FrameRun::FrameRun(const FrameQuery& query, const FileURL& videoURL, const RuntimeConfiguration& runtime,
-                   Completion completion)
+FrameFetch::FrameFetch(const FrameQuery& query, const FileURL& videoURL, const RuntimeConfiguration& runtime,
+                       Completion completion)
     : m_videoURL(videoURL)
     , m_reader(query)
     , m_lines([this](const QByteArray& line) { m_reader.readLine(line); })
@@ -36,32 +36,32 @@ FrameRun::FrameRun(const FrameQuery& query, const FileURL& videoURL, const Runti
             [this] { m_reader.readPictures(m_process.readAllStandardOutput()); });
     connect(&m_process, &QProcess::readyReadStandardError, this,
             [this] { m_lines.append(m_process.readAllStandardError()); });
-    connect(&m_process, &QProcess::finished, this, &FrameRun::finish);
+    connect(&m_process, &QProcess::finished, this, &FrameFetch::finish);
     connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) // finished() does not follow
             finish();
     });
 }
 
-FrameRun::~FrameRun()
+FrameFetch::~FrameFetch()
 {
     m_process.disconnect(this);
     stop();
     m_process.waitForFinished(-1); // a killed reader is gone at once
 }
 
-void FrameRun::start()
+void FrameFetch::start()
 {
     m_process.start(QIODevice::ReadOnly);
 }
 
-void FrameRun::stop()
+void FrameFetch::stop()
 {
     m_completion = nullptr;
     signalProcessGroup(m_process, SIGKILL);
 }
 
-void FrameRun::finish()
+void FrameFetch::finish()
 {
     m_reader.readPictures(m_process.readAllStandardOutput());
     m_lines.append(m_process.readAllStandardError());
@@ -77,7 +77,7 @@ void FrameRun::finish()
 }
 
 /// Why there is no reply, in words; empty when there is one.
-QString FrameRun::failure() const
+QString FrameFetch::failure() const
 {
     if (m_process.error() == QProcess::FailedToStart)
         return u"无法启动 ffmpeg：%1"_s.arg(m_process.errorString());

@@ -9,16 +9,17 @@
 
 #include <functional>
 
-/// One ffmpeg at low priority that answers one query. Nothing here blocks; ending the object ends the process.
-class FrameRun final : public QObject
+/// One ffmpeg at low priority that answers one query. Its destructor kills the process and waits until it is gone,
+/// which a killed reader is at once; nothing else here blocks.
+class FrameFetch final : public QObject
 {
 public:
-    /// Called once, with a reply or with the reason why there is none. The run may be given up in it by deleteLater.
+    /// Called once, with a reply or with the reason why there is none. The fetch may be given up in it by deleteLater.
     using Completion = std::function<void(const std::optional<FrameReply>& reply, const QString& failure)>;
 
-    FrameRun(const FrameQuery& query, const FileURL& videoURL, const RuntimeConfiguration& runtime,
-             Completion completion);
-    ~FrameRun() override;
+    FrameFetch(const FrameQuery& query, const FileURL& videoURL, const RuntimeConfiguration& runtime,
+               Completion completion);
+    ~FrameFetch() override;
 
     void start();
     /// Ends the process at once; it writes nothing that could be lost. The completion is not called any more.
