@@ -116,6 +116,7 @@ private Q_SLOTS:
             {70.0, 1.0, -1, -1},
         };
         verifyCuts(constantRate(12800, 25, 1), cuts);
+        verifyCuts(constantRate(90000, 60000, 1001), {{0.0, 9e8, 0, 3596}}); // longer than 64 bits can reckon
     }
 
     /// A second without frames, 50 to 74: the first frame inside gets the number of its time, so the clip ends earlier.

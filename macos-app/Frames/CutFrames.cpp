@@ -14,9 +14,6 @@ namespace {
 
 /// How far back from its end a clip is followed to know the numbers that its last frames get.
 constexpr int framesFollowed = 6;
-/// Across a gap that would take more repetitions ffmpeg writes nothing, and so nothing that follows the gap either: its
-/// -dts_error_threshold of an hour, counted at 30 frames a second.
-constexpr qint64 mostRepetitions = 3600 * 30;
 
 /// The microseconds that ffmpeg reads from the word that a job passes for that time.
 qint64 wordMicroseconds(double seconds)
@@ -67,8 +64,6 @@ public:
         if (due < -1.1)
             return Fate::leftOut;
         const qint64 all = due > 1.1 ? std::llrint(due) : 1;
-        if (all > mostRepetitions)
-            return Fate::pastEnd;
         const qint64 repeatsOfPrevious = !isFirst && early > 1.1 ? std::llrint(early - 0.6) : 0;
         m_next += repeatsOfPrevious;
         if (m_clock.isOver(m_durationMicroseconds, m_next))
