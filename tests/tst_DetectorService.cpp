@@ -141,12 +141,6 @@ private Q_SLOTS:
         QTRY_VERIFY(hasEnded(u"child"_s));
     }
 
-    /// Waiting for a child has a limit of 30 s unless it is told otherwise.
-    void detectorThatTakesLong()
-    {
-        QCOMPARE(outcome("sleep 31; " + answer), u"v"_s);
-    }
-
     /// Last: no request is taken after it.
     void stoppingEndsTheDetectorAndWhatItStarted()
     {

@@ -4,15 +4,12 @@
 #include "Models/PayloadDecoder.h"
 #include "Models/Utf8Text.h"
 #include "Services/AppRuntimeError.h"
+#include "Services/ChildProcess.h"
 #include "Services/LineSplitter.h"
-#include "Services/ProcessLaunching.h"
 
-#include <QProcess>
 #include <QThreadPool>
 
 #include <atomic>
-#include <csignal>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -26,89 +23,49 @@ constexpr int mostBackgroundRequests = 64;
 std::atomic<bool> stopRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
-/// One run of the detector: its process, and what it has printed so far.
-class DetectorRun final
+ChildCommand detectorCommand(const RuntimeConfiguration& runtime, const DetectionRequest& request)
 {
-public:
-    DetectorRun(const RuntimeConfiguration& runtime, const DetectionRequest& request,
-                const DetectorService::ProgressHandler& progress, DetectorService::Cancellation cancellation)
-        : m_cancellation(std::move(cancellation))
-        , m_lines([progress](const QByteArray& line) {
-            const QString text = decodedUtf8OrEmpty(line).trimmed();
-            if (progress && !text.isEmpty())
-                progress(text);
-        })
-    {
-        m_process.setProgram(runtime.pythonURL.path());
-        m_process.setArguments(detectorArguments(runtime.detectorScriptURL, request));
-        m_process.setWorkingDirectory(runtime.detectorScriptURL.deletingLastPathComponent().path());
-        m_process.setProcessEnvironment(runtime.subprocessEnvironment());
-        m_process.setInputChannelMode(QProcess::ForwardedInputChannel);
-        // The terminal lets only its foreground group read, and the detector shares our standard input.
-        if (m_leadsGroup)
-            useOwnProcessGroup(m_process);
-        QObject::connect(&m_process, &QProcess::readyReadStandardOutput, &m_process, [this] { drainOutput(); });
-        QObject::connect(&m_process, &QProcess::readyReadStandardError, &m_process, [this] { drainError(); });
-    }
+    ChildCommand command;
+    command.program = runtime.pythonURL.path();
+    command.arguments = detectorArguments(runtime.detectorScriptURL, request);
+    command.workingDirectory = runtime.detectorScriptURL.deletingLastPathComponent().path();
+    command.environment = runtime.subprocessEnvironment();
+    command.sharesInput = true;
+    return command;
+}
 
-    /// The detector still runs only when there was no memory for what it printed.
-    ~DetectorRun()
-    {
-        m_process.disconnect();
-        m_process.closeReadChannel(QProcess::StandardOutput);
-        m_process.closeReadChannel(QProcess::StandardError);
-        signalProcessGroup(m_process, SIGKILL);
-        m_process.waitForFinished(-1);
-    }
-    Q_DISABLE_COPY_MOVE(DetectorRun)
-
-    void runToEnd()
-    {
-        startOrThrow(m_process);
-        const qint64 group = m_leadsGroup ? m_process.processId() : 0;
-        while (!m_process.waitForFinished(stopPollMilliseconds) && m_process.state() != QProcess::NotRunning) {
-            if (stopRequested || (m_cancellation && *m_cancellation))
-                stop();
-        }
-        drainOutput();
-        drainError();
-        m_lines.finish();
-        killRestOfGroup(group);
-    }
-
-    [[nodiscard]] bool succeeded() const
-    {
-        return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
-    }
-    [[nodiscard]] QString outputText() const { return decodedUtf8OrEmpty(m_output); }
-    [[nodiscard]] QString errorText() const { return decodedUtf8OrEmpty(m_error); }
-
-private:
-    void drainOutput() { m_output += m_process.readAllStandardOutput(); }
-
-    void drainError()
-    {
-        const QByteArray chunk = m_process.readAllStandardError();
-        m_error += chunk;
-        m_lines.append(chunk);
-    }
-
-    void stop()
-    {
-        signalProcessGroup(m_process, SIGTERM);
-        if (m_process.waitForFinished(terminationGraceMilliseconds))
-            return;
-        signalProcessGroup(m_process, SIGKILL);
-        m_process.waitForFinished(-1);
-    }
-
-    const bool m_leadsGroup = ::isatty(STDIN_FILENO) == 0;
-    const DetectorService::Cancellation m_cancellation;
-    QByteArray m_output;
-    QByteArray m_error;
-    LineSplitter m_lines;
-    QProcess m_process; // last: its signals reach the buffers
+/// What a detector that has ended has printed.
+struct DetectorOutput
+{
+    QByteArray output;
+    QByteArray error;
+    bool succeeded = false;
 };
+
+DetectorOutput runDetector(const ChildCommand& command, const DetectorService::ProgressHandler& progress,
+                           const DetectorService::Cancellation& cancellation)
+{
+    DetectorOutput printed;
+    LineSplitter lines([&progress](const QByteArray& line) {
+        const QString text = decodedUtf8OrEmpty(line).trimmed();
+        if (progress && !text.isEmpty())
+            progress(text);
+    });
+    ChildProcess detector(command);
+    detector.onOutput = [&](const QByteArray& chunk) { printed.output += chunk; };
+    detector.onErrorOutput = [&](const QByteArray& chunk) {
+        printed.error += chunk;
+        lines.append(chunk);
+    };
+    detector.start();
+    while (!detector.waitForEnd(stopPollMilliseconds)) {
+        if (stopRequested || (cancellation && *cancellation))
+            detector.stop();
+    }
+    lines.finish();
+    printed.succeeded = detector.succeeded();
+    return printed;
+}
 
 DetectorPayload decodeOutput(const QString& output)
 {
@@ -119,10 +76,17 @@ DetectorPayload decodeOutput(const QString& output)
     }
 }
 
+/// The requests in the background. A program that leaves by exit() ends their detectors here.
+struct RequestPool : QThreadPool
+{
+    RequestPool() { setMaxThreadCount(mostBackgroundRequests); }
+    ~RequestPool() override { DetectorService::stopAll(); } // and QThreadPool waits for them
+    Q_DISABLE_COPY_MOVE(RequestPool)
+};
+
 QThreadPool& requestPool()
 {
-    static QThreadPool pool;
-    pool.setMaxThreadCount(mostBackgroundRequests);
+    static RequestPool pool;
     return pool;
 }
 
@@ -148,14 +112,13 @@ DetectorPayload DetectorService::detectSync(const DetectionRequest& request, con
 {
     if (stopRequested)
         throw AppRuntimeError::detectorFailed(u"解析失败："_s);
-    DetectorRun run(m_runtime, request, progress, cancellation);
-    run.runToEnd();
-    if (!run.succeeded()) {
-        const QString errorText = run.errorText().trimmed();
-        throw AppRuntimeError::detectorFailed(u"解析失败："_s +
-                                              (errorText.isEmpty() ? run.outputText().trimmed() : errorText));
+    const DetectorOutput printed = runDetector(detectorCommand(m_runtime, request), progress, cancellation);
+    if (!printed.succeeded) {
+        const QString errorText = decodedUtf8OrEmpty(printed.error).trimmed();
+        throw AppRuntimeError::detectorFailed(
+            u"解析失败："_s + (errorText.isEmpty() ? decodedUtf8OrEmpty(printed.output).trimmed() : errorText));
     }
-    return decodeOutput(run.outputText());
+    return decodeOutput(decodedUtf8OrEmpty(printed.output));
 }
 
 void DetectorService::detect(const DetectionRequest& request, const ProgressHandler& progress,
