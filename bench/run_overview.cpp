@@ -103,7 +103,7 @@ public:
         completed = completedJobs;
         failed = failedJobs;
         coordinator.reset();
-        overview.runDidFinish();
+        overview.splitDidFinish();
         m_loop.quit();
     }
 

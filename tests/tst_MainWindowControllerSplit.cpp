@@ -1,5 +1,7 @@
+#include "AppMain/QuitGuard.h"
 #include "WindowUnderTest.h"
 
+#include <QAction>
 #include <QProcess>
 #include <QSignalSpy>
 
@@ -99,7 +101,7 @@ private Q_SLOTS:
         split(m_test->path(folder), prefix);
         QCOMPARE(m_test->takeAlert(), message.replace(u"%1"_s, m_test->path(folder)));
         QCOMPARE(m_test->status(), u"分解启动失败。"_s);
-        QVERIFY(!m_test->controller.splitIsRunning());
+        QVERIFY(!m_test->controller.split().isRunning());
         QVERIFY(window().splitButton->isEnabled() && window().parseButton->isEnabled());
         QCOMPARE(m_test->read(u"clip-01.mp4"_s), m_realVideo);
     }
@@ -110,7 +112,7 @@ private Q_SLOTS:
         type(window().cropField, u"1:1"_s);
         click(window().splitButton);
         QCOMPARE(m_test->takeAlert(), u"裁剪参数格式应为 宽:高:X:Y，例如 1728:910:0:85。"_s);
-        QVERIFY(!m_test->controller.splitIsRunning());
+        QVERIFY(!m_test->controller.split().isRunning());
     }
 
     /// The name is the folder's, the video's and the prefix at once.
@@ -139,7 +141,7 @@ private Q_SLOTS:
         QCOMPARE(m_test->status(), u"开始分解：2 个任务，2 个并发窗口。"_s);
         QVERIFY(!window().parseButton->isEnabled() && !window().splitButton->isEnabled() &&
                 !window().addSegmentButton->isEnabled());
-        QCOMPARE(m_test->controller.unfinishedJobs(), 2);
+        QCOMPARE(m_test->controller.split().unfinishedJobs(), 2);
         QTRY_COMPARE_WITH_TIMEOUT(m_test->status(), u"分解完成：成功 2 / 2，失败 0。"_s, 20000);
         QVERIFY(window().parseButton->isEnabled() && window().splitButton->isEnabled() &&
                 window().addSegmentButton->isEnabled());
@@ -152,12 +154,60 @@ private Q_SLOTS:
     void stopsWithoutAnAlert()
     {
         parseRealVideo(u"real.mp4"_s);
-        const QSignalSpy ended(&m_test->controller, &MainWindowController::splitEnded);
+        const QSignalSpy ended(&m_test->controller.split(), &RunningSplit::ended);
         click(window().splitButton);
-        m_test->controller.stopSplit();
+        m_test->controller.split().stopForQuitting();
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 20000);
-        QVERIFY(!m_test->controller.splitIsRunning());
+        QVERIFY(!m_test->controller.split().isRunning());
         QCOMPARE(m_test->alerts().size(), 0);
+    }
+
+    void asksInTheMainWindowBeforeQuitting()
+    {
+        parseRealVideo(u"real.mp4"_s);
+        QuitGuard guard(m_test->controller.split(), &m_test->window());
+        click(window().splitButton);
+        const auto wishToQuit = [] {
+            QEvent quit(QEvent::Quit);
+            QCoreApplication::sendEvent(qApp, &quit);
+        };
+        wishToQuit();
+        QCOMPARE(m_test->alerts().size(), 1); // although a worker's window is in front
+        QCOMPARE(m_test->alerts().first()->text(), u"分解仍在进行"_s);
+        wishToQuit();
+        QCOMPARE(m_test->alerts().size(), 1);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_test->controller.split().isRunning(), 20000);
+        QCOMPARE(m_test->alerts().size(), 0);
+    }
+
+    void retriesOnlyWhileNothingElseRuns()
+    {
+        const auto retry = [] {
+            for (const QWidget* widget : QApplication::topLevelWidgets()) {
+                if (auto* action = widget->findChild<QAction*>(u"retryAction"_s))
+                    return action;
+            }
+            return static_cast<QAction*>(nullptr);
+        }();
+        QVERIFY(retry && !retry->isEnabled());
+        parseRealVideo(u"real.mp4"_s);
+        m_test->write(u"real.mp4"_s, "no video any more");
+        click(window().splitButton);
+        QVERIFY(!retry->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(m_test->status(), u"分解完成：成功 0 / 2，失败 2。"_s, 20000);
+        QVERIFY(!m_test->takeAlert().isEmpty());
+        QVERIFY(retry->isEnabled());
+
+        m_test->write(u"real.mp4.plan"_s, "wait('go'); fail('too late')");
+        click(window().parseButton);
+        QVERIFY(!retry->isEnabled());
+        m_test->write(u"go"_s, {});
+        QTRY_VERIFY(retry->isEnabled());
+        QVERIFY(!m_test->takeAlert().isEmpty());
+        m_test->write(u"real.mp4"_s, m_realVideo);
+        retry->trigger();
+        QVERIFY(m_test->controller.split().isRunning() && !window().parseButton->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(m_test->status(), u"分解完成：成功 2 / 2，失败 0。"_s, 20000);
     }
 
     void showsAlertsOneByOne()

@@ -31,13 +31,16 @@ public:
         : m_runtime(runtime)
         , m_concurrency(concurrency)
     {
-        overview.onRetry = [this](const QList<FFmpegJob>& jobs) { run(jobs); };
+        overview.onRetry = [this](const QList<int>& rows) {
+            makeCoordinator(overview.jobs(rows));
+            overview.watchAgain(rows, m_concurrency, coordinator);
+            std::shared_ptr(coordinator)->start();
+        };
     }
 
     void run(const QList<FFmpegJob>& jobs)
     {
-        coordinator = std::make_shared<SplitCoordinator>(jobs, m_concurrency, m_runtime);
-        coordinator->delegate = this;
+        makeCoordinator(jobs);
         overview.watch(jobs, m_concurrency, coordinator);
         std::shared_ptr(coordinator)->start();
     }
@@ -47,7 +50,7 @@ public:
     void splitCoordinatorDidFinish(int completed, int failed, int total) override
     {
         coordinator.reset();
-        overview.runDidFinish();
+        overview.splitDidFinish();
         finishes << u"%1 %2 %3"_s.arg(completed).arg(failed).arg(total);
     }
 
@@ -63,6 +66,12 @@ public:
     void select(int row) const { overview.window()->jobTableView->selectRow(row); }
 
 private:
+    void makeCoordinator(const QList<FFmpegJob>& jobs)
+    {
+        coordinator = std::make_shared<SplitCoordinator>(jobs, m_concurrency, m_runtime);
+        coordinator->delegate = this;
+    }
+
     RuntimeConfiguration m_runtime;
     int m_concurrency;
 };

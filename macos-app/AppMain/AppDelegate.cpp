@@ -29,8 +29,8 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::applicationDidFinishLaunching()
 {
     m_mainWindowController = std::make_unique<MainWindowController>();
-    m_quitGuard = std::make_unique<QuitGuard>(*m_mainWindowController);
     MainWindow* window = m_mainWindowController->window();
+    m_quitGuard = std::make_unique<QuitGuard>(m_mainWindowController->split(), window);
     installMainMenu(window);
     window->show();
     center(window);

@@ -1,7 +1,6 @@
 #include "AppMain/QuitGuard.h"
 
-#include "MainWindowController/MainWindow.h"
-#include "MainWindowController/MainWindowController.h"
+#include "MainWindowController/RunningSplit.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -27,33 +26,24 @@ bool isLastWindow(const QWidget* window)
            });
 }
 
-/// The window to ask in: the one in use, else any that is open.
-QWidget* windowForQuestion()
-{
-    if (QWidget* active = QApplication::activeWindow(); active && isOpenWindow(active))
-        return active;
-    const QWidgetList widgets = QApplication::topLevelWidgets();
-    const auto open = std::find_if(widgets.begin(), widgets.end(), isOpenWindow);
-    return open == widgets.end() ? nullptr : *open;
-}
-
 } // namespace
 
-QuitGuard::QuitGuard(MainWindowController& controller)
-    : m_controller(controller)
+QuitGuard::QuitGuard(RunningSplit& split, QWidget* mainWindow)
+    : m_split(split)
+    , m_mainWindow(mainWindow)
 {
     m_signals.onSignal = [this] { stopAndQuit(); };
-    connect(&controller, &MainWindowController::splitEnded, this, &QuitGuard::splitEnded);
+    connect(&split, &RunningSplit::ended, this, &QuitGuard::splitEnded);
     qApp->installEventFilter(this);
 }
 
 bool QuitGuard::eventFilter(QObject* watched, QEvent* event)
 {
-    if (!wouldQuit(watched, event) || !m_controller.splitIsRunning())
+    if (!wouldQuit(watched, event) || !m_split.isRunning())
         return QObject::eventFilter(watched, event);
     event->ignore();
     if (!m_isStopping)
-        ask(watched->isWidgetType() ? static_cast<QWidget*>(watched) : windowForQuestion());
+        ask(windowForQuestion(watched));
     return true;
 }
 
@@ -64,6 +54,20 @@ bool QuitGuard::wouldQuit(QObject* watched, const QEvent* event) const
     if (event->type() == QEvent::Quit)
         return watched == qApp;
     return event->type() == QEvent::Close && watched->isWidgetType() && isLastWindow(static_cast<QWidget*>(watched));
+}
+
+/// The main window, else the one that is being closed or is in use, else any that is open.
+QWidget* QuitGuard::windowForQuestion(QObject* watched) const
+{
+    if (m_mainWindow && isOpenWindow(m_mainWindow))
+        return m_mainWindow;
+    if (watched->isWidgetType())
+        return static_cast<QWidget*>(watched);
+    if (QWidget* active = QApplication::activeWindow(); active && isOpenWindow(active))
+        return active;
+    const QWidgetList widgets = QApplication::topLevelWidgets();
+    const auto open = std::find_if(widgets.begin(), widgets.end(), isOpenWindow);
+    return open == widgets.end() ? nullptr : *open;
 }
 
 void QuitGuard::ask(QWidget* window)
@@ -77,7 +81,7 @@ void QuitGuard::ask(QWidget* window)
     m_question->setAttribute(Qt::WA_DeleteOnClose);
     m_question->setWindowModality(Qt::WindowModal);
     m_question->setInformativeText(
-        u"还有 %1 个任务没有完成。退出会停止它们，并删除未完成的输出文件。"_s.arg(m_controller.unfinishedJobs()));
+        u"还有 %1 个任务没有完成。退出会停止它们，并删除未完成的输出文件。"_s.arg(m_split.unfinishedJobs()));
     QPushButton* goOn = m_question->addButton(u"继续分解"_s, QMessageBox::RejectRole);
     const QPushButton* stop = m_question->addButton(u"停止并退出"_s, QMessageBox::DestructiveRole);
     m_question->setDefaultButton(goOn);
@@ -90,8 +94,8 @@ void QuitGuard::stopAndQuit()
 {
     if (std::exchange(m_isStopping, true))
         return;
-    if (m_controller.splitIsRunning())
-        m_controller.stopSplit();
+    if (m_split.isRunning())
+        m_split.stopForQuitting();
     else
         QCoreApplication::exit(0);
 }

@@ -5,7 +5,7 @@
 #include <QMessageBox>
 #include <QPointer>
 
-class MainWindowController;
+class RunningSplit;
 
 /// Stands between the wish to quit and the end of the application. While a split runs, it asks first, and lets go only
 /// when every ffmpeg has ended. Without a split it is not noticed.
@@ -13,18 +13,21 @@ class QuitGuard final : public QObject
 {
     Q_OBJECT
 public:
-    explicit QuitGuard(MainWindowController& controller);
+    /// Asks in `mainWindow` when that is open.
+    QuitGuard(RunningSplit& split, QWidget* mainWindow);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     [[nodiscard]] bool wouldQuit(QObject* watched, const QEvent* event) const;
+    [[nodiscard]] QWidget* windowForQuestion(QObject* watched) const;
     void ask(QWidget* window);
     void stopAndQuit();
     void splitEnded();
 
-    MainWindowController& m_controller;
+    RunningSplit& m_split;
+    const QPointer<QWidget> m_mainWindow;
     TerminationSignals m_signals;
     QPointer<QMessageBox> m_question;
     bool m_isStopping = false;

@@ -2,7 +2,6 @@
 
 #include "Controls/DroppablePathField.h"
 #include "Controls/HoverAwareTableRowView.h"
-#include "Jobs/OutputSafety.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/MainWindow.h"
@@ -14,7 +13,6 @@
 #include "Models/NumberText.h"
 #include "Models/OutputNaming.h"
 #include "Models/SegmentEditing.h"
-#include "RunOverview/RunOverview.h"
 #include "Services/AppRuntimeError.h"
 #include "Services/RuntimeResolver.h"
 
@@ -75,15 +73,17 @@ MainWindowController::MainWindowController()
     : m_window(std::make_unique<MainWindow>())
     , m_viewer(*m_window, [this] { return viewerContent(); })
     , m_alerts(m_window.get())
-    , m_runOverview(std::make_unique<RunOverview>())
+    , m_split([this] { return currentConcurrency(); })
 {
-    m_runOverview->onRetry = [this](const auto& jobs) { runAgain(jobs); };
     connectInputs();
     connectFadeStrategies();
     connectTables();
     m_detections.onProgress = [this](const QString& line) { showStatus(line); };
     m_detections.onResult = [this](const auto& request, const auto& result) { showResult(request, result); };
     m_detections.onEnd = [this] { updateButtons(); };
+    connect(&m_split, &RunningSplit::runningChanged, this, &MainWindowController::updateButtons);
+    connect(&m_split, &RunningSplit::statusChanged, this, &MainWindowController::showStatus);
+    connect(&m_split, &RunningSplit::failed, this, &MainWindowController::showError);
     updateNamingPreview();
     updateSegmentMasterCheckbox();
     updateButtons();
@@ -473,7 +473,7 @@ int MainWindowController::currentConcurrency()
 
 void MainWindowController::splitVideo()
 {
-    if (m_splitCoordinator || m_generatedJobs.isEmpty()) {
+    if (!m_split.mayStart() || m_generatedJobs.isEmpty()) {
         showError(u"当前没有可执行的 ffmpeg 任务，请先点击“解析”。"_s);
         return;
     }
@@ -481,102 +481,19 @@ void MainWindowController::splitVideo()
         showError(*message);
         return;
     }
-    tryToStart([this] { startSplit(); });
-}
-
-void MainWindowController::tryToStart(const std::function<void()>& start)
-{
-    try {
-        start();
-    } catch (const std::exception& error) {
-        m_splitCoordinator.reset();
-        m_runOverview->runDidFinish();
-        updateButtons();
-        showStatus(u"分解启动失败。"_s);
-        showError(errorDescription(error));
-    }
-}
-
-void MainWindowController::startSplit()
-{
-    const RuntimeConfiguration runtime = RuntimeResolver::resolve();
-    const auto directory = resolvedOutputDirectoryURL();
-    if (!directory)
-        throw AppRuntimeError::missingDependency(u"无法确定输出目录。"_s);
-    createOutputDirectory(*directory);
     refreshGeneratedJobs();
-    run(m_generatedJobs, runtime);
-}
-
-/// Jobs of an earlier split, with their own numbers and places.
-void MainWindowController::runAgain(const QList<FFmpegJob>& jobs)
-{
-    if (m_splitCoordinator)
-        return;
-    tryToStart([&] {
-        const RuntimeConfiguration runtime = RuntimeResolver::resolve();
-        createOutputDirectory(jobs.first().outputURL.deletingLastPathComponent());
-        run(jobs, runtime);
-    });
-}
-
-void MainWindowController::run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration& runtime)
-{
-    requireSourcesAreSafe(jobs);
-    const int concurrency = currentConcurrency();
-    const auto coordinator = std::make_shared<SplitCoordinator>(jobs, concurrency, runtime);
-    coordinator->delegate = this;
-    m_splitCoordinator = coordinator;
-    if (!jobs.isEmpty())
-        m_runOverview->watch(jobs, concurrency, coordinator);
-    updateButtons();
-    showStatus(u"开始分解..."_s);
-    coordinator->start(); // may report its finish before it returns
-}
-
-int MainWindowController::unfinishedJobs() const
-{
-    return m_splitCoordinator ? m_splitCoordinator->unfinishedJobs() : 0;
-}
-
-void MainWindowController::stopSplit()
-{
-    m_isStoppingSplit = true;
-    if (const auto coordinator = m_splitCoordinator)
-        coordinator->stopAll();
-}
-
-void MainWindowController::splitCoordinatorDidStart(int totalJobs, int workerCount)
-{
-    showStatus(u"开始分解：%1 个任务，%2 个并发窗口。"_s.arg(totalJobs).arg(workerCount));
-}
-
-void MainWindowController::splitCoordinatorDidUpdate(int completed, int failed, int total)
-{
-    showStatus(u"分解中：完成 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failed));
-}
-
-void MainWindowController::splitCoordinatorDidFinish(int completed, int failed, int total)
-{
-    m_splitCoordinator.reset();
-    m_runOverview->runDidFinish();
-    updateButtons();
-    showStatus(u"分解完成：成功 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failed));
-    if (failed > 0 && !m_isStoppingSplit)
-        showError(u"共有 %1 个 ffmpeg 任务失败，请检查子窗口日志。"_s.arg(failed));
-    Q_EMIT splitEnded();
+    m_split.start(m_generatedJobs, resolvedOutputDirectoryURL());
 }
 
 // What the window shows
 
 void MainWindowController::updateButtons()
 {
-    const bool isSplitting = splitIsRunning();
-    const bool isBusy = isSplitting || m_detections.areRunning();
-    m_window->parseButton->setEnabled(!isBusy);
-    m_window->splitButton->setEnabled(!isBusy && !m_generatedJobs.isEmpty());
-    m_window->addSegmentButton->setEnabled(!isSplitting);
-    m_viewer.setSplitRunning(isSplitting);
+    m_split.setParsing(m_detections.areRunning());
+    m_window->parseButton->setEnabled(m_split.mayStart());
+    m_window->splitButton->setEnabled(m_split.mayStart() && !m_generatedJobs.isEmpty());
+    m_window->addSegmentButton->setEnabled(!m_split.isRunning());
+    m_viewer.setSplitRunning(m_split.isRunning());
 }
 
 ViewerContent MainWindowController::viewerContent() const

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -90,21 +91,30 @@ void RunOverview::connectActions()
             &RunOverview::updateActions);
 }
 
+QList<FFmpegJob> RunOverview::jobs(const QList<int>& rows) const
+{
+    QList<FFmpegJob> jobs;
+    for (const int row : rows)
+        jobs.append(m_model.rows().at(row).job);
+    return jobs;
+}
+
 void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator)
 {
-    if (m_retriedRows.isEmpty()) {
-        m_model.setJobs(jobs);
-        m_rowOfJob.clear();
-        for (int row = 0; row < jobs.size(); ++row)
-            m_rowOfJob.append(row);
-    } else {
-        m_rowOfJob = m_retriedRows;
-        for (const int row : m_rowOfJob)
-            m_model.setState(row, RunState::waiting);
-    }
+    m_model.setJobs(jobs);
+    QList<int> rows(jobs.size());
+    std::iota(rows.begin(), rows.end(), 0);
+    watchAgain(rows, lanes, coordinator);
+}
+
+void RunOverview::watchAgain(const QList<int>& rows, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator)
+{
+    m_rowOfJob = rows;
     QList<double> durations;
-    for (const FFmpegJob& job : jobs)
-        durations.append(job.duration);
+    for (const int row : rows) {
+        m_model.setState(row, RunState::waiting);
+        durations.append(m_model.rows().at(row).job.duration);
+    }
     m_remainingTime.emplace(durations, lanes, QThread::idealThreadCount());
     m_processorTime = processorTimeOfEndedChildren();
     m_coordinator = coordinator;
@@ -117,7 +127,7 @@ void RunOverview::watch(const QList<FFmpegJob>& jobs, int lanes, const std::shar
     update();
 }
 
-void RunOverview::runDidFinish()
+void RunOverview::splitDidFinish()
 {
     if (!isRunning())
         return;
@@ -126,6 +136,12 @@ void RunOverview::runDidFinish()
     m_remainingTime.reset();
     update();
     m_taskbarProgress.clear();
+}
+
+void RunOverview::setMayRetry(bool mayRetry)
+{
+    m_mayRetry = mayRetry;
+    updateActions();
 }
 
 void RunOverview::jobDidLaunch(int job)
@@ -173,7 +189,7 @@ void RunOverview::updateActions()
         std::any_of(selected.begin(), selected.end(), [this](int row) { return !m_model.rows().at(row).hasEnded(); });
     m_window->stopSelectedAction->setEnabled(isRunning() && canStopSelected);
     m_window->stopAllAction->setEnabled(isRunning());
-    m_window->retryAction->setEnabled(!isRunning() && !rowsToRetry().isEmpty());
+    m_window->retryAction->setEnabled(!isRunning() && m_mayRetry && !rowsToRetry().isEmpty());
     m_window->revealAction->setEnabled(!selected.isEmpty());
     m_window->copyCommandAction->setEnabled(!selected.isEmpty());
 }
@@ -207,15 +223,8 @@ void RunOverview::stopAll()
 
 void RunOverview::retry()
 {
-    if (isRunning() || !onRetry)
-        return;
-    m_retriedRows = rowsToRetry();
-    QList<FFmpegJob> jobs;
-    for (const int row : m_retriedRows)
-        jobs.append(m_model.rows().at(row).job);
-    if (!jobs.isEmpty())
-        onRetry(jobs);
-    m_retriedRows.clear();
+    if (onRetry)
+        onRetry(rowsToRetry());
 }
 
 void RunOverview::reveal()

@@ -25,14 +25,20 @@ public:
     RunOverview();
     ~RunOverview() override;
 
-    /// Asked to run jobs again: the receiver makes a coordinator for exactly these and has it watched.
-    std::function<void(const QList<FFmpegJob>&)> onRetry;
+    /// Asked to run the jobs of these rows again: the receiver makes a coordinator for exactly these, in this order,
+    /// and has it watched again.
+    std::function<void(const QList<int>& rows)> onRetry;
 
-    /// Opens the window for a run that is about to start; `lanes` jobs run at a time. The rows are new ones, except
-    /// while jobs are retried: then these keep theirs, and the others stay as they were.
+    [[nodiscard]] QList<FFmpegJob> jobs(const QList<int>& rows) const;
+
+    /// Opens the window with new rows for a split that is about to start; `lanes` jobs run at a time.
     void watch(const QList<FFmpegJob>& jobs, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator);
+    /// The same for the jobs of these rows. The other rows stay as they were.
+    void watchAgain(const QList<int>& rows, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator);
     /// The coordinator has sent its last report.
-    void runDidFinish();
+    void splitDidFinish();
+    /// Whether `onRetry` may be called at present; at first it may.
+    void setMayRetry(bool mayRetry);
 
     [[nodiscard]] RunOverviewWindow* window() const { return m_window.get(); }
 
@@ -59,11 +65,11 @@ private:
     std::unique_ptr<RunOverviewWindow> m_window;
     std::weak_ptr<SplitCoordinator> m_coordinator;
     QList<int> m_rowOfJob;
-    QList<int> m_retriedRows; ///< only while `onRetry` is called
     std::optional<RemainingTime> m_remainingTime;
     double m_processorTime = 0; ///< of all children that had ended when a job last did
     QElapsedTimer m_clock;
     QTimer m_updateTimer;
+    bool m_mayRetry = true;
     TaskbarProgress m_taskbarProgress;
     std::unique_ptr<SleepInhibitor> m_sleepInhibitor;
 };
