@@ -4,6 +4,7 @@
 #include "Viewer/ViewerWindow.h"
 
 #include <QAccessible>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -91,11 +92,23 @@ class ViewerWindowTest final : public QObject
         });
     }
 
-    /// The same video in another file, with ffmpeg's words for it.
-    void copyVideo(const QString& name, const QStringList& words = {}) const
+    /// The same video in another file.
+    void copyVideo(const QString& name) const
     {
-        const QStringList from = {u"-v"_s, u"error"_s, u"-i"_s, file(u"25.mp4"_s).path(), u"-c"_s, u"copy"_s};
-        QCOMPARE(QProcess::execute(u"ffmpeg"_s, from + words + QStringList{file(name).path()}), 0);
+        QCOMPARE(QProcess::execute(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, file(u"25.mp4"_s).path(), u"-c"_s,
+                                                 u"copy"_s, file(name).path()}),
+                 0);
+    }
+
+    /// Tells players to turn an MP4's pictures by a right angle: the matrix in the header of its one track.
+    void turn(const QString& name) const
+    {
+        QFile video(file(name).path());
+        QVERIFY(video.open(QIODevice::ReadWrite));
+        const qsizetype header = video.readAll().lastIndexOf("tkhd");
+        QVERIFY(header > 0 && video.seek(header + 44));
+        const auto matrix = QByteArray::fromHex("000000000001000000000000ffff00000000000000000000");
+        QCOMPARE(video.write(matrix), matrix.size());
     }
 
     /// A copy of a file, cut off after a part of it and with noise from a place on.
@@ -118,7 +131,8 @@ private Q_SLOTS:
         QVERIFY(NumberedVideo::make(file(u"25.mp4"_s).path(), u"25"_s, 250, encoder));
         QVERIFY(NumberedVideo::make(file(u"ntsc.mkv"_s).path(), u"30000/1001"_s, 300, encoder));
         QVERIFY(NumberedVideo::make(file(u"variable.mp4"_s).path(), u"50"_s, 500, encoder + sparse));
-        copyVideo(u"turned.mp4"_s, {u"-metadata:s:v"_s, u"rotate=90"_s});
+        copyVideo(u"turned.mp4"_s);
+        turn(u"turned.mp4"_s);
         copyVideo(u"25.ts"_s);
         damage(u"25.mp4"_s, u"headless.mp4"_s, 0.5);
         damage(u"25.mp4"_s, u"noise.mp4"_s, 1, 0.3);
@@ -206,12 +220,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("video");
         QTest::addColumn<QByteArray>("tool"); // empty: the real ffmpeg
-        QTest::addColumn<QString>("words");
+        QTest::addColumn<QString>("words");   // a pattern
         QTest::newRow("ffmpeg is killed") << u"25.mp4"_s << QByteArray("kill -9 $$") << u"ffmpeg 意外结束"_s;
         QTest::newRow("ffmpeg cannot be started") << u"25.mp4"_s << QByteArray("no tool") << u"无法启动 ffmpeg"_s;
         QTest::newRow("success without a picture")
             << u"25.mp4"_s << QByteArray("exit 0") << u"视频中没有可以显示的画面"_s;
-        QTest::newRow("without its index") << u"headless.mp4"_s << QByteArray() << u"无法读取画面：Invalid data"_s;
+        QTest::newRow("without its index") << u"headless.mp4"_s << QByteArray() << u"无法读取画面：.*Invalid data"_s;
         QTest::newRow("cut off before the row") << u"short.mkv"_s << QByteArray() << u"超出视频末尾"_s;
         QTest::newRow("cut off, without an index") << u"short.ts"_s << QByteArray() << u"超出视频末尾"_s;
         QTest::newRow("noise in the middle") << u"noise.mp4"_s << QByteArray() << u"第一帧 00:00:08.000，保留"_s;
@@ -236,7 +250,7 @@ private Q_SLOTS:
         m_viewer->setSubject({Kind::segment, 1});
         QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
         const QString said = m_viewer->accessibleDescription();
-        QVERIFY2(said.contains(words), qPrintable(said));
+        QVERIFY2(said.contains(QRegularExpression(words)), qPrintable(said));
     }
 
     void aFarClipStartIsReadFromPackets_data()
