@@ -8,9 +8,8 @@ import sys
 import tempfile
 import time
 
-import overview
-import viewer
 from kestrel_at_screen import SCREEN, Desktop, Kestrel, descendants, expect_equal, make_video, wait_until
+from road import JOBS, OVERVIEW, STATE, VIEWER, job_states, use_overview
 
 CONTENT = (1440, 900)  # wide enough for all three panels
 
@@ -120,16 +119,18 @@ def take_viewer(build_folder, pictures):
                     kestrel.fill("cropField", "560:316:40:22")
                 else:  # a gradual transition has frames of its own
                     row = next(row for row, cells in enumerate(kestrel.rows(table)) if "cut" not in cells)
-                viewer.open_viewer(kestrel, table, row)
+                kestrel.click_cell(table, row, 1)
+                desktop.press("Escape", "space")  # out of the time field that a click opens
+                wait_until(lambda: kestrel.window(VIEWER), "the viewer")
                 wait_for_frames(kestrel)
                 desktop.do("mousemove", 1795, 995)
                 time.sleep(0.3)
-                left, top, width, height = viewer.is_open(kestrel)["frame"]
+                left, top, width, height = kestrel.window(VIEWER)["frame"]
                 desktop.picture(pictures / f"viewer-{name}.png", (left, top, width, height))
 
 
 def percentages(kestrel):
-    return [int(row[overview.STATE + 1].rstrip("%")) for row in overview.rows(kestrel) if row[overview.STATE] == "运行中"]
+    return [int(row[STATE + 1].rstrip("%")) for row in kestrel.rows(JOBS, window=OVERVIEW) if row[STATE] == "运行中"]
 
 
 def take_overview(build_folder, pictures):
@@ -144,14 +145,16 @@ def take_overview(build_folder, pictures):
                 kestrel.detect(video)
                 kestrel.retime(2, 2, "00:10:06.000")
                 kestrel.retime(2, 1, "00:10:00.000")
-                overview.start_split(kestrel, "2")
-                wait_until(lambda: overview.states(kestrel)[4] == "运行中", "the fifth job", seconds=120)
-                overview.use_overview(kestrel)
+                kestrel.fill("concurrencyField", "2")
+                kestrel.click("splitButton")
+                wait_until(lambda: kestrel.window(OVERVIEW), "the overview")
+                wait_until(lambda: job_states(kestrel)[4] == "运行中", "the fifth job", seconds=120)
+                use_overview(kestrel)
                 desktop.press("End", "Up", "Delete")
                 desktop.do("mousemove", 1795, 5)
                 wait_until(lambda: min(percentages(kestrel), default=0) >= 20, "progress", seconds=120)
-                desktop.picture(pictures / f"overview-{name}.png", tuple(kestrel.window(overview.TITLE)["frame"]))
-                expect_equal(set(overview.states(kestrel)), {"等待", "运行中", "完成", "失败", "已停止", "可疑"}, "states")
+                desktop.picture(pictures / f"overview-{name}.png", tuple(kestrel.window(OVERVIEW)["frame"]))
+                expect_equal(set(job_states(kestrel)), {"等待", "运行中", "完成", "失败", "已停止", "可疑"}, "states")
                 desktop.press("ctrl+period")
                 wait_until(kestrel.alert, "the end")
 

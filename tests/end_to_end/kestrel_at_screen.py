@@ -191,8 +191,8 @@ class Kestrel:
     def text(self, name, **where):
         return self.find(name, **where)["text"]
 
-    def rows(self, table):
-        return [[cell["text"] for cell in row] for row in self.find(table)["table"]["rows"]]
+    def rows(self, table, **where):
+        return [[cell["text"] for cell in row] for row in self.find(table, **where)["table"]["rows"]]
 
     def selected_rows(self, table):
         return self.find(table)["table"]["selectedRows"]
@@ -245,10 +245,16 @@ class Kestrel:
 
     def retime(self, row, column, text):
         self.click_cell("segmentTableView", row, column, times=2)
+        self.type_time(text)
+
+    def type_time(self, text):
         wait_until(lambda: self.find(**{"class": "SegmentTimeField"})["focus"], "the time field")
         self.desktop.press("ctrl+a")
         self.desktop.type(text)
         self.desktop.press("Return")
+
+    def bring_forward(self, title):
+        self.desktop.do("windowactivate", "--sync", self.window(title)["id"])
 
     def drop(self, paths, name):
         """Drags files from another program onto a field. They are let go once the field accepts them, which takes the

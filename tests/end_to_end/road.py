@@ -1,13 +1,22 @@
-"""The whole way of a video through the window: in by drag and drop, out as clips."""
+"""The whole way of a video through the window, by mouse and by keys: in by drag and drop, out as clips.
+
+road.py <build folder>
+"""
 
 import hashlib
+import os
 import pathlib
+import signal
 import tempfile
 
 from kestrel_at_screen import (Kestrel, descendants, expect, expect_equal, make_video, probe, run_tests, wait_until)
 
 SCENE_SECONDS = 3
 FRAME = 1 / 25
+VIEWER = "画面"
+OVERVIEW = "分解总览"
+JOBS = "jobTableView"
+STATE = 3
 
 
 def checksum(path):
@@ -17,6 +26,15 @@ def checksum(path):
 def seconds(text):
     hours, minutes, rest = text.split(":")
     return int(hours) * 3600 + int(minutes) * 60 + float(rest)
+
+
+def job_states(kestrel):
+    return [row[STATE] for row in kestrel.rows(JOBS, window=OVERVIEW)]
+
+
+def use_overview(kestrel):
+    kestrel.bring_forward(OVERVIEW)
+    wait_until(lambda: kestrel.find(JOBS, window=OVERVIEW)["focus"], "the focus in the overview")
 
 
 def from_drop_to_clips(desktop, build_folder):
@@ -31,9 +49,8 @@ def from_drop_to_clips(desktop, build_folder):
 
         kestrel.drop([video], "videoPathField")
         kestrel.wait_for_text("statusLabel", "视频已准备好，点击“解析”生成结果和脚本。")
-        expect_equal(kestrel.text("videoPathField"), str(video), "the video field")
-        expect_equal(kestrel.text("outputDirectoryField"), folder, "the output folder follows the video")
-        expect_equal(kestrel.text("prefixField"), "长 片", "the prefix follows the video")
+        expect_equal([kestrel.text(name) for name in ("videoPathField", "outputDirectoryField", "prefixField")],
+                     [str(video), folder, "长 片"], "the folder and the prefix follow the video")
 
         kestrel.click("parseButton")
         status = kestrel.wait_for_text("statusLabel", "解析完成")
@@ -53,8 +70,7 @@ def from_drop_to_clips(desktop, build_folder):
         wait_until(lambda: kestrel.cell("segmentTableView", 1, 0)["checked"] == 0, "the second segment disabled")
         expect_equal(kestrel.find("segmentMasterCheckbox")["checked"], 1, "the master box is mixed")
         kestrel.click("addSegmentButton")
-        wait_until(lambda: len(kestrel.rows("segmentTableView")) == 5, "the manual row")
-        expect_equal(kestrel.selected_rows("segmentTableView"), [4], "the manual row is selected alone")
+        wait_until(lambda: kestrel.selected_rows("segmentTableView") == [4], "the manual row, selected alone")
         kestrel.retime(4, 1, "0:0:10")
         kestrel.retime(4, 2, "0:0:11")
         wait_until(lambda: kestrel.rows("segmentTableView")[4][1:] == ["00:00:10.000", "00:00:11.000"],
@@ -67,8 +83,6 @@ def from_drop_to_clips(desktop, build_folder):
 
         kestrel.click("splitButton")
         kestrel.wait_for_text("statusLabel", "分解完成：成功 4 / 4，失败 0。")
-        titles = {window["title"] for window in kestrel.windows()}
-        expect(titles >= {f"分解任务 {number}/3" for number in (1, 2, 3)}, f"three worker windows: {titles}")
         logs = "".join(kestrel.text("textView", window=f"分解任务 {number}/3") for number in (1, 2, 3))
         expect_equal((logs.count(">>> ffmpeg "), logs.count("\n>>> 完成\n")), (4, 4), "commands and ends in the logs")
         expect(kestrel.find("parseButton")["enabled"] and kestrel.find("splitButton")["enabled"], "ready for more")
@@ -81,25 +95,28 @@ def from_drop_to_clips(desktop, build_folder):
             expect_equal((width, height), (160, 120), f"the size of clip {number}")
             expect(abs(duration - length) <= 2 * FRAME, f"clip {number} lasts {duration} s instead of {length} s")
         expect_equal(checksum(video), source, "the source")
+        expect_equal(kestrel.offspring(), set(), "processes left")
 
-        children = descendants(kestrel.process.pid)
-        expect(not children, f"no process is left: {children}")
+        kestrel.bring_forward("Kestrel")
+        kestrel.click_cell("eventTableView", 1, 1)
+        desktop.press("space", "ctrl+q")  # the viewer has begun to read
+        expect_equal((kestrel.wait_for_end(), kestrel.offspring()), (0, set()), "the end and the processes left")
 
 
 def with_keys_alone(desktop, build_folder):
     with tempfile.TemporaryDirectory() as folder, Kestrel(desktop, build_folder) as kestrel:
         video = pathlib.Path(folder) / "clip.mp4"
-        make_video(video, [1.5] * 3)
-
-        def retime(text, *keys):
-            desktop.press(*keys, "F2")
-            wait_until(lambda: kestrel.find(**{"class": "SegmentTimeField"})["focus"], "the time field")
-            desktop.press("ctrl+a")
-            desktop.type(text)
-            desktop.press("Return")
+        make_video(video, [20, 2, 2], size="640x360")
 
         def rows():
             return kestrel.rows("segmentTableView")
+
+        def retime(text, *keys):
+            desktop.press(*keys, "F2")
+            kestrel.type_time(text)
+
+        def clips():
+            return sorted(path.name for path in pathlib.Path(folder).glob("keys-*"))
 
         kestrel.tab_to("videoPathField")
         desktop.type(str(video))
@@ -107,8 +124,8 @@ def with_keys_alone(desktop, build_folder):
         desktop.press("ctrl+a")
         desktop.type("keys")
         kestrel.tab_to("concurrencyStepper")
-        desktop.press("Down")
-        wait_until(lambda: kestrel.text("concurrencyField") == "2", "two workers")
+        desktop.press("Down", "Down")
+        wait_until(lambda: kestrel.text("concurrencyField") == "1", "one worker")
         kestrel.tab_to("parseButton")
         desktop.press("space")
         kestrel.wait_for_text("statusLabel", "解析完成")
@@ -128,13 +145,44 @@ def with_keys_alone(desktop, build_folder):
         retime("0:0:2", "Right")
         retime("0:0:3", "Right")
         wait_until(lambda: rows()[3][1:] == ["00:00:02.000", "00:00:03.000"], "the manual row's times")
-        desktop.press("ctrl+Home", "shift+space")
-        wait_until(lambda: kestrel.cell("segmentTableView", 0, 0)["checked"] == 0, "the first segment disabled")
+        desktop.press("ctrl+Home", "Down", "shift+space")
+        wait_until(lambda: kestrel.cell("segmentTableView", 1, 0)["checked"] == 0, "the second segment disabled")
+
+        _, start, end = rows()[1]
+        desktop.press("space")
+        wait_until(lambda: kestrel.window(VIEWER), "the viewer")
+        expect(kestrel.find("segmentTableView")["focus"], "the table keeps the focus")
+        desktop.press("shift+Right")
+        wait_until(lambda: rows()[1][1] != start, "the start one second on")
+        desktop.press("Tab")
+
+        def end_is_moved():
+            desktop.press("Left")
+            return rows()[1][2] != end
+        wait_until(end_is_moved, "the end some frames back, once the frames are known")
+        desktop.press("Escape")
+        wait_until(lambda: not kestrel.window(VIEWER), "the viewer's end")
+
         kestrel.tab_to("splitButton")
         desktop.press("space")
-        kestrel.wait_for_text("statusLabel", "分解完成：成功 3 / 3，失败 0。")
-        expect_equal(sorted(path.name for path in pathlib.Path(folder).glob("keys-*")),
-                     [f"keys-0{number}.mp4" for number in (1, 2, 3)], "the files")
+        wait_until(lambda: kestrel.window(OVERVIEW) and "运行中" in job_states(kestrel), "a running job")
+        for child in descendants(kestrel.process.pid):
+            os.kill(child, signal.SIGSTOP)  # it can neither end before the keys come nor obey when told to end
+        expect(not kestrel.window(OVERVIEW)["active"], "the overview takes no focus")
+        use_overview(kestrel)
+        desktop.press("End", "Delete")
+        wait_until(lambda: job_states(kestrel) == ["运行中", "等待", "已停止"], "the last job stopped before its launch")
+        desktop.press("ctrl+period")
+        wait_until(kestrel.alert, "the main window's word about failed jobs")
+        expect_equal((job_states(kestrel), clips(), kestrel.offspring()), (["已停止"] * 3, [], set()),
+                     "states, files and processes")
+        kestrel.bring_forward(kestrel.alert()[2]["title"])
+        desktop.press("Return")
+        wait_until(lambda: not kestrel.alert(), "the end of the alert")
+        use_overview(kestrel)
+        desktop.press("ctrl+r")
+        wait_until(lambda: job_states(kestrel) == ["完成"] * 3, "all jobs run again", seconds=120)
+        expect_equal(clips(), [f"keys-0{number}.mp4" for number in (1, 2, 3)], "the files")
 
 
 if __name__ == "__main__":
