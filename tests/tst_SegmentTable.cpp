@@ -151,6 +151,8 @@ private Q_SLOTS:
         QTest::newRow("Enter commits") << Qt::Key_Return << u"0:0:11"_s << u"00:00:11.000"_s;
         QTest::newRow("Tab commits") << Qt::Key_Tab << u"0:0:11"_s << u"00:00:11.000"_s;
         QTest::newRow("leaving the field commits") << Qt::Key_unknown << u"0:0:11"_s << u"00:00:11.000"_s;
+        QTest::newRow("Space commits") << Qt::Key_Space << u"0:0:11"_s << u"00:00:11.000"_s;
+        QTest::newRow("Space after nonsense") << Qt::Key_Space << u"nonsense"_s << u"00:00:10.000"_s;
         QTest::newRow("Escape does not") << Qt::Key_Escape << u"0:0:11"_s << u"00:00:10.000"_s;
         QTest::newRow("Enter after nonsense") << Qt::Key_Return << u"nonsense"_s << u"00:00:10.000"_s;
         QTest::newRow("Tab after nonsense") << Qt::Key_Tab << u"nonsense"_s << u"00:00:10.000"_s;
@@ -210,16 +212,30 @@ private Q_SLOTS:
     void togglesRows()
     {
         QSignalSpy edited(list(), &SegmentListEditor::edited);
+        const auto enabled = [this] {
+            QString boxes;
+            for (int row = 0; row < 4; ++row)
+                boxes += list()->segments().at(row).isEnabled ? u'x' : u'-';
+            return boxes;
+        };
         clickCell(2, 0);
-        QVERIFY(!list()->segments().at(2).isEnabled);
-        QTest::keyClick(table(), Qt::Key_Space);
-        QVERIFY(list()->segments().at(2).isEnabled);
+        QCOMPARE(enabled(), u"xx-x"_s);
+        clickCell(1, 0);
+        QTest::mouseDClick(viewport(), Qt::LeftButton, {}, table()->visualRect(cell(1, 0)).center());
+        QTest::mouseRelease(viewport(), Qt::LeftButton, {}, table()->visualRect(cell(1, 0)).center());
+        QCOMPARE(enabled(), u"xx-x"_s);
+        QCOMPARE(edited.size(), 3);
         click(table()->visualRect(cell(2, 0)).topLeft() + QPoint(1, 1)); // beside the box
-        QVERIFY(list()->segments().at(2).isEnabled);
-        QCOMPARE(edited.size(), 2);
-        table()->setCurrentIndex(cell(2, SegmentTableModel::startColumn));
-        QTest::keyClick(table(), Qt::Key_Space, Qt::ShiftModifier);
-        QVERIFY(!list()->segments().at(2).isEnabled);
+        QCOMPARE(edited.size(), 3);
+
+        table()->setCurrentIndex(cell(1, 1));
+        table()->selectionModel()->select(cell(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        connect(list(), &SegmentListEditor::edited, table(), &QTableView::clearSelection); // as its window may do
+        for (const QString& boxes : {u"xxxx"_s, u"x--x"_s}) {
+            QTest::keyClick(table(), Qt::Key_Space, Qt::ShiftModifier);
+            QCOMPARE(enabled(), boxes);
+            QCOMPARE(table()->selectionModel()->selectedRows().size(), 2);
+        }
         QVERIFY(!openField());
     }
 

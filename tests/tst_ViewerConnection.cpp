@@ -4,6 +4,7 @@
 #include "Viewer/ViewerWindow.h"
 
 #include <QAction>
+#include <QLineEdit>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -71,6 +72,13 @@ private Q_SLOTS:
         QVERIFY(segment(0).isEnabled); // the box was not meant
         QTest::keyClick(segments, Qt::Key_Space, Qt::ShiftModifier);
         QVERIFY(!segment(0).isEnabled && !isOpen());
+
+        QTest::mouseClick(segments->viewport(), Qt::LeftButton, {},
+                          segments->visualRect(segments->model()->index(0, 1)).center());
+        QTest::keyClick(segments->findChild<QLineEdit*>(), Qt::Key_Space); // not in a time either
+        QVERIFY(isOpen() && segments->hasFocus());
+        QCOMPARE(segment(0).start, 0.0);
+        QTest::keyClick(segments, Qt::Key_Space);
 
         QCOMPARE(segments->contextMenuPolicy(), Qt::ActionsContextMenu);
         QCOMPARE(segments->actions().size(), 1);

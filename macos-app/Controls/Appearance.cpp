@@ -1,14 +1,28 @@
 #include "Controls/Appearance.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QLineEdit>
 
 #include <algorithm>
 #include <cmath>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int monospacedPixelSize = 12;
 constexpr qreal readableContrast = 4.5;
+
+/// In pixels, how far the middle of letters, of Chinese and of Latin ones taken together, lies above that of the line.
+int letterRise(const QFont& font)
+{
+    const QFontMetricsF metrics(font);
+    const qreal lineMiddle = (metrics.descent() - metrics.ascent()) / 2; // from the base line downwards
+    const qreal lettersMiddle =
+        (metrics.tightBoundingRect(u"国"_s).center().y() + metrics.tightBoundingRect(u"H"_s).center().y()) / 2;
+    return static_cast<int>(std::lround(lineMiddle - lettersMiddle));
+}
 
 qreal relativeLuminance(const QColor& color)
 {
@@ -88,4 +102,13 @@ QFont scaledFont(QFont font, qreal factor)
     else
         font.setPixelSize(static_cast<int>(std::lround(font.pixelSize() * factor)));
     return font;
+}
+
+void centerMixedText(QLineEdit* field)
+{
+    const QMargins forPlaceholder = field->textMargins(); // which is centred as labels are
+    const int rise = letterRise(field->font());
+    QObject::connect(field, &QLineEdit::textChanged, field, [=](const QString& text) {
+        field->setTextMargins(text.isEmpty() ? forPlaceholder : forPlaceholder + QMargins(0, rise, 0, -rise));
+    });
 }

@@ -4,6 +4,8 @@
 #include <QFont>
 #include <QPalette>
 
+class QLineEdit;
+
 /// Colours and fonts that QPalette and QFontDatabase have no ready name for, derived from them so that light and dark
 /// appearance both work.
 
@@ -32,3 +34,7 @@
 
 /// `font` with its size multiplied.
 [[nodiscard]] QFont scaledFont(QFont font, qreal factor);
+
+/// Text of Chinese and Latin letters looks centred in the field, whose font and margins are set already. A field by
+/// itself centres the lines of its own font, above which Chinese letters reach because they come from another.
+void centerMixedText(QLineEdit* field);

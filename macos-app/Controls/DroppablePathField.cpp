@@ -51,6 +51,7 @@ DroppablePathField::DroppablePathField(AcceptKind kind, QWidget* parent)
     setFrame(false); // the rounded one is painted here
     setFont(monospacedFont());
     setTextMargins(sideMargin, heightMargin, sideMargin, heightMargin);
+    centerMixedText(this);
 }
 
 void DroppablePathField::dragEnterEvent(QDragEnterEvent* event)
@@ -98,14 +99,15 @@ void DroppablePathField::paintEvent(QPaintEvent* event)
     painter.drawRoundedRect(frame, cornerRadius, cornerRadius);
 
     const QRect textRect = rect().marginsRemoved(textMargins()).adjusted(lineEditMargin, 0, -lineEditMargin, 0);
-    if (hasFocus() || fontMetrics().horizontalAdvance(displayText()) <= textRect.width()) {
+    const QFontMetrics metrics = fontMetrics();
+    if (hasFocus() || metrics.horizontalAdvance(displayText()) <= textRect.width()) {
         painter.end();
         QLineEdit::paintEvent(event);
         return;
     }
     painter.setPen(palette().color(QPalette::Text));
-    painter.drawText(textRect, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                     fontMetrics().elidedText(displayText(), Qt::ElideMiddle, textRect.width()));
+    const int baseLine = textRect.top() + (textRect.height() - metrics.height() + 1) / 2 + metrics.ascent();
+    painter.drawText(textRect.left(), baseLine, metrics.elidedText(displayText(), Qt::ElideMiddle, textRect.width()));
 }
 
 void DroppablePathField::initStyleOption(QStyleOptionFrame* option) const

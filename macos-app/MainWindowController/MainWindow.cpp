@@ -23,6 +23,7 @@
 #include <QGridLayout>
 #include <QRadioButton>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QTableView>
 
 using namespace Qt::StringLiterals;
@@ -147,6 +148,7 @@ void MainWindow::buildUI()
     scrollArea->setFrameShape(QFrame::NoFrame);
     scrollArea->setWidgetResizable(true);
     scrollArea->setWidget(stack);
+    scrollArea->setFocusPolicy(Qt::NoFocus); // it follows the focus
     scrollArea->viewport()->setAutoFillBackground(false);
     stack->setAutoFillBackground(false);
 
@@ -200,6 +202,7 @@ void MainWindow::createPathControls()
 void MainWindow::createSettingControls()
 {
     prefixField = makeTextField(u"输出前缀，例如 my-video"_s, QString());
+    centerMixedText(prefixField);
     cropField = makeTextField(u"1728:910:0:85"_s, QString());
     skipStartField = makeSmallField(u"0"_s, u"0"_s);
     concurrencyField = makeTextField(QString(), u"3"_s);
@@ -259,6 +262,9 @@ QWidget* MainWindow::buildFadeStrategyStack()
         const FadePaddingSettings padding = strategy.defaultPaddingSettings();
         const int position = strategy.position();
         auto* button = new QRadioButton(strategy.displayName());
+        const auto beTabStop = [button](bool isOn) { button->setFocusPolicy(isOn ? Qt::StrongFocus : Qt::ClickFocus); };
+        connect(button, &QRadioButton::toggled, button, beTabStop);
+        beTabStop(false);
         button->setChecked(strategy == FadeRemovalStrategy::defaultValue);
         QLineEdit* leftField = makeSmallField(u"左扩秒"_s, formatFixed(padding.leftSeconds, 2));
         QLineEdit* rightField = makeSmallField(u"右扩秒"_s, formatFixed(padding.rightSeconds, 2));
@@ -313,6 +319,11 @@ void MainWindow::configureEventTable()
     eventTableView->setCornerWidget(new QWidget); // between both scroll bars nothing, not the window's colour
     eventTableView->setItemDelegate(new MonospacedDelegate(eventTableView));
     configureTable(eventTableView, {44, 72, 118, 118, 76, 140}, mostEventColumnWidth);
+    const auto goToRow = [this](int row) { eventTableView->setCurrentIndex(eventTableModel->index(row, 0)); };
+    connect(new QShortcut(Qt::Key_Home, eventTableView, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated,
+            this, [goToRow] { goToRow(0); });
+    connect(new QShortcut(Qt::Key_End, eventTableView, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated,
+            this, [this, goToRow] { goToRow(eventTableModel->rowCount() - 1); });
 }
 
 void MainWindow::configureSegmentTable()
@@ -350,10 +361,11 @@ void MainWindow::nameControls()
     name(prefixField, u"prefixField"_s, u"输出前缀"_s);
     name(cropField, u"cropField"_s, u"画面裁剪"_s);
     name(skipStartField, u"skipStartField"_s, u"跳过检测"_s);
+    for (const FadeStrategyRow& row : fadeStrategyRows) // first, so that Tab comes to the chosen one before all fields
+        name(row.button, u"fadeStrategyButton."_s + row.strategy.rawValue(), row.strategy.displayName());
     for (const FadeStrategyRow& row : fadeStrategyRows) {
         const QString suffix = u'.' + row.strategy.rawValue();
         const QString title = row.strategy.displayName();
-        name(row.button, u"fadeStrategyButton"_s + suffix, title);
         name(row.leftField, u"fadeLeftField"_s + suffix, title + u"：左扩秒"_s);
         name(row.rightField, u"fadeRightField"_s + suffix, title + u"：右扩秒"_s);
     }

@@ -4,6 +4,7 @@
 #include "Controls/SegmentTimeField.h"
 #include "MainWindowController/SegmentTableModel.h"
 
+#include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QShortcut>
@@ -173,7 +174,34 @@ void SegmentTableDelegate::setModelData(QWidget* editor, QAbstractItemModel* mod
 {
     const QString typed = static_cast<SegmentTimeField*>(editor)->text();
     setEditorData(editor, index);
-    model->setData(index, typed, Qt::EditRole);
+    m_lastCommitWasRefused = !model->setData(index, typed, Qt::EditRole);
+}
+
+/// The space bar is no part of a time: it ends the edit and means what it means in the table.
+bool SegmentTableDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    auto* field = qobject_cast<SegmentTimeField*>(watched);
+    if (!field || event->type() != QEvent::KeyPress || static_cast<QKeyEvent*>(event)->key() != Qt::Key_Space)
+        return MonospacedDelegate::eventFilter(watched, event);
+    m_lastCommitWasRefused = false;
+    Q_EMIT commitData(field);
+    Q_EMIT closeEditor(field);
+    if (!m_lastCommitWasRefused)
+        QCoreApplication::sendEvent(m_table, event);
+    return true;
+}
+
+/// All off when all are on, else all on. The selection stays, whatever follows the change.
+void SegmentTableDelegate::toggleSelectedRows()
+{
+    QItemSelectionModel& selectionModel = *m_table->selectionModel();
+    const QItemSelection selection = selectionModel.selection();
+    const QModelIndex current = m_table->currentIndex();
+    QModelIndexList boxes = selectionModel.selectedRows(SegmentTableModel::enabledColumn);
+    if (!selectionModel.isRowSelected(current.row()))
+        boxes = {current.siblingAtColumn(SegmentTableModel::enabledColumn)};
+    static_cast<SegmentTableModel*>(m_table->model())->toggle(boxes);
+    selectionModel.select(selection, QItemSelectionModel::ClearAndSelect);
 }
 
 void SegmentTableDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
@@ -185,30 +213,37 @@ void SegmentTableDelegate::updateEditorGeometry(QWidget* editor, const QStyleOpt
 bool SegmentTableDelegate::editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
                                        const QModelIndex& index)
 {
-    const auto toggle = [&] {
-        const QModelIndex box = index.siblingAtColumn(SegmentTableModel::enabledColumn);
-        const bool wasEnabled = box.data(Qt::CheckStateRole).toInt() == Qt::Checked;
-        return model->setData(box, wasEnabled ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
-    };
-    const bool isEnabledCell = index.column() == SegmentTableModel::enabledColumn;
     if (event->type() == QEvent::KeyPress) {
-        const int key = static_cast<QKeyEvent*>(event)->key();
-        return (key == Qt::Key_Space || key == Qt::Key_Select) && toggle();
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() != Qt::Key_Space)
+            return false;
+        if (key->modifiers() == Qt::ShiftModifier)
+            toggleSelectedRows();
+        else if (key->modifiers() == Qt::ControlModifier)
+            m_table->selectionModel()->select(index, QItemSelectionModel::Toggle | QItemSelectionModel::Rows);
+        return true; // never typed into a time
     }
-    if (event->type() != QEvent::MouseButtonPress && event->type() != QEvent::MouseButtonRelease)
+    const bool isSecondClick = event->type() == QEvent::MouseButtonDblClick; // without a release of its own
+    const bool isClick = isSecondClick || event->type() == QEvent::MouseButtonRelease;
+    if (!isClick && event->type() != QEvent::MouseButtonPress)
         return false;
     const auto* mouse = static_cast<QMouseEvent*>(event);
     const QPoint position = mouse->position().toPoint();
     if (mouse->button() != Qt::LeftButton)
         return false;
+    if (index.column() == SegmentTableModel::enabledColumn) {
+        const QRect box = checkBoxRect(option).adjusted(-checkBoxSlop, -checkBoxSlop, checkBoxSlop, checkBoxSlop);
+        if (!isClick || !box.contains(position))
+            return false;
+        const bool wasEnabled = index.data(Qt::CheckStateRole).toInt() == Qt::Checked;
+        return model->setData(index, wasEnabled ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
+    }
+    if (isSecondClick)
+        return false;
     const bool onDelete = hasDeleteMark(index) && deleteRect(option.rect).contains(position);
-    if (event->type() == QEvent::MouseButtonPress) {
+    if (!isClick) {
         m_deletePressed = onDelete;
         return onDelete;
-    }
-    if (isEnabledCell) {
-        const QRect box = checkBoxRect(option).adjusted(-checkBoxSlop, -checkBoxSlop, checkBoxSlop, checkBoxSlop);
-        return box.contains(position) && toggle();
     }
     if (onDelete && m_deletePressed) {
         Q_EMIT deleteRequested(index.row());

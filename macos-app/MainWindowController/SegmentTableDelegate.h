@@ -31,14 +31,18 @@ public:
                               const QModelIndex& index) const override;
     bool editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
                      const QModelIndex& index) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 Q_SIGNALS:
     /// The user clicked on the "✕" of that manual row, or pressed Delete there.
     void deleteRequested(int row);
 
 private:
+    void toggleSelectedRows();
+
     QTableView* m_table;
     std::optional<int> m_hoveredRow;
+    mutable bool m_lastCommitWasRefused = false;
     bool m_deletePressed = false;
     bool m_clickOpensField = false;
 };

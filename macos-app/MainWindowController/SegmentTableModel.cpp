@@ -42,6 +42,17 @@ SegmentTableModel::SegmentTableModel(SegmentListEditor* list, QObject* parent)
             });
 }
 
+void SegmentTableModel::toggle(const QModelIndexList& cells)
+{
+    QList<int> rows;
+    bool areAllEnabled = true;
+    for (const QModelIndex& cell : cells) {
+        rows.append(cell.row());
+        areAllEnabled = areAllEnabled && m_list->segments().at(cell.row()).isEnabled;
+    }
+    m_list->setEnabled(rows, !areAllEnabled);
+}
+
 int SegmentTableModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : static_cast<int>(m_list->segments().size());

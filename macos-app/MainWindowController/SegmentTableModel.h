@@ -22,6 +22,9 @@ public:
     /// lost then.
     SegmentTableModel(SegmentListEditor* list, QObject* parent);
 
+    /// Disables the rows of these cells when all of them are enabled, else enables them.
+    void toggle(const QModelIndexList& cells);
+
     [[nodiscard]] int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = QModelIndex()) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
