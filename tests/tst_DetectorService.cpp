@@ -93,7 +93,20 @@ private Q_SLOTS:
                                         << u"解析失败：没有\n文件"_s;
         QTest::newRow("standard output instead")
             << QByteArray("printf ' why\\n'; printf ' \\n' >&2; exit 1") << u"解析失败：why"_s;
-        QTest::newRow("nothing at all") << QByteArray("exit 1") << u"解析失败："_s;
+        QTest::newRow("dying in silence")
+            << QByteArray("exit 3") << u"解析失败：检测脚本没有说明原因（退出状态 3）。"_s;
+        QTest::newRow("killed in silence")
+            << QByteArray("kill -9 $$") << u"解析失败：检测脚本没有说明原因（被信号 9 终止）。"_s;
+        QTest::newRow("words that are no UTF-8")
+            << QByteArray("printf '\377' >&2; exit 1") << u"解析失败：检测脚本的说明不是 UTF-8 文本（退出状态 1）。"_s;
+        QTest::newRow("a result that is no UTF-8")
+            << QByteArray("printf '{\377}'") << u"无法解析检测脚本输出：输出不是 UTF-8 文本。"_s;
+        QTest::newRow("100 KB of words") << QByteArray("head -c 100000 /dev/zero | tr '\\0' x >&2; exit 1")
+                                         << u"解析失败："_s + QString(100000, u'x');
+        QTest::newRow("a million words")
+            << QByteArray("seq 1000000 >&2; exit 1")
+            << u"解析失败：1\n2\n3\n4\n5\n6\n……（省略 999977 行）……\n999984\n999985\n999986\n999987\n999988\n999989\n"
+               "999990\n999991\n999992\n999993\n999994\n999995\n999996\n999997\n999998\n999999\n1000000"_s;
         QTest::newRow("undecodable standard error counts as empty")
             << QByteArray("printf 'out'; printf '\\377' >&2; exit 1") << u"解析失败：out"_s;
         QTest::newRow("death by signal after a payload") << QByteArray("printf '{}'; kill -9 $$") << u"解析失败：{}"_s;

@@ -1,5 +1,7 @@
 #include "MainWindowController/AlertQueue.h"
 
+#include "Models/TextExcerpt.h"
+
 #include <QLabel>
 #include <QMessageBox>
 
@@ -7,27 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype mostCharacters = 2000;
-constexpr qsizetype mostLines = 24;
-/// How much of that the end of a long message gets, because programs put their conclusion last.
-constexpr qsizetype quartersForEnd = 3;
 constexpr int textWidth = 360;
-
-/// The message as far as a screen can hold it: of a longer one the beginning and the end.
-QString fittingScreen(QString text)
-{
-    QStringList lines = text.split(u'\n');
-    if (lines.size() > mostLines) {
-        const qsizetype endLines = mostLines * quartersForEnd / 4;
-        lines = lines.first(mostLines - endLines) + QStringList(u"……"_s) + lines.last(endLines);
-        text = lines.join(u'\n');
-    }
-    if (text.size() > mostCharacters) {
-        const qsizetype endCharacters = mostCharacters * quartersForEnd / 4;
-        text = text.first(mostCharacters - endCharacters) + u"\n……\n"_s + text.last(endCharacters);
-    }
-    return text;
-}
 
 /// What outside programs print is no markup, whatever it looks like; and the short title must not make it narrow.
 void showPlainAndWide(QMessageBox* alert, const QString& detail)
@@ -58,7 +40,7 @@ void AlertQueue::openNext()
     m_alert->setAttribute(Qt::WA_DeleteOnClose);
     m_alert->setWindowModality(Qt::WindowModal);
     m_alert->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    showPlainAndWide(m_alert, fittingScreen(m_waiting.takeFirst()));
+    showPlainAndWide(m_alert, excerpt(m_waiting.takeFirst()));
     QObject::connect(m_alert, &QMessageBox::finished, m_window, [this] {
         m_alert = nullptr;
         openNext();

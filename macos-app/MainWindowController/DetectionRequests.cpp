@@ -3,13 +3,17 @@
 #include <QCoreApplication>
 #include <QMutex>
 #include <QPointer>
+#include <QTimer>
 
 #include <memory>
 
 namespace {
 
+/// How long lines are collected of which only the newest is shown.
+constexpr int collectedMilliseconds = 20;
+
 /// Holds the newest line until the main thread comes to fetch it, so that a detector that floods its standard error
-/// fills no event queue.
+/// neither fills the event queue nor keeps the window busy.
 class LatestLine final
 {
 public:
@@ -48,9 +52,11 @@ void DetectionRequests::start(const DetectorService& service, const DetectionReq
         if (!latestLine->put(line))
             return;
         callOnMainThread([self, number, latestLine] {
-            const QString newest = latestLine->take();
-            if (self && self->m_wanted == number)
-                self->onProgress(newest);
+            QTimer::singleShot(collectedMilliseconds, [self, number, latestLine] {
+                const QString newest = latestLine->take();
+                if (self && self->m_wanted == number)
+                    self->onProgress(newest);
+            });
         });
     };
     const auto completion = [self, number, request](const DetectionResult& result) {

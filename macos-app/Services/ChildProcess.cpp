@@ -9,6 +9,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// How soon it is noticed that the last of a child is gone.
@@ -124,6 +126,12 @@ bool ChildProcess::waitForEnd(int milliseconds)
         QThread::msleep(pollMilliseconds);
     pursueEnd();
     return m_group == 0;
+}
+
+QString ChildProcess::endDescription() const
+{
+    const bool wasKilled = m_process.exitStatus() == QProcess::CrashExit; // and its code is the signal's number
+    return wasKilled ? u"被信号 %1 终止"_s.arg(m_process.exitCode()) : u"退出状态 %1"_s.arg(m_process.exitCode());
 }
 
 void ChildProcess::signalAll(int signal) const

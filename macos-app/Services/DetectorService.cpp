@@ -6,9 +6,11 @@
 #include "Services/AppRuntimeError.h"
 #include "Services/ChildProcess.h"
 #include "Services/LineSplitter.h"
+#include "Services/OutputEnds.h"
 
 #include <QThreadPool>
 
+#include <algorithm>
 #include <atomic>
 
 using namespace Qt::StringLiterals;
@@ -19,6 +21,10 @@ namespace {
 constexpr int stopPollMilliseconds = 50;
 /// Requests wait for children instead of computing, so their number is not bound to that of the cores.
 constexpr int mostBackgroundRequests = 64;
+/// Bounds for what a detector prints, so that one that runs wild fills no memory.
+constexpr qsizetype bytesPerMegabyte = qsizetype(1024) * 1024;
+constexpr qsizetype longestLine = qsizetype(64) * 1024;
+constexpr qsizetype longestDocument = 64 * bytesPerMegabyte;
 
 std::atomic<bool> stopRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
@@ -34,27 +40,44 @@ ChildCommand detectorCommand(const RuntimeConfiguration& runtime, const Detectio
     return command;
 }
 
-/// What a detector that has ended has printed.
-struct DetectorOutput
+QString decodedLine(const QByteArray& line)
 {
-    QByteArray output;
-    QByteArray error;
-    bool succeeded = false;
-};
+    const bool mayBeCut = line.size() == longestLine; // within a character
+    return (mayBeCut ? QString::fromUtf8(line) : decodedUtf8OrEmpty(line)).trimmed();
+}
 
-DetectorOutput runDetector(const ChildCommand& command, const DetectorService::ProgressHandler& progress,
-                           const DetectorService::Cancellation& cancellation)
+/// What a detector that failed has said about it: on standard error, else on standard output, else how it ended.
+QString reasonOfFailure(const OutputEnds& error, const OutputEnds& output, const QString& end)
 {
-    DetectorOutput printed;
-    LineSplitter lines([&progress](const QByteArray& line) {
-        const QString text = decodedUtf8OrEmpty(line).trimmed();
-        if (progress && !text.isEmpty())
-            progress(text);
-    });
+    const QString errorText = error.text();
+    const QString text = errorText.isEmpty() ? output.text() : errorText;
+    if (!text.isEmpty())
+        return text;
+    return error.isUtf8() && output.isUtf8() ? u"检测脚本没有说明原因（%1）。"_s.arg(end)
+                                             : u"检测脚本的说明不是 UTF-8 文本（%1）。"_s.arg(end);
+}
+
+/// The document that the detector prints. Throws AppRuntimeError when it fails.
+QByteArray runDetector(const ChildCommand& command, const DetectorService::ProgressHandler& progress,
+                       const DetectorService::Cancellation& cancellation)
+{
+    QByteArray document;
+    OutputEnds output;
+    OutputEnds error;
+    LineSplitter lines(
+        [&progress](const QByteArray& line) {
+            const QString text = decodedLine(line);
+            if (progress && !text.isEmpty())
+                progress(text);
+        },
+        longestLine);
     ChildProcess detector(command);
-    detector.onOutput = [&](const QByteArray& chunk) { printed.output += chunk; };
+    detector.onOutput = [&](const QByteArray& chunk) {
+        output.append(chunk);
+        document.append(chunk.constData(), std::min(chunk.size(), longestDocument + 1 - document.size()));
+    };
     detector.onErrorOutput = [&](const QByteArray& chunk) {
-        printed.error += chunk;
+        error.append(chunk);
         lines.append(chunk);
     };
     detector.start();
@@ -63,16 +86,27 @@ DetectorOutput runDetector(const ChildCommand& command, const DetectorService::P
             detector.stop();
     }
     lines.finish();
-    printed.succeeded = detector.succeeded();
-    return printed;
+    if (!detector.succeeded())
+        throw AppRuntimeError::detectorFailed(u"解析失败："_s +
+                                              reasonOfFailure(error, output, detector.endDescription()));
+    return document;
 }
 
-DetectorPayload decodeOutput(const QString& output)
+[[noreturn]] void refuseOutput(const QString& reason)
 {
+    throw AppRuntimeError::invalidDetectorOutput(u"无法解析检测脚本输出："_s + reason);
+}
+
+DetectorPayload decodeDocument(const QByteArray& document)
+{
+    if (document.size() > longestDocument)
+        refuseOutput(u"输出超过 %1 MB。"_s.arg(longestDocument / bytesPerMegabyte));
+    if (!document.isValidUtf8())
+        refuseOutput(u"输出不是 UTF-8 文本。"_s);
     try {
-        return decodePayload(output.toUtf8());
+        return decodePayload(document);
     } catch (const PayloadDecodingError& error) {
-        throw AppRuntimeError::invalidDetectorOutput(u"无法解析检测脚本输出："_s + error.description());
+        refuseOutput(error.description());
     }
 }
 
@@ -111,14 +145,8 @@ DetectorPayload DetectorService::detectSync(const DetectionRequest& request, con
                                             const Cancellation& cancellation) const
 {
     if (stopRequested)
-        throw AppRuntimeError::detectorFailed(u"解析失败："_s);
-    const DetectorOutput printed = runDetector(detectorCommand(m_runtime, request), progress, cancellation);
-    if (!printed.succeeded) {
-        const QString errorText = decodedUtf8OrEmpty(printed.error).trimmed();
-        throw AppRuntimeError::detectorFailed(
-            u"解析失败："_s + (errorText.isEmpty() ? decodedUtf8OrEmpty(printed.output).trimmed() : errorText));
-    }
-    return decodeOutput(decodedUtf8OrEmpty(printed.output));
+        throw AppRuntimeError::detectorFailed(u"解析失败：程序正在退出。"_s);
+    return decodeDocument(runDetector(detectorCommand(m_runtime, request), progress, cancellation));
 }
 
 void DetectorService::detect(const DetectionRequest& request, const ProgressHandler& progress,

@@ -1,16 +1,22 @@
 #include "Services/LineSplitter.h"
 
+#include <algorithm>
 #include <utility>
 
 void LineSplitter::append(const QByteArray& chunk)
 {
     qsizetype start = 0;
     for (qsizetype end = chunk.indexOf('\n'); end >= 0; end = chunk.indexOf('\n', start)) {
-        m_pending.append(chunk.constData() + start, end - start);
+        extendLine(chunk.constData() + start, end - start);
         m_lineHandler(std::exchange(m_pending, QByteArray()));
         start = end + 1;
     }
-    m_pending.append(chunk.constData() + start, chunk.size() - start);
+    extendLine(chunk.constData() + start, chunk.size() - start);
+}
+
+void LineSplitter::extendLine(const char* bytes, qsizetype count)
+{
+    m_pending.append(bytes, std::min(count, m_longestLine - m_pending.size()));
 }
 
 void LineSplitter::finish()

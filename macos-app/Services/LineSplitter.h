@@ -3,14 +3,18 @@
 #include <QByteArray>
 
 #include <functional>
+#include <limits>
 
 /// Cuts a stream of bytes that arrives in chunks into lines. Only a line feed ends a line; it is not part of it.
-/// The cost is linear in the bytes, however the chunks fall.
+/// The cost is linear in the bytes, however the chunks fall. Of a line that is longer than `longestLine` that much is
+/// handed over.
 class LineSplitter final
 {
 public:
-    explicit LineSplitter(std::function<void(const QByteArray&)> lineHandler)
+    explicit LineSplitter(std::function<void(const QByteArray&)> lineHandler,
+                          qsizetype longestLine = std::numeric_limits<qsizetype>::max())
         : m_lineHandler(std::move(lineHandler))
+        , m_longestLine(longestLine)
     {}
 
     void append(const QByteArray& chunk);
@@ -18,6 +22,9 @@ public:
     void finish();
 
 private:
+    void extendLine(const char* bytes, qsizetype count);
+
     std::function<void(const QByteArray&)> m_lineHandler;
+    qsizetype m_longestLine;
     QByteArray m_pending;
 };
