@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -118,6 +119,15 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, body);
         QTEST(outcome(body), "message");
+    }
+
+    void videoThatIsNoFile()
+    {
+        const QString fifo = m_directory.filePath(u"fifo"_s);
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        const DetectorService service(runtimeWith(answer));
+        for (const QString& path : {fifo, u"/dev/zero"_s})
+            QVERIFY_THROWS_EXCEPTION(AppRuntimeError, (void)service.detectSync({FileURL(path)}));
     }
 
     void interpreterThatCannotBeStarted()

@@ -170,6 +170,14 @@ private Q_SLOTS:
         QCOMPARE(m_test->status(), statusBefore);
     }
 
+    void refusesToParseAFolder()
+    {
+        m_test->chooseVideo(m_test->folder.path());
+        click(window().parseButton);
+        QCOMPARE(m_test->takeAlert(),
+                 u"请先选择视频文件，或直接拖入视频。\n现在填写的是一个文件夹，请选择其中的视频。"_s);
+    }
+
     void parses()
     {
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, "progress(' 50 % '); wait('go'); " + QByteArray(twoScenes)));

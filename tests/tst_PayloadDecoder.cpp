@@ -55,6 +55,9 @@ private Q_SLOTS:
         QCOMPARE(decodePayload(replaced("keep_segments", "keepSegments")), expected);
         QCOMPARE(decodePayload(replaced("fade_removal_profile", "fadeRemovalProfile")), expected);
         QCOMPARE(decodePayload(replaced("keep_segments", "keep__segments")), expected);
+        QCOMPARE(decodePayload(replaced("\"start\": 0,", "\"start\": 1e-400,")), expected);
+        QCOMPARE(decodePayload(replaced("-1,", "-9223372036854775808,")).keepSegments[0].index,
+                 std::numeric_limits<qint64>::min());
     }
 
     void absentProfileAndEmptyLists()
@@ -81,6 +84,7 @@ private Q_SLOTS:
         QTest::newRow("mistyped profile") << replaced("\"extreme\"", "3") << u"fade_removal_profile"_s;
         QTest::newRow("fraction for an index") << replaced("-1,", "3.5,") << u"keep_segments[0].index"_s;
         QTest::newRow("2^63") << replaced("9223372036854775807", "9223372036854775808") << u"events[0].index"_s;
+        QTest::newRow("-2^63 - 1") << replaced("-1,", "-9223372036854775809,") << u"keep_segments[0].index"_s;
         QTest::newRow("list as object") << replaced("\"events\": [", "\"events\": {}, \"x\": [") << u"events"_s;
         QTest::newRow("element no object")
             << replaced("{\"index\": -1, \"start\": 0, \"end\": 1.5, \"duration\": 1.5}", "17")

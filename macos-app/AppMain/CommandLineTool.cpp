@@ -25,24 +25,27 @@ void noteSignal(int signal)
     DetectorService::stopAll();
 }
 
-/// While it lives, an interrupt or a termination request ends the detector first and then this process, by the same
-/// signal.
+/// While it lives, a signal to end reaches the detector first and then this process.
 class DetectorEndsWithUs final
 {
 public:
-    DetectorEndsWithUs()
-    {
-        std::signal(SIGINT, noteSignal);
-        std::signal(SIGTERM, noteSignal);
-    }
+    DetectorEndsWithUs() { setHandlers(noteSignal); }
     ~DetectorEndsWithUs()
     {
-        std::signal(SIGINT, SIG_DFL);
-        std::signal(SIGTERM, SIG_DFL);
+        setHandlers(SIG_DFL);
         if (receivedSignal != 0)
             std::raise(receivedSignal);
     }
     Q_DISABLE_COPY_MOVE(DetectorEndsWithUs)
+
+private:
+    static void setHandlers(void (*handler)(int))
+    {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            if (std::signal(signal, handler) == SIG_IGN && signal == SIGHUP) // as nohup wants it
+                std::signal(signal, SIG_IGN);
+        }
+    }
 };
 
 void printLine(const char* key, const QByteArray& value)

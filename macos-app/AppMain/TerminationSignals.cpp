@@ -23,6 +23,10 @@ void setHandlers(void (*handler)(int))
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
+    struct sigaction inherited = {};
+    ::sigaction(SIGHUP, nullptr, &inherited);
+    if (inherited.sa_handler != SIG_IGN) // as nohup wants it
+        ::sigaction(SIGHUP, &action, nullptr);
 }
 
 } // namespace

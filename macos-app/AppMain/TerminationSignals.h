@@ -6,7 +6,8 @@
 #include <functional>
 #include <optional>
 
-/// Hands SIGINT and SIGTERM to the event loop while it lives; afterwards they are ignored, because the program ends.
+/// Hands SIGINT, SIGTERM and SIGHUP to the event loop while it lives; afterwards they are ignored, because the program
+/// ends. A SIGHUP that was ignored from the start stays so.
 /// At most one object at a time.
 class TerminationSignals final
 {

@@ -294,7 +294,9 @@ std::optional<QString> MainWindowController::validateInputs() const
 void MainWindowController::parseVideo()
 {
     if (!list().videoURL) {
-        showError(u"请先选择视频文件，或直接拖入视频。"_s);
+        const bool isFolder = QFileInfo(m_window->videoPathField->text().trimmed()).isDir();
+        showError(u"请先选择视频文件，或直接拖入视频。"_s +
+                  (isFolder ? u"\n现在填写的是一个文件夹，请选择其中的视频。"_s : QString()));
         return;
     }
     if (const auto message = validateInputs()) {

@@ -1,6 +1,25 @@
 #include "Models/JsonStrictness.h"
 
+#include "Models/NumberText.h"
+
 namespace {
+
+/// Gives a number at which Qt's parser fails another form of the same length: 0 for one too small, at which it stops,
+/// and the next number below -2^63 for a whole one that it would round to that and take for 64 bits.
+void correctNumber(QByteArray& json, qsizetype begin, qsizetype end)
+{
+    const QByteArray number = json.mid(begin, end - begin);
+    const bool isWhole = !number.contains('.') && !number.contains('e') && !number.contains('E');
+    if (isWhole && number.size() < 20)
+        return;
+    const double value = parseDecimal(QString::fromLatin1(number)).value_or(1);
+    bool fits = false;
+    std::ignore = number.toLongLong(&fits);
+    if (value == 0)
+        json.replace(begin, number.size(), QByteArray("0").leftJustified(number.size()));
+    else if (isWhole && !fits && value == -0x1p63)
+        json.replace(begin, number.size(), "-9223372036854777856");
+}
 
 bool isDigit(char byte)
 {
@@ -43,16 +62,16 @@ std::optional<qsizetype> endOfNumber(QByteArrayView json, qsizetype position)
 
 } // namespace
 
-std::optional<qsizetype> firstLenientByte(QByteArrayView json)
+std::optional<qsizetype> correctForQt(QByteArray& json)
 {
     bool insideString = false;
     qsizetype position = 0;
     while (position < json.size()) {
-        const char byte = json[position];
+        const char byte = json.at(position);
         if (insideString) {
             if (static_cast<unsigned char>(byte) < 0x20)
                 return position;
-            if (byte == '\\' && ++position < json.size() && !QByteArrayView("\"\\/bfnrtu").contains(json[position]))
+            if (byte == '\\' && ++position < json.size() && !QByteArrayView("\"\\/bfnrtu").contains(json.at(position)))
                 return position;
             insideString = byte != '"';
             ++position;
@@ -60,6 +79,7 @@ std::optional<qsizetype> firstLenientByte(QByteArrayView json)
             const auto end = endOfNumber(json, position);
             if (!end)
                 return position;
+            correctNumber(json, position, *end);
             position = *end;
         } else if (byte == '.' || byte == '+') {
             return position;

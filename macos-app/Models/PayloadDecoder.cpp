@@ -170,17 +170,18 @@ QString positionText(const QByteArray& json, qsizetype offset)
     return u"第 %1 行第 %2 列"_s.arg(before.count('\n') + 1).arg(before.size() - lineStart + 1);
 }
 
-QJsonObject parseObject(const QByteArray& json)
+QJsonObject parseObject(QByteArray json)
 {
     if (json.trimmed().isEmpty())
         throw PayloadDecodingError(u"输出为空。"_s);
+    const auto lenientByte = correctForQt(json);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError)
         throw PayloadDecodingError(u"不是有效的 JSON（"_s + positionText(json, error.offset) + u"："_s +
                                    error.errorString() + u"）。"_s);
-    if (const auto offset = firstLenientByte(json))
-        throw PayloadDecodingError(u"不是有效的 JSON（"_s + positionText(json, *offset) +
+    if (lenientByte)
+        throw PayloadDecodingError(u"不是有效的 JSON（"_s + positionText(json, *lenientByte) +
                                    u"：数字、转义或控制字符的写法不合规范）。"_s);
     if (!document.isObject())
         throw PayloadDecodingError(u"顶层应为对象，实际是数组。"_s);

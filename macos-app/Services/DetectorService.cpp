@@ -8,10 +8,12 @@
 #include "Services/LineSplitter.h"
 #include "Services/OutputEnds.h"
 
+#include <QFile>
 #include <QThreadPool>
 
 #include <algorithm>
 #include <atomic>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -28,6 +30,16 @@ constexpr qsizetype longestDocument = 64 * bytesPerMegabyte;
 
 std::atomic<bool> stopRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
+/// Reading these would wait for somebody who writes, perhaps for ever.
+void refuseWhatIsNoFile(const FileURL& video)
+{
+    struct stat status = {};
+    if (::stat(QFile::encodeName(video.path()).constData(), &status) != 0)
+        return; // the detector's to tell
+    if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || S_ISCHR(status.st_mode))
+        throw AppRuntimeError::detectorFailed(u"解析失败：视频路径是管道、套接字或字符设备，不是文件。"_s);
+}
 
 ChildCommand detectorCommand(const RuntimeConfiguration& runtime, const DetectionRequest& request)
 {
@@ -146,6 +158,7 @@ DetectorPayload DetectorService::detectSync(const DetectionRequest& request, con
 {
     if (stopRequested)
         throw AppRuntimeError::detectorFailed(u"解析失败：程序正在退出。"_s);
+    refuseWhatIsNoFile(request.videoURL);
     return decodeDocument(runDetector(detectorCommand(m_runtime, request), progress, cancellation));
 }
 

@@ -17,5 +17,6 @@ std::optional<FileIdentity> FileIdentity::of(const FileURL& url)
     return FileIdentity{.device = static_cast<quint64>(status.st_dev),
                         .inode = static_cast<quint64>(status.st_ino),
                         .size = static_cast<qint64>(status.st_size),
-                        .modificationNanoseconds = qint64(modified.tv_sec) * 1'000'000'000 + modified.tv_nsec};
+                        .modificationSeconds = modified.tv_sec,
+                        .modificationNanoseconds = modified.tv_nsec};
 }

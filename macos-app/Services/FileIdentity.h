@@ -11,7 +11,8 @@ struct FileIdentity
     quint64 device = 0;
     quint64 inode = 0;
     qint64 size = 0;
-    qint64 modificationNanoseconds = 0;
+    qint64 modificationSeconds = 0;
+    qint64 modificationNanoseconds = 0; ///< of the second
 
     /// Follows links. Nothing when the path names no file or folder that can be asked.
     [[nodiscard]] static std::optional<FileIdentity> of(const FileURL& url);

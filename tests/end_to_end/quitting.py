@@ -97,7 +97,7 @@ def idle_quits_at_once(desktop, build_folder):
         with Kestrel(desktop, build_folder) as kestrel:
             desktop.press(keys)
             expect_clean_end(kestrel)
-    for name in ("SIGINT", "SIGTERM"):
+    for name in ("SIGINT", "SIGTERM", "SIGHUP"):
         with Kestrel(desktop, build_folder) as kestrel:
             send(kestrel.process, name)
             expect_clean_end(kestrel)
