@@ -38,3 +38,16 @@ core_count() {
 cpp_sources() {
     (cd "$project" && find macos-app tests campaigns bench fuzz -name '*.cpp' -print0 -o -name '*.h' -print0)
 }
+
+# Builds the program and runs one of the campaigns against it. Small disks and a false ffmpeg are mounted where nobody
+# else sees them.
+run_campaign() {
+    local name=$1 own_mounts=(unshare --mount)
+    shift
+    "$project/scripts/install-dependencies" test
+    cd "$project"
+    [ -e build/dev/build.ninja ] || cmake --preset dev
+    cmake --build --preset dev --target kestrel kestrelinspector drag_source
+    [ "$(id -u)" = 0 ] || own_mounts+=(--map-root-user)
+    PYTHONPATH=tests/end_to_end exec "${own_mounts[@]}" python3 "campaigns/$name.py" build/dev "$@"
+}

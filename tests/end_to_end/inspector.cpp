@@ -97,10 +97,11 @@ QJsonObject describeWidget(const QWidget* widget)
     return description;
 }
 
-QJsonObject describeWindow(const QWidget* window)
+QJsonObject describeWindow(const QWidget* window, const QString& name)
 {
+    const auto* alert = qobject_cast<const QMessageBox*>(window);
     QJsonArray widgets{describeWidget(window)};
-    for (const QWidget* widget : window->findChildren<QWidget*>()) {
+    for (const QWidget* widget : window->findChildren<QWidget*>(alert || name.isEmpty() ? QString() : name)) {
         if (widget->isVisible() && widget->window() == window)
             widgets.append(describeWidget(widget));
     }
@@ -109,24 +110,25 @@ QJsonObject describeWindow(const QWidget* window)
                             {u"active"_s, window->isActiveWindow()},
                             {u"frame"_s, rectangle(window->frameGeometry())},
                             {u"widgets"_s, widgets}};
-    if (const auto* alert = qobject_cast<const QMessageBox*>(window)) {
+    if (alert) {
         description.insert(u"alert"_s, alert->text());
         description.insert(u"detail"_s, alert->informativeText());
     }
     return description;
 }
 
-QByteArray describeWindows()
+QByteArray describeWindows(const QString& name)
 {
     QJsonArray windows;
     for (const QWidget* window : QApplication::topLevelWidgets()) {
         if (window->isVisible())
-            windows.append(describeWindow(window));
+            windows.append(describeWindow(window, name));
     }
     return QJsonDocument(windows).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/// Answers every line that it is sent with one line that describes all open windows.
+/// Answers every line that it is sent with one line that describes all open windows: alerts whole, of the others the
+/// controls of the name that the line is, or all when it is empty.
 class Inspector final : public QLocalServer
 {
 public:
@@ -136,8 +138,8 @@ public:
             QLocalSocket* client = nextPendingConnection();
             connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
             connect(client, &QLocalSocket::readyRead, client, [client] {
-                for (; client->canReadLine(); client->readLine())
-                    client->write(describeWindows());
+                while (client->canReadLine())
+                    client->write(describeWindows(QString::fromUtf8(client->readLine().trimmed())));
             });
         });
         listen(socketPath);

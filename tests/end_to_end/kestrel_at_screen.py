@@ -19,6 +19,7 @@ import uuid
 PATIENCE_SECONDS = 30
 ANSWER_SECONDS = 120  # a window with very many rows takes its time to describe
 SCREEN = (1800, 1000)
+NO_CONTROL = "-"  # asks for windows alone, which costs the program least
 
 
 class Failure(Exception):
@@ -120,13 +121,13 @@ class Kestrel:
     def __init__(self, desktop, build_folder, executable=None, environment=None):
         self.desktop = desktop
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrel-"))
-        self._socket_path = self.folder / "inspector"
+        self.socket_path = self.folder / "inspector"
         self._mark = f"KESTREL_UNDER_TEST={uuid.uuid4().hex}"
         self._drag_source = build_folder / "tests" / "drag_source"
         self.process = subprocess.Popen(
             [executable or build_folder / "bin" / "kestrel"], cwd=self.folder, env={
                 **desktop.environment, "QT_QPA_PLATFORM": "xcb", "QT_PLUGIN_PATH": str(build_folder / "tests/plugins"),
-                "QT_QPA_GENERIC_PLUGINS": f"kestrelinspector:{self._socket_path}", **(environment or {}),
+                "QT_QPA_GENERIC_PLUGINS": f"kestrelinspector:{self.socket_path}", **(environment or {}),
                 **dict([self._mark.split("=")])})
         self._socket = socket.socket(socket.AF_UNIX)
         wait_until(self._connect, "the program's start")
@@ -147,7 +148,7 @@ class Kestrel:
     def _connect(self):
         expect(self.process.poll() is None, "the program ended at its start")
         with contextlib.suppress(OSError):
-            self._socket.connect(str(self._socket_path))
+            self._socket.connect(str(self.socket_path))
             return True
 
     def offspring(self):
@@ -161,9 +162,10 @@ class Kestrel:
 
     # What is to be seen
 
-    def windows(self):
+    def windows(self, control=""):
+        """All windows, each with its controls of this name or with all; alerts always with all."""
         try:
-            self._socket.sendall(b"?\n")
+            self._socket.sendall(f"{control}\n".encode())
             answer = self._answers.readline()
         except OSError:
             answer = ""
@@ -171,15 +173,15 @@ class Kestrel:
         return json.loads(answer)
 
     def window(self, title):
-        return next((window for window in self.windows() if window["title"] == title), None)
+        return next((window for window in self.windows(NO_CONTROL) if window["title"] == title), None)
 
     def alert(self):
         """The open alert or question as its two texts and its window, or nothing."""
-        window = next((window for window in self.windows() if "alert" in window), None)
+        window = next((window for window in self.windows(NO_CONTROL) if "alert" in window), None)
         return window and (window["alert"], window["detail"], window)
 
     def find(self, name=None, window="Kestrel", **properties):
-        for candidate in self.windows():
+        for candidate in self.windows(name or ""):
             if "alert" in candidate and candidate["title"] == window == "Kestrel" and name:
                 continue
             if candidate["title"] == window:
