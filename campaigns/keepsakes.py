@@ -36,6 +36,16 @@ def make_older_clip(path, clip):
     path.write_bytes(clip.read_bytes() + uuid.uuid4().bytes)
 
 
+def count_pictures(path):
+    """Those of a clip that can be decoded; none where anything is wrong."""
+    answer = subprocess.run(["ffprobe", "-v", "error", "-count_frames", "-select_streams", "v", "-show_entries",
+                             "stream=nb_read_frames", "-of", "json", str(path)], check=False, capture_output=True,
+                            text=True)
+    if answer.returncode or answer.stderr:
+        return 0
+    return int(json.loads(answer.stdout)["streams"][0]["nb_read_frames"])
+
+
 class CompleteClips:
     """Knows which files are whole clips of a length; each content is looked at once."""
 
@@ -48,18 +58,8 @@ class CompleteClips:
             return False
         content = checksum(path)
         if content not in self._known:
-            self._known[content] = self._count(path) == self._pictures
+            self._known[content] = count_pictures(path) == self._pictures
         return self._known[content]
-
-    @staticmethod
-    def _count(path):
-        """The pictures that can be decoded, none where anything is wrong."""
-        answer = subprocess.run(["ffprobe", "-v", "error", "-count_frames", "-select_streams", "v", "-show_entries",
-                                 "stream=nb_read_frames", "-of", "json", str(path)], check=False, capture_output=True,
-                                text=True)
-        if answer.returncode or answer.stderr:
-            return 0
-        return int(json.loads(answer.stdout)["streams"][0]["nb_read_frames"])
 
 
 class OlderClips:

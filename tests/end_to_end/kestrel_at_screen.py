@@ -55,8 +55,8 @@ class Desktop:
     def __enter__(self):
         self._ended = contextlib.ExitStack()
         reading, writing = os.pipe()
-        self._start(["Xvfb", "-displayfd", str(writing), "-nolisten", "tcp", "-screen", "0",
-                     f"{self.screen[0]}x{self.screen[1]}x24"], pass_fds=[writing])
+        self.server = self._start(["Xvfb", "-displayfd", str(writing), "-nolisten", "tcp", "-screen", "0",
+                                   f"{self.screen[0]}x{self.screen[1]}x24"], pass_fds=[writing])
         os.close(writing)
         with os.fdopen(reading) as numbers:
             self.display = ":" + numbers.readline().strip()
