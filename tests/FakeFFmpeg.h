@@ -1,16 +1,25 @@
 #pragma once
 
 #include "FakeTool.h"
-#include "Models/FFmpegJob.h"
+#include "Jobs/SplitJob.h"
 #include "Services/RuntimeConfiguration.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <sys/stat.h>
 
 /// Milliseconds to wait for what must happen, however busy the machine is.
 inline constexpr int patience = 120'000;
+
+/// Whether jobs that were given up still run.
+inline bool givenUpJobsRun()
+{
+    const QObjectList& children = QCoreApplication::instance()->children();
+    return std::any_of(children.begin(), children.end(),
+                       [](const QObject* child) { return dynamic_cast<const SplitJob*>(child); });
+}
 
 /// A shell script in place of ffmpeg, and a folder for what it writes, which goes with the test. In the script
 /// `$output` is the last argument, the file to write.

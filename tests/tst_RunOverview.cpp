@@ -9,9 +9,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QLabel>
-#include <QProcess>
 #include <QProgressBar>
-#include <QStandardPaths>
 #include <QTableView>
 #include <QTest>
 
@@ -76,115 +74,18 @@ private:
     int m_concurrency;
 };
 
-RuntimeConfiguration realFFmpeg()
-{
-    const FileURL ffmpeg(QStandardPaths::findExecutable(u"ffmpeg"_s));
-    return {ffmpeg, ffmpeg, ffmpeg};
-}
-
-void runTool(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(u"ffmpeg"_s, QStringList{u"-v"_s, u"error"_s, u"-y"_s} + arguments);
-    QVERIFY(process.waitForFinished(-1) && process.exitCode() == 0);
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-}
-
 } // namespace
 
 class RunOverviewTest final : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_folder;
-
-    [[nodiscard]] FFmpegJob job(const QString& source, double start, double duration, const QString& output) const
-    {
-        return {1, FileURL(m_folder.filePath(source)), FileURL(m_folder.filePath(output)), start, duration, {}};
-    }
-
 private Q_SLOTS:
-    void initTestCase()
-    {
-        const QString good = m_folder.filePath(u"good.mp4"_s);
-        runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=320x180:rate=25:duration=12"_s, u"-f"_s, u"lavfi"_s,
-                 u"-i"_s, u"sine=duration=12"_s, u"-g"_s, u"100"_s, u"-movflags"_s, u"+faststart"_s, good});
-        QByteArray content = contentOf(good);
-        writeFile(m_folder.filePath(u"truncated.mp4"_s), content.first(content.size() * 6 / 10));
-        for (qsizetype i = content.size() / 2; i < content.size() / 2 + 20'000; ++i)
-            content[i] = static_cast<char>(i * 7919 >> 3);
-        writeFile(m_folder.filePath(u"damaged.mp4"_s), content);
-        runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=160x90:rate=25:duration=12"_s, u"-vf"_s,
-                 u"select=lt(t\\,6)+not(mod(n\\,12))"_s, u"-vsync"_s, u"vfr"_s, m_folder.filePath(u"varying.mp4"_s)});
-        runTool({u"-i"_s, good, u"-c:v"_s, u"mpeg2video"_s, u"-c:a"_s, u"mp2"_s, m_folder.filePath(u"good.mpg"_s)});
-        runTool({u"-i"_s, good, u"-an"_s, u"-c"_s, u"copy"_s, m_folder.filePath(u"silent.ts"_s)});
-    }
-
     void cleanup()
     {
         for (QWidget* window : QApplication::topLevelWidgets())
             window->close();
-        QTRY_VERIFY(qApp->findChildren<QProcess*>().isEmpty());
-    }
-
-    void realClipsAreVerified_data()
-    {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<double>("start");
-        QTest::addColumn<double>("duration");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<QString>("state");
-        QTest::addColumn<QString>("remark");
-        QTest::newRow("whole") << u"good.mp4"_s << 1.33 << 2.5 << u"o.mp4"_s << u"完成"_s << u""_s;
-        QTest::newRow("up to the end") << u"good.mp4"_s << 11.0 << 5.0 << u"o.mp4"_s << u"完成"_s << u""_s;
-        QTest::newRow("varying frame rate without sound")
-            << u"varying.mp4"_s << 6.5 << 4.0 << u"o.mp4"_s << u"完成"_s << u""_s;
-        QTest::newRow("sound cut by the seek")
-            << u"good.mpg"_s << 4.9 << 1.1 << u"o.mpg"_s << u"完成"_s << u"Error while decoding stream"_s;
-        QTest::newRow("a stream from its beginning")
-            << u"silent.ts"_s << 0.0 << 3.0 << u"o.mp4"_s << u"完成"_s << u""_s;
-        QTest::newRow("pictures lost by the seek")
-            << u"silent.ts"_s << 5.0 << 5.0 << u"o.mp4"_s << u"可疑"_s << u"，应为 5.000s"_s;
-        QTest::newRow("beyond the end") << u"good.mp4"_s << 20.0 << 2.0 << u"o.mp4"_s << u"可疑"_s
-                                        << u"没有写出任何画面"_s;
-        QTest::newRow("across the truncation")
-            << u"truncated.mp4"_s << 5.0 << 9.0 << u"o.mp4"_s << u"可疑"_s << u"，应为 7.0"_s;
-        QTest::newRow("after the truncation")
-            << u"truncated.mp4"_s << 10.0 << 1.0 << u"o.mp4"_s << u"可疑"_s << u"没有写出任何画面"_s;
-        QTest::newRow("damaged middle") << u"damaged.mp4"_s << 4.0 << 5.0 << u"o.mp4"_s << u"可疑"_s
-                                        << u"ffmpeg 报告了错误："_s;
-        QTest::newRow("no such source") << u"none.mp4"_s << 0.0 << 1.0 << u"o.mp4"_s << u"失败"_s
-                                        << u"No such file or directory"_s;
-        QTest::newRow("no file to read") << u"good.mp4"_s << 0.0 << 1.0 << u"null.mp4"_s << u"可疑"_s
-                                         << u"输出文件不存在或无法读取"_s;
-    }
-
-    void realClipsAreVerified()
-    {
-        QFETCH(QString, source);
-        QFETCH(double, start);
-        QFETCH(double, duration);
-        QFETCH(QString, output);
-        QFETCH(QString, remark);
-        QFile::link(u"/dev/null"_s, m_folder.filePath(u"null.mp4"_s));
-        Splits splits(realFFmpeg(), 1);
-        splits.run({job(source, start, duration, output)});
-        QTRY_COMPARE_WITH_TIMEOUT(splits.finishes.size(), 1, 60'000);
-        QTEST(splits.states(), "state");
-        const QString shown = splits.column(RunTableModel::remarkColumn);
-        QVERIFY2(remark.isEmpty() ? shown.isEmpty() : shown.contains(remark), qPrintable(shown));
-        QVERIFY(splits.finishes.first().startsWith(splits.states() == u"失败" ? u"0 1" : u"1 0"));
+        QTRY_VERIFY(!givenUpJobsRun());
     }
 
     /// One lane. Job 1 is stopped while it runs, 2 dies, 3 is stopped before its launch, 4 ends well.

@@ -109,7 +109,7 @@ private Q_SLOTS:
         m_coordinator.reset();
         for (QWidget* window : workerWindows())
             window->close();
-        QTRY_VERIFY_WITH_TIMEOUT(workerWindows().isEmpty() && qApp->findChildren<QProcess*>().isEmpty(), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(workerWindows().isEmpty() && !givenUpJobsRun(), patience);
     }
 
     /// Five clips by three workers, every other one cropped.

@@ -39,21 +39,24 @@ std::optional<double> expectedLength(const FFmpegJob& job, const FFmpegReport& r
 
 } // namespace
 
-std::optional<QString> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& report, std::optional<qint64> fileSize)
+std::optional<ClipDoubt> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& report,
+                                        std::optional<qint64> fileSize, ClipContent content)
 {
     if (!fileSize)
-        return u"输出文件不存在或无法读取"_s;
+        return ClipDoubt{u"输出文件不存在或无法读取"_s, true};
     if (*fileSize == 0)
-        return u"输出文件是空的"_s;
+        return ClipDoubt{u"输出文件是空的"_s, true};
     const bool isEmpty = report.frames ? *report.frames == 0 : report.length().value_or(0) <= 0;
     if (isEmpty)
-        return u"没有写出任何画面"_s;
+        return ClipDoubt{u"没有写出任何画面"_s, true};
+    if (content == ClipContent::broken)
+        return ClipDoubt{u"片段无法播放"_s, true};
     const double written = picturesTellLength(report) ? static_cast<double>(*report.frames) / *report.frameRate
                                                       : report.length().value_or(0);
     const double frame = report.frameRate ? 1 / *report.frameRate : usualLongestFrame;
     if (const auto expected = expectedLength(job, report); expected && written < *expected - frame - tolerance)
-        return u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(written), formatShortSeconds(*expected));
+        return ClipDoubt{u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(written), formatShortSeconds(*expected))};
     if (!report.fault.isEmpty())
-        return u"ffmpeg 报告了错误："_s + report.fault;
+        return ClipDoubt{u"ffmpeg 报告了错误："_s + report.fault};
     return std::nullopt;
 }

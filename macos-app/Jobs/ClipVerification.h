@@ -1,9 +1,18 @@
 #pragma once
 
+#include "Jobs/ClipContent.h"
 #include "Models/FFmpegJob.h"
 #include "Models/FFmpegOutputReader.h"
 
-/// Why the clip of a job that ffmpeg ended with success is not what was asked for, in words for the user; nothing when
-/// there is no reason. `fileSize` is in bytes, absent when the file cannot be read.
-[[nodiscard]] std::optional<QString> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& report,
-                                                    std::optional<qint64> fileSize);
+/// Why the clip of a job that ffmpeg ended with success is not what was asked for.
+struct ClipDoubt
+{
+    QString text;             ///< for the user
+    bool isWorthless = false; ///< there is nothing in it
+
+    friend bool operator==(const ClipDoubt&, const ClipDoubt&) = default;
+};
+
+/// Nothing when there is no reason to doubt. `fileSize` is in bytes, absent when there is no file of this job's.
+[[nodiscard]] std::optional<ClipDoubt> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& report,
+                                                      std::optional<qint64> fileSize, ClipContent content);

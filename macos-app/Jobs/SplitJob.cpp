@@ -1,40 +1,63 @@
 #include "Jobs/SplitJob.h"
 
+#include "Jobs/ClipContent.h"
 #include "Jobs/ClipVerification.h"
+#include "Services/ProcessLaunching.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-std::optional<qint64> readableSize(const FileURL& url)
+QString outputFolder(const FFmpegJob& job)
 {
-    const QFileInfo file(url.path());
-    return file.isFile() && file.isReadable() ? std::optional(file.size()) : std::nullopt;
+    return job.outputURL.deletingLastPathComponent().path();
+}
+
+ChildCommand commandOf(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+{
+    return {.program = runtime.ffmpegURL.path(),
+            .arguments = job.executionArguments(),
+            .workingDirectory = outputFolder(job),
+            .environment = runtime.subprocessEnvironment(),
+            .mergesOutputs = true};
+}
+
+QString remarkOf(const QString& first, const QString& second)
+{
+    return first + (first.isEmpty() || second.isEmpty() ? u""_s : u"；"_s) + second;
 }
 
 } // namespace
 
-SplitJob::SplitJob(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+SplitJob::SplitJob(const FFmpegJob& job, const RuntimeConfiguration& runtime,
+                   const std::shared_ptr<WrittenClips>& writtenClips)
     : m_job(job)
-    , m_process(JobProcess::launch(job, runtime))
+    , m_place(job, writtenClips)
+    , m_process(commandOf(job, runtime))
 {
-    m_process->setParent(this);
-    connect(m_process.get(), &QProcess::readyRead, this, &SplitJob::readOutput);
-    connect(m_process.get(), &QProcess::finished, this, &SplitJob::finish);
+    m_process.onOutput = [this](const QByteArray& chunk) {
+        m_outputReader.append(chunk);
+        if (onOutput)
+            onOutput(chunk);
+    };
+    m_process.onEnd = [this] { finish(); };
+    m_process.onProgramExit = [this] { m_process.succeeded() ? m_place.keep(false) : m_place.discard(); };
+    m_process.start();
 }
 
-SplitJob::Owner SplitJob::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime)
+SplitJob::Owner SplitJob::launch(const FFmpegJob& job, const RuntimeConfiguration& runtime,
+                                 const std::shared_ptr<WrittenClips>& writtenClips)
 {
-    return Owner(new SplitJob(job, runtime));
+    throwIfLaunchMustFail(runtime.ffmpegURL.path(), outputFolder(job));
+    return Owner(new SplitJob(job, runtime, writtenClips));
 }
 
 void SplitJob::Release::operator()(SplitJob* job) const
 {
     job->onOutput = {};
-    if (!job->m_process) {
+    if (job->m_ended) {
         job->deleteLater();
         return;
     }
@@ -45,37 +68,39 @@ void SplitJob::Release::operator()(SplitJob* job) const
 void SplitJob::stop()
 {
     m_stopped = true;
-    if (m_process)
-        m_process->stop();
-}
-
-void SplitJob::readOutput()
-{
-    const QByteArray chunk = m_process->readAll();
-    m_outputReader.append(chunk);
-    if (onOutput)
-        onOutput(chunk);
+    m_process.stop();
 }
 
 void SplitJob::finish()
 {
-    readOutput();
     m_outputReader.finish();
+    m_ended = true;
     const JobEnd end = judgedEnd();
-    m_process.release()->deleteLater(); // we run inside its finished() signal
     if (const auto notify = onEnd)
         notify(end); // may release us
 }
 
-JobEnd SplitJob::judgedEnd() const
+JobEnd SplitJob::judgedEnd()
+{
+    if (m_process.succeeded())
+        return judgedClip();
+    const FFmpegReport& said = report();
+    if (m_stopped)
+        return {JobOutcome::stopped, said, remarkOf(said.reason(), m_place.discard())};
+    const bool canBePlayed = m_place.holdsClip() && contentOfClip(m_place.clip()) == ClipContent::playable;
+    const QString reason = said.reason().isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : said.reason();
+    return {JobOutcome::failed, said, remarkOf(reason, canBePlayed ? m_place.keepUnfinished() : m_place.discard())};
+}
+
+JobEnd SplitJob::judgedClip()
 {
     const FFmpegReport& said = report();
-    if (m_process->succeeded()) {
-        const auto doubt = doubtAboutClip(m_job, said, readableSize(m_job.outputURL));
-        return {doubt ? JobOutcome::doubtful : JobOutcome::completed, said, doubt.value_or(said.lastError)};
-    }
-    const QString reason = said.reason();
-    if (m_stopped)
-        return {JobOutcome::stopped, said, reason};
-    return {JobOutcome::failed, said, reason.isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : reason};
+    const auto size = m_place.holdsClip() ? std::optional(m_place.clip().size()) : std::nullopt;
+    const auto content = size ? contentOfClip(m_place.clip()) : ClipContent::unknown;
+    const auto doubt = doubtAboutClip(m_job, said, size, content);
+    const bool isWorthless = doubt && doubt->isWorthless && (size.value_or(0) == 0 || m_place.hasOlderFile());
+    const QString aftermath = isWorthless ? m_place.discard() : m_place.keep(!doubt);
+    if (doubt)
+        return {JobOutcome::doubtful, said, remarkOf(doubt->text, aftermath)};
+    return {JobOutcome::completed, said, remarkOf(aftermath, said.lastError)};
 }

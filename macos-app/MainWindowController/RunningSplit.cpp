@@ -10,6 +10,7 @@ using namespace Qt::StringLiterals;
 RunningSplit::RunningSplit(std::function<int()> concurrency)
     : m_concurrency(std::move(concurrency))
     , m_overview(std::make_unique<RunOverview>())
+    , m_writtenClips(std::make_shared<WrittenClips>())
 {
     m_overview->onRetry = [this](const auto& rows) { retry(rows); };
 }
@@ -64,6 +65,7 @@ void RunningSplit::run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration&
     const int concurrency = m_concurrency();
     const auto coordinator = std::make_shared<SplitCoordinator>(jobs, concurrency, runtime);
     coordinator->delegate = this;
+    coordinator->writtenClips = m_writtenClips;
     m_coordinator = coordinator;
     if (!retriedRows.isEmpty())
         m_overview->watchAgain(retriedRows, concurrency, coordinator);

@@ -22,6 +22,8 @@ public:
     [[nodiscard]] bool isRunning() const { return m_coordinator != nullptr; }
     /// Neither a split nor a parse runs.
     [[nodiscard]] bool mayStart() const { return !isRunning() && !m_isParsing; }
+    /// The clips that this window has written.
+    [[nodiscard]] const WrittenClips& writtenClips() const { return *m_writtenClips; }
     /// How many jobs of the running split have not ended; 0 without one.
     [[nodiscard]] int unfinishedJobs() const;
 
@@ -52,6 +54,7 @@ private:
 
     const std::function<int()> m_concurrency;
     const std::unique_ptr<RunOverview> m_overview;
+    const std::shared_ptr<WrittenClips> m_writtenClips;
     std::shared_ptr<SplitCoordinator> m_coordinator; ///< present exactly while a split runs
     bool m_isParsing = false;
     bool m_isQuitting = false;

@@ -170,6 +170,8 @@ void ChildProcess::readOutput()
     const QByteArray output = m_process.readAllStandardOutput();
     if (onOutput && !output.isEmpty())
         onOutput(output);
+    if (m_process.processChannelMode() == QProcess::MergedChannels)
+        return;
     const QByteArray errorOutput = m_process.readAllStandardError();
     if (onErrorOutput && !errorOutput.isEmpty())
         onErrorOutput(errorOutput);

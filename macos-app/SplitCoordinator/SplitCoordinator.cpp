@@ -1,5 +1,6 @@
 #include "SplitCoordinator/SplitCoordinator.h"
 
+#include "Jobs/OlderFiles.h"
 #include "Services/AppRuntimeError.h"
 
 #include <algorithm>
@@ -26,7 +27,9 @@ void SplitCoordinator::start()
             delegate->splitCoordinatorDidFinish(0, 0, 0);
         return;
     }
+    m_olderFileRemarks = putOlderFilesBack(m_jobs);
     for (const auto& worker : m_workers) {
+        worker->writtenClips = writtenClips;
         worker->windowController().prepareForDisplay();
         worker->windowController().setIdle();
     }
@@ -108,8 +111,11 @@ void SplitCoordinator::handleCompletion(WorkerRunner& worker)
     scheduleNext(worker);
 }
 
-void SplitCoordinator::reportEnd(int job, const JobEnd& end) const
+void SplitCoordinator::reportEnd(int job, JobEnd end) const
 {
+    const QString older = m_olderFileRemarks.value(m_jobs[job].outputURL.path());
+    if (!older.isEmpty())
+        end.remark = end.remark.isEmpty() ? older : older + u'；' + end.remark;
     if (observer)
         observer->jobDidEnd(job, end);
 }

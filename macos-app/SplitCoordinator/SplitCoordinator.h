@@ -23,6 +23,8 @@ public:
 
     QPointer<SplitCoordinatorDelegate> delegate;
     QPointer<SplitJobObserver> observer;
+    /// Kept by the owner from split to split, so that a clip of an earlier one is known.
+    std::shared_ptr<WrittenClips> writtenClips = std::make_shared<WrittenClips>();
 
     /// Shows the worker windows and hands out the first jobs. Once. Jobs that cannot be launched are worked through
     /// before it returns, so that even the last report can come from within.
@@ -40,7 +42,7 @@ private:
     [[nodiscard]] bool launch(int job, WorkerRunner& worker);
     void handleProgress(const WorkerRunner& worker);
     void handleCompletion(WorkerRunner& worker);
-    void reportEnd(int job, const JobEnd& end) const;
+    void reportEnd(int job, JobEnd end) const;
     void reportUpdate();
     void finishIfNeeded();
     [[nodiscard]] int totalJobs() const { return static_cast<int>(m_jobs.size()); }
@@ -49,6 +51,7 @@ private:
     std::vector<std::unique_ptr<WorkerRunner>> m_workers;
     QHash<const WorkerRunner*, int> m_runningJobs; ///< by the worker that carries them out
     QSet<int> m_stoppedJobs;
+    QHash<QString, QString> m_olderFileRemarks; ///< by the output's path
     int m_nextJobOffset = 0;
     int m_completedJobs = 0;
     int m_failedJobs = 0;

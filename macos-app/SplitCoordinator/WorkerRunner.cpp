@@ -11,7 +11,7 @@ WorkerRunner::WorkerRunner(int workerIndex, int totalWorkers, const RuntimeConfi
 
 void WorkerRunner::run(const FFmpegJob& job, int position, int total)
 {
-    m_job = SplitJob::launch(job, m_runtime);
+    m_job = SplitJob::launch(job, m_runtime, writtenClips);
     m_job->onOutput = [this](const QByteArray& chunk) { appendOutput(chunk); };
     m_job->onEnd = [this](const JobEnd& end) { finish(end); };
     const auto showRunning = [this, job, position, total] { m_windowController.setRunning(job, position, total); };

@@ -10,14 +10,16 @@ class WorkerRunner final : public QObject
 public:
     WorkerRunner(int workerIndex, int totalWorkers, const RuntimeConfiguration& runtime);
 
+    /// What the window has written so far, of which each job takes account.
+    std::shared_ptr<WrittenClips> writtenClips = std::make_shared<WrittenClips>();
     /// Called once for every job that was launched, when the window shows its end. A further job may be run in it, and
     /// the runner may be released in it.
     std::function<void(bool success)> onCompletion;
     /// Called when `report()` may have grown. The runner may not be released in it.
     std::function<void()> onOutput;
 
-    /// Returns once ffmpeg runs; the window shows it from the event loop on, before the first output. Throws
-    /// ProcessLaunchError when it cannot be started: then nothing is shown and `onCompletion` is not called.
+    /// Returns once ffmpeg runs; the window shows it from the event loop on, before the first output. Throws as
+    /// SplitJob::launch() does: then nothing is shown and `onCompletion` is not called.
     void run(const FFmpegJob& job, int position, int total);
     /// Ends the running job, if any, as SplitJob::stop() does; it then completes as a failed one.
     void stop();

@@ -1,4 +1,4 @@
-#include "Services/FileIdentity.h"
+#include "Jobs/FileIdentity.h"
 
 #include <QFile>
 
@@ -9,6 +9,11 @@ std::optional<FileIdentity> FileIdentity::of(const FileURL& url)
     struct stat status = {};
     if (::stat(QFile::encodeName(url.path()).constData(), &status) != 0)
         return std::nullopt;
+    return of(status);
+}
+
+FileIdentity FileIdentity::of(const struct stat& status)
+{
 #ifdef Q_OS_MACOS
     const timespec modified = status.st_mtimespec;
 #else
@@ -17,6 +22,13 @@ std::optional<FileIdentity> FileIdentity::of(const FileURL& url)
     return FileIdentity{.device = static_cast<quint64>(status.st_dev),
                         .inode = static_cast<quint64>(status.st_ino),
                         .size = static_cast<qint64>(status.st_size),
-                        .modificationSeconds = modified.tv_sec,
-                        .modificationNanoseconds = modified.tv_nsec};
+                        .modificationSeconds = static_cast<qint64>(modified.tv_sec),
+                        .modificationNanoseconds = static_cast<qint64>(modified.tv_nsec)};
+}
+
+FileIdentity FileIdentity::ofOpenFile(int descriptor)
+{
+    struct stat status = {};
+    ::fstat(descriptor, &status);
+    return of(status);
 }

@@ -4,8 +4,9 @@
 
 #include <optional>
 
-/// What a path names at one moment: which file it is, and enough of its state to notice that it was written since.
-/// Two snapshots of a path differ when the file was created, replaced or changed between them.
+struct stat;
+
+/// Which file something is, and enough of its state to notice that it was written since.
 struct FileIdentity
 {
     quint64 device = 0;
@@ -16,6 +17,8 @@ struct FileIdentity
 
     /// Follows links. Nothing when the path names no file or folder that can be asked.
     [[nodiscard]] static std::optional<FileIdentity> of(const FileURL& url);
+    [[nodiscard]] static FileIdentity of(const struct stat& status);
+    [[nodiscard]] static FileIdentity ofOpenFile(int descriptor);
 
     /// Whether both are one file, however each was spelled and whatever was written to it in between.
     [[nodiscard]] bool sameFile(const FileIdentity& other) const
