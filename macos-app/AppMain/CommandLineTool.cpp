@@ -57,7 +57,7 @@ void printLine(const char* key, const QByteArray& value)
 void flushOutput()
 {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw AppRuntimeError::invalidDetectorOutput(u"无法写到标准输出。"_s);
+        throw OutputError(u"无法写到标准输出。"_s);
 }
 
 void selfTest()

@@ -13,7 +13,7 @@
 #include "Models/NumberText.h"
 #include "Models/OutputNaming.h"
 #include "Models/SegmentEditing.h"
-#include "Services/AppRuntimeError.h"
+#include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 
 #include <QCheckBox>

@@ -2,7 +2,7 @@
 
 #include "Jobs/OutputSafety.h"
 #include "RunOverview/RunOverview.h"
-#include "Services/AppRuntimeError.h"
+#include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 
 using namespace Qt::StringLiterals;
@@ -49,7 +49,7 @@ void RunningSplit::tryToStart(const QList<FFmpegJob>& jobs, const std::optional<
     try {
         const RuntimeConfiguration runtime = RuntimeResolver::resolve();
         if (!outputDirectory)
-            throw AppRuntimeError::missingDependency(u"无法确定输出目录。"_s);
+            throw OutputError(u"无法确定输出目录。"_s);
         createOutputDirectory(*outputDirectory);
         run(jobs, runtime, retriedRows);
     } catch (const std::exception& error) {

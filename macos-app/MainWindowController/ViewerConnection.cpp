@@ -4,7 +4,7 @@
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentTableModel.h"
-#include "Services/AppRuntimeError.h"
+#include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 #include "Viewer/ViewerWindow.h"
 

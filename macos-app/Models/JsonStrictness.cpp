@@ -10,8 +10,8 @@ void correctNumber(QByteArray& json, qsizetype begin, qsizetype end)
 {
     const QByteArray number = json.mid(begin, end - begin);
     const bool isWhole = !number.contains('.') && !number.contains('e') && !number.contains('E');
-    if (isWhole && number.size() < 20)
-        return;
+    if (number.size() < 20 && !number.contains('e') && !number.contains('E'))
+        return; // as nearly all are
     const double value = parseDecimal(QString::fromLatin1(number)).value_or(1);
     bool fits = false;
     std::ignore = number.toLongLong(&fits);

@@ -1,59 +1,11 @@
 #include "Models/NumberText.h"
 
+#include <QRegularExpression>
+
 #include <array>
 #include <charconv>
-#include <clocale>
-#include <cstdlib>
-
-#ifdef Q_OS_MACOS
-#include <xlocale.h>
-#endif
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-bool isDigit(QChar character)
-{
-    return character >= u'0' && character <= u'9';
-}
-
-/// Moves `position` past the digits that stand there; the number of digits.
-qsizetype skipDigits(QStringView text, qsizetype& position)
-{
-    const qsizetype first = position;
-    while (position < text.size() && isDigit(text[position]))
-        ++position;
-    return position - first;
-}
-
-void skipSign(QStringView text, qsizetype& position)
-{
-    if (position < text.size() && (text[position] == u'+' || text[position] == u'-'))
-        ++position;
-}
-
-bool followsDecimalGrammar(QStringView text)
-{
-    qsizetype position = 0;
-    skipSign(text, position);
-    qsizetype digits = skipDigits(text, position);
-    if (position < text.size() && text[position] == u'.') {
-        ++position;
-        digits += skipDigits(text, position);
-    }
-    if (digits == 0)
-        return false;
-    if (position < text.size() && (text[position] == u'e' || text[position] == u'E')) {
-        ++position;
-        skipSign(text, position);
-        if (skipDigits(text, position) == 0)
-            return false;
-    }
-    return position == text.size();
-}
-
-} // namespace
 
 QString formatFixed(double value, int decimals)
 {
@@ -87,19 +39,17 @@ QString formatRoundTrip(double value)
 
 std::optional<qint64> parseInteger(QStringView text)
 {
-    qsizetype position = 0;
-    skipSign(text, position);
-    if (skipDigits(text, position) == 0 || position != text.size())
-        return std::nullopt;
+    static const QRegularExpression grammar(QRegularExpression::anchoredPattern(u"[+-]?[0-9]+"));
     bool fits = false;
     const qint64 value = text.toLongLong(&fits);
-    return fits ? std::optional(value) : std::nullopt;
+    return fits && grammar.match(text.toString()).hasMatch() ? std::optional(value) : std::nullopt;
 }
 
 std::optional<double> parseDecimal(QStringView text)
 {
-    if (!followsDecimalGrammar(text))
+    static const QRegularExpression grammar(
+        QRegularExpression::anchoredPattern(u"[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?"));
+    if (!grammar.match(text.toString()).hasMatch())
         return std::nullopt;
-    static const locale_t cLocale = ::newlocale(LC_ALL_MASK, "C", nullptr);
-    return ::strtod_l(text.toLatin1().constData(), nullptr, cLocale); // Qt gives 0 for a number that is too large
+    return text.toDouble();
 }

@@ -1,35 +1,31 @@
 #pragma once
 
-#include <QString>
+#include "Services/MessageError.h"
 
-#include <exception>
-
-/// The one error type whose message the user reads. The message is final and complete.
-class AppRuntimeError final : public std::exception
+/// What goes wrong with the outside programs that detection needs.
+class AppRuntimeError final : public MessageError
 {
 public:
     enum class Case {
         missingDependency,    ///< the interpreter, the detector script or ffmpeg was not found
-        detectorFailed,       ///< the detector ended with a status other than 0
+        detectorFailed,       ///< the detector ended with a status other than 0, or its video cannot be read
         invalidDetectorOutput ///< the detector's output is no payload; also a wrong use of the command line
     };
 
-    static AppRuntimeError missingDependency(QString message);
-    static AppRuntimeError detectorFailed(QString message);
-    static AppRuntimeError invalidDetectorOutput(QString message);
+    static AppRuntimeError missingDependency(const QString& message) { return {Case::missingDependency, message}; }
+    static AppRuntimeError detectorFailed(const QString& message) { return {Case::detectorFailed, message}; }
+    static AppRuntimeError invalidDetectorOutput(const QString& message)
+    {
+        return {Case::invalidDetectorOutput, message};
+    }
 
     [[nodiscard]] Case errorCase() const { return m_case; }
-    [[nodiscard]] const QString& message() const { return m_message; }
-    /// The message in UTF-8.
-    [[nodiscard]] const char* what() const noexcept override { return m_utf8.constData(); }
 
 private:
-    AppRuntimeError(Case errorCase, QString message);
+    AppRuntimeError(Case errorCase, const QString& message)
+        : MessageError(message)
+        , m_case(errorCase)
+    {}
 
     Case m_case;
-    QString m_message;
-    QByteArray m_utf8;
 };
-
-/// What to show for an error: the text that `what()` holds in UTF-8, or that memory has run out.
-[[nodiscard]] QString errorDescription(const std::exception& error);

@@ -1,26 +1,14 @@
 #pragma once
 
-#include <QProcess>
-#include <QString>
+#include "Services/MessageError.h"
 
-#include <exception>
+#include <QProcess>
 
 /// A child process could not be started; the message is the system's own.
-class ProcessLaunchError final : public std::exception
+class ProcessLaunchError final : public MessageError
 {
 public:
-    explicit ProcessLaunchError(QString message)
-        : m_message(std::move(message))
-        , m_utf8(m_message.toUtf8())
-    {}
-
-    [[nodiscard]] const QString& message() const { return m_message; }
-    /// The message in UTF-8.
-    [[nodiscard]] const char* what() const noexcept override { return m_utf8.constData(); }
-
-private:
-    QString m_message;
-    QByteArray m_utf8;
+    using MessageError::MessageError;
 };
 
 /// How long a child may take to end after SIGTERM before it gets SIGKILL.
