@@ -9,21 +9,23 @@ from kestrel_detector.events import WEAK
 from kestrel_detector.fades import find_fades
 from kestrel_detector.frames import LEAD_IN, Frames
 from kestrel_detector.gradual import find_gradual
-from kestrel_detector.messages import Failure, printable
+from kestrel_detector.messages import Failure, clock, printable, say
 from kestrel_detector.times import regular_times, usual_gap
 
 STRIDE = 4_000_000    # microseconds decided at a time
 CONTEXT = 8_000_000   # microseconds seen before and after what is decided
+MISSING = 10_000_000  # microseconds; where so much is missing at the end, a video was not read as a whole
 MOST = 12_000         # pictures held, whatever their timestamps say
 
 
 class Analysis:
-    """What is known of a video: the times of its pictures and the transitions. This is what the cache holds."""
+    """What is known of a video: the times of its pictures and the transitions, and whether it was read to its end."""
 
     def __init__(self, duration=0, times=None, events=None):
         self.duration = duration
         self.times = times if times is not None else array.array("q")
         self.events = events if events is not None else []
+        self.whole = True
 
 
 def find_events(block, after, upto):
@@ -87,7 +89,7 @@ def analyse(path, skip, progress, sync="-vsync"):
                 analyser.feed(times, pictures)
             progress.show(analyser.result.times[-1] if analyser.result.times else None, frames.header.duration)
         header = frames.header
-    if b"option 'vsync'" in header.text and sync == "-vsync":  # the option's later name
+    if header.knows_no_vsync and sync == "-vsync":  # the option's later name
         return analyse(path, skip, progress, "-fps_mode")
     result = analyser.finish()
     if not header.opened:
@@ -99,4 +101,9 @@ def analyse(path, skip, progress, sync="-vsync"):
     end = result.times[-1] + usual_gap(result.times) if result.times else 0
     # ffmpeg prints hundredths of a second; where only these differ, the pictures know better.
     result.duration = end if header.duration is None or abs(header.duration - end) <= 10_000 else header.duration
+    missing = result.duration - max(end, skip)
+    result.whole = header.estimated or missing <= max(2_000_000, min(MISSING, result.duration // 10))
+    if not result.whole:
+        say("注意：画面在 %s 处就结束了，而文件标明的时长是 %s。文件可能不完整，或者读取时中断了；这次的结果不会保存。"
+            % (clock(end), clock(result.duration)))
     return result

@@ -1,9 +1,10 @@
 """The stretch of the video that is in memory: what the deciders see."""
 
 import bisect
-from operator import mul, sub
+from operator import mul
 
-from kestrel_detector.measures import CELL, CHROMA, HEIGHT, LUMA, WIDTH, coarse, distances, dot, middle
+from kestrel_detector.measures import CELL, CHROMA, HEIGHT, LUMA, WIDTH, coarse, distances, dot
+from kestrel_detector.times import usual_gap
 
 SAMPLE = 80_000  # microseconds between the samples that are looked at for gradual changes
 LENGTHS = (3, 4, 5, 7, 9, 12, 16, 21, 28, 37, 49)  # in samples: the lengths of gradual changes that are looked for
@@ -35,8 +36,8 @@ class Block:
         known = len(self.times)
         self.times += times
         self.whole_pictures += pictures
-        if not known or known < 100:
-            self.frame = middle(list(map(sub, self.times[1:], self.times))) if len(self.times) > 1 else 40_000
+        if known < 100:
+            self.frame = usual_gap(self.times)
         self.measure(known)
 
     def measure(self, known):
@@ -77,7 +78,7 @@ class Block:
 
     def fit_bars(self):
         """Masks the static black bars of all that is in memory; measures anew when they have changed."""
-        crop = bars([self.whole_pictures[i] for i in self.samples])
+        crop = bars([self.whole_pictures[i] for i in self.samples or [-1]])
         if crop != self.crop:
             self.crop = crop
             self.clear()
@@ -90,6 +91,7 @@ class Block:
             return
         self.opening = False
         del self.times[:gone], self.whole_pictures[:gone], self.pictures[:gone], self.steps[:gone]
+        self.frame = usual_gap(self.times)
         self.steady_steps, self.luma_ranges, self.details = {}, {}, {}
         past = bisect.bisect_left(self.samples, gone)
         del self.samples[:past], self.ranges[:past], self.coarse[:past], self.norms[:past], self.products[:past]

@@ -12,6 +12,7 @@ CUT_FLOOR = 4.0   # compression and grain stay below this mean difference
 CUT_RATIO = 2.6   # a cut stands out against the motion around it by this factor
 HELD = 0.2        # a repeated picture differs less than this part of the steps around it
 JERK = 3.0        # a cut to a picture of much the same structure stands out by more
+HALT = 250_000    # microseconds; a picture that stays this long is a scene of its own
 FLASH = 350_000   # the old picture is back within this time after a flash
 
 
@@ -28,7 +29,7 @@ def find_cuts(block, after, upto):
                                  or is_flash(block, i, new, step)):
                 candidates.append((strength, i, new, step))
     for strength, i, new, step in candidates:
-        if any(other > step and abs(j - i) <= 2 for _, j, _, other in candidates):
+        if any(other > step and abs(j - i) <= 2 and abs(block.times[j] - block.times[i]) < HALT for _, j, _, other in candidates):
             continue
         if not after < block.times[i] <= upto:
             continue
@@ -59,10 +60,13 @@ def is_mixed(block, i):
 def stands_out(block, i, new, step):
     """How far the `step` from the picture before i to the picture `new` exceeds what is usual around it, as a factor; 0 if it
     does not stand out."""
-    steps = block.steps
+    steps, times, gap = block.steps, block.times, block.times[new] - block.times[i - 1]
     low, high = block.around(i, 250_000)
     others = [j for j in range(max(1, min(low, i - 3)), min(len(steps), max(high, i + 4))) if not i <= j <= new and not is_held(steps, j)]
-    near = sorted(steps[j] for j in others) or [0.0]
+    # Where pictures come irregularly, the scene moves on in a longer gap.
+    longer = [gap / (times[j] - times[j - 1]) for j in others]
+    longer = [min(factor, 4.0) if factor > 1.25 else 1.0 for factor in longer]
+    near = sorted(steps[j] * factor for j, factor in zip(others, longer)) or [0.0]
     usual = near[len(near) * 6 // 10]
     if step >= CUT_RATIO * usual + 2.5:
         moving = near[-1] > 0.2 * step
@@ -70,7 +74,7 @@ def stands_out(block, i, new, step):
     if usual < 3.0:
         return 0
     # Perhaps the light flickers: compare without the change of brightness.
-    still = sorted(steady_step(block, j) for j in others) or [0.0]
+    still = sorted(steady_step(block, j) * factor for j, factor in zip(others, longer)) or [0.0]
     usual, step = still[len(still) * 6 // 10], steady_step(block, i)
     if step >= CUT_RATIO * usual + 2.5:
         return 0 if is_motion(block, i, new) else step / (usual + 2.5)

@@ -1,5 +1,6 @@
 """One ffmpeg decodes the video and hands over small pictures with their true timestamps."""
 
+import contextlib
 import os
 import re
 import selectors
@@ -9,6 +10,8 @@ import subprocess
 from kestrel_detector.measures import FRAME, HEIGHT, WIDTH
 from kestrel_detector.messages import Failure
 
+INTERRUPTED = 255  # ffmpeg's exit status after SIGINT or SIGTERM
+RUNNING = []  # the processes that must not outlive this one
 LEAD_IN = 4_000_000  # microseconds decoded before a skip, so that a change right at the skip has a before
 
 
@@ -32,45 +35,38 @@ def ffmpeg_command(ffmpeg, path, seek, timestamp_fd, sync):
 
 
 class Header:
-    """What ffmpeg says about the file before it decodes: length, start and the kinds of streams."""
+    """What ffmpeg says about the file before it decodes: length, start and the kinds of streams. It is read line by line,
+    because a file may bring megabytes of text along."""
 
-    LENGTH = re.compile(rb"^  Duration: (\d+):(\d\d):(\d\d(?:\.\d+)?)", re.M)
-    START = re.compile(rb"^  Duration: .*?, start: (-?[\d.]+)", re.M)
-    VIDEO = re.compile(rb"^\s+Stream #0:.*?: Video: (.*)$", re.M)
+    LENGTH = re.compile(rb"  Duration: (\d+):(\d\d):(\d\d(?:\.\d+)?)(?:, start: (-?[\d.]+))?")
+    VIDEO = re.compile(rb"\s+Stream #0:.*?: Video: (?!.*\(attached pic\))")
+    LONGEST_LINE = 4096  # of a longer one only the beginning is looked at
 
     def __init__(self):
-        self.text = b""
-        self.complete = False
+        self.rest = b""
+        self.opened = self.has_video = self.complete = self.knows_no_vsync = False
+        self.duration = None  # microseconds, where the file says it
+        self.start = 0  # the timestamp in microseconds at which the file's time 0 lies, as ffmpeg's -ss counts it
+        self.estimated = False  # whether the length is only guessed from the file's size
 
     def feed(self, data):
         if not self.complete:
-            self.text += data
-            self.complete = b"\nOutput #0" in self.text
-            self.text = self.text.split(b"\nOutput #0")[0][-(1 << 20):]
+            lines = (self.rest + data).split(b"\n")
+            self.rest = lines.pop()[:self.LONGEST_LINE]
+            for line in lines:
+                self.take(line[:self.LONGEST_LINE])
 
-    @property
-    def opened(self):
-        return b"\nInput #0" in b"\n" + self.text
-
-    @property
-    def duration(self):
-        """Microseconds, or None where the file does not say."""
-        found = self.LENGTH.search(self.text)
-        if not found:
-            return None
-        hours, minutes, rest = found.groups()
-        return int(hours) * 3_600_000_000 + int(minutes) * 60_000_000 + round(float(rest) * 1e6)
-
-    @property
-    def start(self):
-        """The timestamp in microseconds at which the file's time 0 lies, as ffmpeg's -ss counts it."""
-        found = self.START.search(self.text)
-        return round(float(found.group(1)) * 1e6) if found else 0
-
-    @property
-    def has_video(self):
-        streams = self.VIDEO.findall(self.text.split(b"\nStream mapping:")[0])
-        return any(b"(attached pic)" not in stream for stream in streams)
+    def take(self, line):
+        length = self.LENGTH.match(line)
+        if length:
+            hours, minutes, seconds, start = length.groups()
+            self.duration = int(hours) * 3_600_000_000 + int(minutes) * 60_000_000 + round(float(seconds) * 1e6)
+            self.start = round(float(start) * 1e6) if start else 0
+        self.opened |= line.startswith(b"Input #0")
+        self.has_video |= self.VIDEO.match(line) is not None
+        self.estimated |= b"Estimating duration from bitrate" in line
+        self.knows_no_vsync |= b"option 'vsync'" in line
+        self.complete |= line.startswith(b"Output #0")
 
 
 class Frames:
@@ -96,6 +92,7 @@ class Frames:
             raise Failure("无法启动 ffmpeg：" + (error.strerror or str(error))) from error
         finally:
             os.close(stamp_writer)
+        RUNNING.append(self.process)
         widen(self.process.stdout)
         return self
 
@@ -103,6 +100,7 @@ class Frames:
         if self.process.poll() is None:
             self.process.kill()
         self.process.wait()
+        RUNNING.remove(self.process)
         os.close(self.stamps)
         self.process.stdout.close()
         self.process.stderr.close()
@@ -137,12 +135,24 @@ class Frames:
                 start = self.header.start if ready else 0
                 yield [None if stamp is None else stamp - start for stamp in stamps[:ready]], pictures[:ready]
                 del pictures[:ready], stamps[:ready]
+        status = self.process.wait()
+        if status < 0 or status == INTERRUPTED:
+            raise Failure("ffmpeg 在分析途中被中止（%s），没有分析完。请重试；如果总是这样，请检查内存和磁盘。"
+                          % ("信号 %d" % -status if status < 0 else "状态 %d" % status))
 
     @staticmethod
     def timestamp(text):
         """From "frame:7 pts:280000 pts_time:0.28"; None when the picture has no timestamp."""
         pts = text.split(b"pts:", 1)[1].split(None, 1)[0]
         return None if pts == b"NOPTS" else int(pts)
+
+
+def stop_all():
+    """Ends the running ffmpegs for good; it may be called at any moment."""
+    for process in RUNNING:
+        process.kill()
+        with contextlib.suppress(ChildProcessError):
+            os.waitpid(process.pid, 0)
 
 
 def widen(pipe):

@@ -3,21 +3,26 @@
 import json
 import os
 import signal
+import stat
 import sys
+import traceback
 
 from kestrel_detector.analysis import analyse
 from kestrel_detector.cache import Cache
 from kestrel_detector.command_line import USAGE, Options
-from kestrel_detector.messages import Failure, Interrupted, printable, say
+from kestrel_detector.frames import stop_all
+from kestrel_detector.messages import Failure, printable, say
 from kestrel_detector.output import Progress, document, readable, write_out
 
 
 def check_file(path):
     try:
-        size = os.stat(path).st_size
-        if os.path.isdir(path):
+        status = os.stat(path)
+        if stat.S_ISDIR(status.st_mode):
             raise Failure("这是文件夹，不是视频文件：" + printable(path))
-        if os.path.isfile(path) and size == 0:
+        if not (stat.S_ISREG(status.st_mode) or stat.S_ISBLK(status.st_mode)):
+            raise Failure("这是管道或设备，不是视频文件：" + printable(path))
+        if stat.S_ISREG(status.st_mode) and status.st_size == 0:
             raise Failure("视频文件是空的：" + printable(path))
         if not os.access(path, os.R_OK):
             raise Failure("没有权限读取视频文件：" + printable(path))
@@ -33,14 +38,14 @@ def analysis_of(options):
     if not options.no_cache:
         try:
             cache = Cache(options.video, skip)
-        except (OSError, RuntimeError):  # no sources, no home folder
+        except OSError:  # no sources, no home folder
             pass
     known = cache and cache.load()
     if known:
         say("已读取上次的分析结果：100%")
         return known
     analysis = analyse(options.video, skip, Progress(skip))
-    if cache:
+    if cache and analysis.whole:
         cache.save(analysis)
     return analysis
 
@@ -56,8 +61,18 @@ def run(words):
     write_out(text)
 
 
-def interrupt(number, _frame):
-    raise Interrupted(number)
+def stop(number, _frame):
+    """SIGINT and SIGTERM end everything at once, so that nothing that is going on can swallow them."""
+    signal.signal(number, signal.SIG_DFL)
+    stop_all()
+    os.kill(os.getpid(), number)
+
+
+def own_fault(error):
+    """A fault of our own still speaks in one line, and tells what can be done."""
+    place = traceback.extract_tb(error.__traceback__)[-1]
+    return ("检测脚本分析这个视频时出错。可以先用 ffmpeg 把视频转存成 MP4 再解析；反馈问题时请附上：%s，%s 第 %d 行，%s"
+            % (type(error).__name__, os.path.basename(place.filename), place.lineno, error))
 
 
 def main():
@@ -67,18 +82,18 @@ def main():
         except OSError:
             os.open(os.devnull, os.O_RDWR)
     for number in (signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, interrupt)
+        signal.signal(number, stop)
     try:
         run(sys.argv[1:])
-    except Interrupted as stop:
-        signal.signal(stop.number, signal.SIG_DFL)
-        os.kill(os.getpid(), stop.number)
-    except Failure as failure:
-        say(" ".join(str(failure).split()))
-        return 1
     except BrokenPipeError:
         return 1
-    except Exception as error:  # a fault of our own still speaks in one line
-        say("检测时发生内部错误：%s: %s" % (type(error).__name__, " ".join(str(error).split())))
-        return 1
-    return 0
+    except MemoryError:
+        failure = "内存不足，没有分析完。请关闭其他程序后重试。"
+    except Failure as error:
+        failure = error
+    except Exception as error:
+        failure = own_fault(error)
+    else:
+        return 0
+    say(printable(" ".join(str(failure).split())))
+    return 1

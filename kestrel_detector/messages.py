@@ -7,14 +7,6 @@ class Failure(Exception):
     """What the user must read: one complete Chinese sentence."""
 
 
-class Interrupted(BaseException):
-    """SIGINT or SIGTERM arrived."""
-
-    def __init__(self, number):
-        super().__init__(number)
-        self.number = number
-
-
 def printable(path):
     """A path as one line of valid text, whatever bytes it holds."""
     text = os.fsencode(path).decode("utf-8", "replace")
@@ -26,3 +18,8 @@ def say(text):
         os.write(2, (text + "\n").encode("utf-8", "replace"))
     except OSError:
         pass
+
+
+def clock(microseconds):
+    whole = max(0, microseconds) // 1_000_000
+    return "%02d:%02d:%02d" % (whole // 3600, whole // 60 % 60, whole % 60)

@@ -3,14 +3,9 @@
 import os
 import time
 
-from kestrel_detector.messages import printable, say
+from kestrel_detector.messages import Failure, clock, printable, say
 from kestrel_detector.segments import build
 from kestrel_detector.times import fps_of
-
-
-def clock(microseconds):
-    whole = max(0, microseconds) // 1_000_000
-    return "%02d:%02d:%02d" % (whole // 3600, whole // 60 % 60, whole % 60)
 
 
 class Progress:
@@ -57,5 +52,10 @@ def readable(result):
 
 def write_out(text):
     data = (text + "\n").encode("utf-8", "replace")
-    while data:
-        data = data[os.write(1, data):]
+    try:
+        while data:
+            data = data[os.write(1, data):]
+    except BrokenPipeError:
+        raise
+    except OSError as error:
+        raise Failure("无法写出结果：" + os.strerror(error.errno)) from error

@@ -1,5 +1,11 @@
 """The times of the pictures: strictly rising, and how many there are in a second."""
 
+from itertools import islice
+from operator import sub
+
+SHORTEST = 1_000  # microseconds; closer pictures have no times of their own
+FARTHEST = 10 ** 13  # microseconds; no video lasts 115 days
+
 
 def regular_times(batches):
     """Makes timestamps strictly rising and fills missing ones: damaged and joined files have such faults."""
@@ -7,7 +13,7 @@ def regular_times(batches):
     for stamps, pictures in batches:
         times = []
         for stamp in stamps:
-            if stamp is None:
+            if stamp is None or abs(stamp) > FARTHEST:
                 stamp = 0 if last is None else last + step
             elif last is not None:
                 stamp += shift
@@ -24,13 +30,18 @@ def regular_times(batches):
 
 
 def usual_gap(times):
-    gaps = sorted(times[i + 1] - times[i] for i in range(0, len(times) - 1, max(1, len(times) // 2000)))
+    """Microseconds between two pictures, whatever mixture of rates they have; what is next to nothing is no gap."""
+    every = max(1, len(times) // 10_000) | 1  # odd, so as not to fall in with a pattern of the pictures
+    gaps = [times[i] - times[i - 1] for i in range(1, len(times), every)]
+    gaps = sorted(gap for gap in gaps if gap >= SHORTEST)
     return gaps[len(gaps) // 2] if gaps else 40_000
 
 
 def fps_of(times):
-    if len(times) < 2:
-        return 25.0
-    gap = usual_gap(times)
-    steady = [g for g in (times[i + 1] - times[i] for i in range(min(len(times) - 1, 5000))) if abs(g - gap) < gap / 4]
-    return round(1e6 * len(steady) / sum(steady), 3)
+    """The nominal rate: pictures a second where they come as they usually do."""
+    usual = usual_gap(times)
+    count, total = 0, 0
+    for gap in map(sub, islice(times, 1, None), times):
+        if abs(gap - usual) <= usual / 4:
+            count, total = count + 1, total + gap
+    return round(1e6 * count / total if count else 1e6 / usual, 3)

@@ -5,18 +5,20 @@
 
 import json
 import os
+import select
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SCRIPT = os.path.join(PROJECT, "detect_scene_changes.py")
 sys.path.insert(0, PROJECT)
 from kestrel_detector import output  # noqa: E402
-from kestrel_detector.cache import Cache  # noqa: E402
+from kestrel_detector.cache import Cache, prune  # noqa: E402
 from kestrel_detector.command_line import PROFILES  # noqa: E402
 
 FOLDER = None
@@ -35,7 +37,7 @@ def tearDownModule():
 
 
 def ffmpeg(*words):
-    subprocess.run(["ffmpeg", "-y", "-v", "error", "-nostdin", *words], check=True)
+    subprocess.run(["ffmpeg", "-y", "-v", "error", "-nostdin", *words], check=True, timeout=120)
 
 
 SHOTS = ("testsrc2", "mandelbrot", "rgbtestsrc", "smptebars", "yuvtestsrc")
@@ -53,22 +55,28 @@ def clip(name, plan, rate="25", *more):
         fades = ",fade=in:d=0.5" if before == "fade" else ""
         fades += ",fade=out:st=%f:d=0.5" % (seconds - 0.5) if after == "fade" else ""
         graph.append(f"{SHOTS[n % len(SHOTS)]}=s=320x180:r={rate},trim=duration={seconds},format=yuv420p,setsar=1,"
-                     f"setpts=PTS-STARTPTS{fades},settb=1/90000[s{n}]")
+                     f"setpts=PTS-STARTPTS{fades},fps={rate}[s{n}]")
         if n == 0:
             label, length = "s0", seconds
         elif before in ("cut", "fade"):
-            graph.append(f"[{label}][s{n}]concat=n=2:v=1,fps={rate},settb=1/90000[j{n}]")
+            graph.append(f"[{label}][s{n}]concat=n=2:v=1,fps={rate}[j{n}]")
             label, length = f"j{n}", length + seconds
         else:
             kind = "fade" if before == "dissolve" else "wipeleft"
-            graph.append(f"[{label}][s{n}]xfade={kind}:duration=0.8:offset={length - 0.8},fps={rate},settb=1/90000[j{n}]")
+            graph.append(f"[{label}][s{n}]xfade={kind}:duration=0.8:offset={length - 0.8},fps={rate}[j{n}]")
             label, length = f"j{n}", length + seconds - 0.8
-    ffmpeg("-filter_complex", ";".join(graph), "-map", f"[{label}]", "-c:v", "libx264", "-preset", "ultrafast", *more, path)
+    new = os.path.join(FOLDER, "new-" + name)  # what broke off must not be taken for the clip
+    ffmpeg("-filter_complex", ";".join(graph), "-map", f"[{label}]", "-c:v", "libx264", "-preset", "ultrafast", *more, new)
+    os.rename(new, path)
     return path
 
 
 def all_kinds():
     return clip("kinds.mp4", [(2, "cut"), (2.5, "fade"), (3, "dissolve"), (3, "wipe"), (3, "")])
+
+
+def small():
+    return clip("small.mp4", [(0.6, "cut"), (0.6, "")])
 
 
 def with_false_ffmpeg(name, script):
@@ -135,7 +143,7 @@ class Events(unittest.TestCase):
                 ("lively", "life=seed=3", "testsrc", "wiperight", 2, 3.4), ("chroma", "yuvtestsrc", "color=0x807878", "fade", 2, 4)):
             with self.subTest(name):
                 path = os.path.join(FOLDER, "join-%s.mp4" % name)
-                graph = ";".join("%s%ss=320x180:r=25,trim=duration=5,format=yuv420p,setsar=1,settb=1/90000[%s]" %
+                graph = ";".join("%s%ss=320x180:r=25,trim=duration=5,format=yuv420p,setsar=1,fps=25[%s]" %
                                  (source, ":" if "=" in source else "=", label) for source, label in ((first, "a"), (second, "b")))
                 ffmpeg("-filter_complex", graph + f";[a][b]xfade={join}:duration={end - start}:offset={start}[v]", "-map", "[v]",
                        "-c:v", "libx264", "-preset", "ultrafast", path)
@@ -217,10 +225,10 @@ class Run(unittest.TestCase):
         done = run(*words, "--json", **more)
         self.assertNotEqual(done.returncode, 0)
         self.assertEqual(done.stdout, b"")
-        text = done.stderr.decode("utf-8")
+        text = "".join(line for line in done.stderr.decode("utf-8").splitlines(True) if not line.startswith("正在分析画面"))
         self.assertEqual((text.count("\n"), text[-1]), (1, "\n"))
         self.assertTrue(any("\u4e00" <= c <= "\u9fff" for c in text), text)
-        self.assertNotIn("内部错误", text)
+        self.assertNotIn("检测脚本分析这个视频时出错", text)
 
     def test_failures_are_one_chinese_line(self):
         place = lambda name: os.path.join(FOLDER, name)
@@ -231,7 +239,8 @@ class Run(unittest.TestCase):
         open(place("empty.mp4"), "w").close()
         with open(place("garbage.mp4"), "wb") as file:
             file.write(bytes(range(256)) * 400)
-        for name in ("missing.mp4", "missing/\n.mp4", "empty.mp4", "garbage.mp4", "sound.m4a", "cover.m4a", "."):
+        os.mkfifo(place("pipe.mp4"))
+        for name in ("missing.mp4", "missing/\n.mp4", "empty.mp4", "garbage.mp4", "sound.m4a", "cover.m4a", "pipe.mp4", "."):
             for language in ("C", "de_DE.ISO-8859-1"):
                 with self.subTest(name, language=language):
                     self.fails(place(name), env=dict(os.environ, LC_ALL=language))
@@ -274,42 +283,109 @@ class Run(unittest.TestCase):
         self.assertGreater(len(found["keep_segments"]), 1)
 
     def test_a_second_look_comes_from_the_cache(self):
-        first = result(all_kinds())
+        first = result(small())
         no_decoding = dict(os.environ, PATH=os.path.join(FOLDER, "nowhere"))
-        self.assertEqual(result(all_kinds(), env=no_decoding), first)
-        self.assertEqual(result(all_kinds(), "--no-cache"), first)
-        with open(Cache(all_kinds(), 0).file, "r+b") as file:
-            file.write(b"nonsense")
-        self.assertEqual(result(all_kinds()), first)
+        self.assertEqual(result(small(), env=no_decoding), first)
+        self.assertEqual(result(small(), "--no-cache"), first)
 
-    def test_the_cache_is_bounded(self):
-        cache = Cache(all_kinds(), 0)
-        cache.folder = os.path.join(FOLDER, "full")
-        os.makedirs(cache.folder)
-        for n in range(3):
-            name = os.path.join(cache.folder, str(n))
+    def test_bad_entries_of_the_cache_count_as_absent(self):
+        first, cache = result(small()), Cache(small(), 0)
+        file = os.path.join(cache.place, cache.name)
+        with open(file, "rb") as entry:
+            good = zlib.decompress(entry.read())
+        head, _, times = good.partition(b"\n")
+
+        def crafted(more_times=b"", **other):
+            return zlib.compress(json.dumps(dict(json.loads(head), **other)).encode() + b"\n" + times + more_times)
+
+        def write(data):
+            with open(file, "wb") as entry:
+                entry.write(data)
+
+        kinds = {
+            "nonsense": lambda: write(b"nonsense"),
+            "cut off": lambda: write(zlib.compress(good)[:-100]),
+            "no object": lambda: write(zlib.compress(b"[" * 100_000)),
+            "absurd length": lambda: write(crafted(duration=10 ** 400)),
+            "event of another shape": lambda: write(crafted(events=[[1, 2]])),
+            "event outside": lambda: write(crafted(events=[["cut", 0, 10 ** 15, 0.9, "", ""]])),
+            "event without a score": lambda: write(crafted(events=[["cut", 0, 0, None, "", ""]])),
+            "times that fall": lambda: write(crafted(bytes(7) + b"\x80")),
+            "too large when unpacked": lambda: write(zlib.compress(bytes((1 << 26) + 1))),
+            "pipe": lambda: os.mkfifo(file),
+            "link": lambda: os.symlink(os.path.join(FOLDER, "target"), file),
+            "folder": lambda: os.mkdir(file),
+        }
+        with open(os.path.join(FOLDER, "target"), "wb") as entry:
+            entry.write(crafted(events=[]))
+        if os.geteuid() == 0:
+            kinds["of somebody else"] = lambda: (write(crafted(events=[])), os.chown(file, 12345, -1))
+        for kind, make in kinds.items():
+            with self.subTest(kind):
+                if os.path.lexists(file):
+                    os.unlink(file)
+                make()
+                self.assertEqual(result(small()), first)
+                if kind == "folder":
+                    os.rmdir(file)
+
+    def test_the_cache_is_bounded_and_deletes_only_its_own(self):
+        folder = os.path.join(FOLDER, "full")
+        os.makedirs(folder)
+        for n, name in enumerate(("film.mkv", "a" * 40, "b" * 40 + ".123", "c" * 40, "d" * 40)):
+            name = os.path.join(folder, name)
             with open(name, "wb") as file:
                 file.truncate(100 << 20)
             os.utime(name, (n, n))
-        cache.prune()
-        self.assertEqual(sorted(os.listdir(cache.folder)), ["1", "2"])
+        with_link = os.path.join(FOLDER, "linked", "kestrel")
+        os.makedirs(with_link)
+        os.symlink(folder, os.path.join(with_link, "detector"))
+        result(small(), env=dict(os.environ, XDG_CACHE_HOME=os.path.dirname(with_link)))
+        self.assertEqual(len(os.listdir(folder)), 5)  # a link is no folder of ours
+        number = os.open(folder, os.O_RDONLY)
+        prune(number)
+        os.close(number)
+        self.assertEqual(sorted(os.listdir(folder)), ["c" * 40, "d" * 40, "film.mkv"])
+
+    def test_an_ffmpeg_that_ends_early(self):
+        real = shutil.which("ffmpeg")
+        killed = with_false_ffmpeg("killed", '%s "$@"\nkill -9 $$\n' % real)
+        stopped = with_false_ffmpeg("stopped", '%s "$@"\nexit 255\n' % real)
+        video = clip("early.mp4", [(1.5, "cut"), (2.5, "cut"), (2, "")])
+        for environment in (killed, stopped):
+            done = run(video, "--json", env=environment)
+            self.assertEqual((done.returncode, done.stdout), (1, b""))
+            self.assertIn("中止", done.stderr.decode())
+        done = run(video, "--json", env=with_false_ffmpeg("short", 'exec %s -t 2 "$@"\n' % real))
+        self.assertEqual(len(json.loads(done.stdout)["events"]), 1)
+        self.assertIn("画面在 00:00:02 处就结束了", done.stderr.decode())
+        self.assertEqual(len(result(video)["events"]), 2)  # it was not kept
 
     def test_signals_end_it_and_its_ffmpeg(self):
         started = os.path.join(FOLDER, "started")
         os.mkfifo(started)
+        reader = os.open(started, os.O_RDWR)
         # It has been read from when it says that it runs: by then the detector knows it.
         environment = with_false_ffmpeg("endless", "head -c 1000000 /dev/zero\necho $$ > %s\nexec sleep 100\n" % started)
         for number in (signal.SIGTERM, signal.SIGINT):
             with self.subTest(number):
                 process = subprocess.Popen([sys.executable, SCRIPT, all_kinds(), "--json", "--no-cache"],
                                            stderr=subprocess.PIPE, env=environment)
-                with open(started) as file:
-                    child = int(file.read())
+                self.assertTrue(select.select([reader], [], [], 60)[0])
+                child = int(os.read(reader, 100))
                 process.send_signal(number)
-                _, errors = process.communicate(timeout=5)
+                _, errors = process.communicate(timeout=60)
                 self.assertEqual((process.returncode, errors), (-number, b""))
                 with self.assertRaises(ProcessLookupError):
                     os.kill(child, 0)
+        os.close(reader)
+
+    def test_a_signal_while_the_cache_is_written(self):
+        code = ("import os, sys; sys.path.insert(0, %r); from kestrel_detector.main import main; replace = os.replace\n"
+                "os.replace = lambda *a, **b: (replace(*a, **b), os.kill(os.getpid(), 15)); main()" % PROJECT)
+        environment = dict(os.environ, XDG_CACHE_HOME=os.path.join(FOLDER, "stopped-cache"))
+        done = subprocess.run([sys.executable, "-c", code, all_kinds()], stdout=subprocess.PIPE, env=environment, timeout=60)
+        self.assertEqual((done.returncode, done.stdout), (-signal.SIGTERM, b""))
 
     def test_a_flood_of_messages_blocks_nothing(self):
         flood = with_false_ffmpeg("flood", "head -c 3000000 /dev/zero >&2\nexec %s \"$@\"\n" % shutil.which("ffmpeg"))
