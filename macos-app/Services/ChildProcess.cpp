@@ -141,7 +141,8 @@ void ChildProcess::signalAll(int signal) const
 
 void ChildProcess::endWithin(int milliseconds)
 {
-    m_killTime = std::min(m_killTime, QDeadlineTimer(milliseconds));
+    // Newer releases of Qt give a timer made for 0 ms no time of its own.
+    m_killTime = std::min(m_killTime, QDeadlineTimer::current() + milliseconds);
     m_poll.start();
 }
 
