@@ -15,6 +15,9 @@ struct FramePicture
     QImage image;
     QSize sourceSize; ///< of the upright frame, in pixels of the video
     QSize box;
+
+    /// Whether it is large enough to be shown in that box.
+    [[nodiscard]] bool fills(QSize room) const { return box.width() >= room.width() && box.height() >= room.height(); }
 };
 
 /// What a query has brought.

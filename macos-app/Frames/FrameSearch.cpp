@@ -64,7 +64,7 @@ FrameNeed FrameSearch::pictureNeed(const VideoClock& clock, qint64 ticks)
 {
     const double at = clock.secondsAt(ticks);
     const double half = 0.5 / std::clamp(clock.framesPerSecond(), 5.0, 240.0);
-    return {at, at + half, at - half, at + half};
+    return {at, at + half, at - half, at + half, true};
 }
 
 void FrameSearch::note(const FrameNeed& need)

@@ -11,6 +11,7 @@ struct FrameNeed
     double to = 0;
     double picturesFrom = 0;
     double picturesTo = 0;
+    bool isOnePicture = false; ///< the time is known; a picture that was given up to make room may be fetched anew
 
     [[nodiscard]] bool wantsPictures() const { return picturesFrom < picturesTo; }
 

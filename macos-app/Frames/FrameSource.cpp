@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype cacheBytes = qsizetype(64) * 1024 * 1024;
+constexpr qsizetype cacheBytes = qsizetype(128) * 1024 * 1024;
+constexpr QSize usualShape(16, 9);
 /// Needs that lie this close are read in one go: decoding on is cheaper than decoding from a key frame once more.
 constexpr double mergedGapSeconds = 2;
 constexpr double longestMergedSeconds = 10;
@@ -19,10 +21,19 @@ bool touch(const FrameNeed& left, const FrameNeed& right)
     return left.from < right.to && right.from < left.to;
 }
 
+bool brings(const FrameReply& reply, const FrameNeed& need)
+{
+    return std::any_of(reply.pictures.begin(), reply.pictures.end(), [&](const FramePicture& picture) {
+        const double at = reply.clock.secondsAt(picture.ticks);
+        return at > need.picturesFrom && at < need.picturesTo;
+    });
+}
+
 } // namespace
 
 FrameSource::FrameSource()
     : m_pictures(cacheBytes)
+    , m_shape(usualShape)
 {}
 
 FrameSource::~FrameSource() = default;
@@ -38,6 +49,7 @@ void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
         m_clock.rateNumerator = std::llround(framesPerSecond);
     m_index = {};
     m_pictures.clear();
+    m_shape = usualShape;
     m_needs.clear();
     m_ahead.clear();
     forgetFailures();
@@ -175,7 +187,8 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
         return;
     }
     if (m_isClockKnown && m_clock == reply->clock) {
-        m_tried += query.needs;
+        const auto isTried = [&](const FrameNeed& need) { return !need.isOnePicture || !brings(*reply, need); };
+        std::copy_if(query.needs.begin(), query.needs.end(), std::back_inserter(m_tried), isTried);
     } else { // the first reply, or the file was replaced
         m_clock = reply->clock;
         m_isClockKnown = true;
@@ -184,8 +197,10 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
         m_tried.clear();
     }
     m_index.learn(reply->from, reply->to, reply->frames);
-    for (const FramePicture& picture : reply->pictures)
+    for (const FramePicture& picture : reply->pictures) {
+        m_shape = picture.image.size();
         m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
+    }
 }
 
 /// Called inside the fetch's own callback, so the fetch goes later.

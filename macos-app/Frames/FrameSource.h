@@ -42,6 +42,8 @@ public:
     [[nodiscard]] const FrameIndex& index() const { return m_index; }
     /// Valid until the event loop runs again; null when that frame is not kept.
     [[nodiscard]] const FramePicture* picture(qint64 ticks) const { return m_pictures.object(ticks); }
+    /// The shape of the pictures, in any unit; the usual one until the first has come.
+    [[nodiscard]] QSize shape() const { return m_shape; }
     /// Why a need is not met, when it was tried in vain.
     [[nodiscard]] std::optional<QString> failure(const FrameNeed& need) const;
     /// Processes that are not gone yet, the stopped ones included.
@@ -78,6 +80,7 @@ private:
     bool m_mayReadPackets = true; ///< until they have told less than a decoder
     FrameIndex m_index;
     QCache<qint64, FramePicture> m_pictures;
+    QSize m_shape;
     QList<Failure> m_failures;
     QList<FrameNeed> m_tried;
 

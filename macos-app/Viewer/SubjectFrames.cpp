@@ -60,9 +60,12 @@ void SubjectFrames::setRuntime(const std::optional<RuntimeConfiguration>& runtim
     refresh();
 }
 
-void SubjectFrames::setBox(QSize box)
+void SubjectFrames::setBox(QSize box, std::optional<qsizetype> only)
 {
+    if (box == m_source.box() && only == m_only)
+        return;
     m_source.setBox(box);
+    m_only = only;
     refresh();
 }
 
@@ -123,12 +126,12 @@ void SubjectFrames::refresh()
 QList<FrameNeed> SubjectFrames::missing(const FramePlan& plan) const
 {
     QList<FrameNeed> needs = plan.needs;
-    for (const PlannedFrame& planned : plan.frames) {
-        if (!planned.frame.isKnown())
-            continue;
-        const FramePicture* picture = m_source.picture(planned.frame.ticks);
-        if (!picture || picture->box != m_source.box())
-            needs.append(FrameSearch::pictureNeed(m_source.clock(), planned.frame.ticks));
+    for (qsizetype i = 0; i < plan.frames.size(); ++i) {
+        const FrameAnswer& frame = plan.frames[i].frame;
+        const FramePicture* picture = frame.isKnown() ? m_source.picture(frame.ticks) : nullptr;
+        const bool mayBeSmall = m_only && *m_only != i;
+        if (frame.isKnown() && (!picture || !(mayBeSmall || picture->fills(m_source.box()))))
+            needs.append(FrameSearch::pictureNeed(m_source.clock(), frame.ticks));
     }
     return needs;
 }

@@ -18,8 +18,9 @@ public:
     void setSubject(const ViewerSubject& subject);
     /// The tools to fetch pictures with, or the reason why there are none.
     void setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason);
-    /// The device pixels into which pictures are fitted.
-    void setBox(QSize box);
+    /// The device pixels into which pictures are fitted, and the place in the plan of the only one that is shown, if
+    /// there is one: of the others any size will do.
+    void setBox(QSize box, std::optional<qsizetype> only = std::nullopt);
     /// A running split leaves one process for pictures.
     void setSplitRunning(bool isRunning);
     /// Nothing is fetched while nobody looks; what failed is tried again when somebody looks anew.
@@ -53,6 +54,7 @@ private:
     FrameSource m_source;
     QDateTime m_videoModified;
     QTimer m_subjectTimer; ///< runs while a row is new
+    std::optional<qsizetype> m_only;
     bool m_isRushing = false;
     bool m_isWatched = false;
 };
