@@ -94,10 +94,10 @@ private Q_SLOTS:
         QTableView* segments = m_window->segmentTableView;
         openFor(m_window->eventTableView, 0);
         QCOMPARE(subject(), (ViewerSubject{Kind::transition, 0}));
-        m_connection->viewer()->setGeometry(70, 80, 900, 300);
+        m_connection->viewer()->setGeometry(2, 80, 780, 300);
         QTest::keyClick(m_connection->viewer(), Qt::Key_Space);
         QTest::keyClick(m_window->eventTableView, Qt::Key_Space);
-        QTRY_COMPARE(m_connection->viewer()->geometry(), QRect(70, 80, 900, 300));
+        QTRY_COMPARE(m_connection->viewer()->geometry(), QRect(2, 80, 780, 300));
         QTest::keyClick(m_window->eventTableView, Qt::Key_Down);
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::transition, 1}));
         QTest::mouseClick(segments->viewport(), Qt::LeftButton, {},
@@ -132,8 +132,11 @@ private Q_SLOTS:
     {
         openFor(m_window->eventTableView, 0);
         auto* line = m_connection->viewer()->findChild<QWidget*>(u"timelineView"_s);
-        const auto doubleClickAt = [line](double seconds) {
-            QTest::mouseDClick(line, Qt::LeftButton, {}, QPoint(6 + int(seconds / 100 * (line->width() - 12)), 10));
+        const auto placeOf = [line](double seconds) {
+            return QPoint(6 + int(seconds / 100 * (line->width() - 12)), 10);
+        };
+        const auto doubleClickAt = [&](double seconds) {
+            QTest::mouseDClick(line, Qt::LeftButton, {}, placeOf(seconds));
         };
         doubleClickAt(61);
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::transition, 1}));
@@ -141,6 +144,26 @@ private Q_SLOTS:
         doubleClickAt(40);
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::segment, 1}));
         QCOMPARE(m_window->segmentTableView->currentIndex().row(), 1);
+
+        // The wheel zooms around the pointer and scrolls with Shift; what was beside the transition then is in it.
+        const auto wheel = [&](int steps, Qt::KeyboardModifiers modifiers) {
+            QWheelEvent event(placeOf(61), line->mapToGlobal(placeOf(61)), {}, {0, 120 * steps}, {}, modifiers,
+                              Qt::NoScrollPhase, false);
+            QCoreApplication::sendEvent(line, &event);
+        };
+        auto* wholeVideo = m_connection->viewer()->findChild<QAction*>(u"wholeVideoAction"_s);
+        QVERIFY(!wholeVideo->isEnabled());
+        wheel(10, Qt::NoModifier);
+        QVERIFY(wholeVideo->isEnabled());
+        doubleClickAt(66); // 61.5 s
+        QTRY_COMPARE(subject(), (ViewerSubject{Kind::transition, 1}));
+        wheel(5, Qt::ShiftModifier); // a whole part back
+        doubleClickAt(61);
+        QTRY_COMPARE(subject(), (ViewerSubject{Kind::segment, 1}));
+        wholeVideo->trigger();
+        QVERIFY(!wholeVideo->isEnabled());
+        doubleClickAt(61);
+        QTRY_COMPARE(subject(), (ViewerSubject{Kind::transition, 1}));
     }
 };
 

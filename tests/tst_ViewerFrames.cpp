@@ -186,13 +186,15 @@ private Q_SLOTS:
             QList<bool> kept;
         };
         const QList<bool> clean = {true, false, false, false, true};
+        const QList<bool> allKept(4, true);
         const QList<Row> rows = {
             {{segment(0, 10), segment(11, 20)}, 11, {249, 250, 262, 274, 275}, clean},
             {{segment(0, 9.88), segment(11.24, 20)}, 11, {246, 250, 262, 274, 281}, clean},
-            {{segment(0, 10), segment(10, 20)},
-             10,
-             {249, -1, -1, -1, 250},
-             clean}, // a hard cut has no frames of its own
+            // A hard cut has no frames of its own: the last two before it and the first two after it.
+            {{segment(0, 10), segment(10, 20)}, 10, {248, 249, 250, 251}, allKept},
+            {{segment(0, 9.8), segment(10, 10.04)}, 10, {243, 244, 250, -1}, {true, true, true, false}},
+            {{segment(0, 20)}, 10, {248, 249, 250, 251}, allKept},
+            {{disabled}, 10, {248, 249, 250, 251}, QList<bool>(4, false)},
             {{}, 11, {-1, 250, 262, 274, -1}, clean},
             {{segment(0, 10.5), segment(11, 20)}, 11, {249, 250, 262, 274, 275}, {true, true, true, false, true}},
             {{segment(0, 4), disabled, segment(11, 20)}, 11, {99, 250, 262, 274, 275}, clean},

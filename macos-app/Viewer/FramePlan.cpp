@@ -6,7 +6,6 @@ namespace {
 
 using Role = PlannedFrame::Role;
 
-/// A detector's times are rounded to milliseconds, so a frame may lie this little before the time that names it.
 constexpr qint64 toleranceMicroseconds = 500;
 constexpr double soonSeconds = 1;
 /// How many steps of an edge are looked ahead.
@@ -17,27 +16,35 @@ bool makesClip(const EditableSegment& segment)
     return segment.isEnabled && segment.duration() > 0;
 }
 
+/// The frames of a transition itself. A hard cut has none.
 struct TransitionFrames
 {
     FrameAnswer first;
     FrameAnswer middle;
     FrameAnswer last;
+    bool isCut = false;
 };
 
-/// The frames from the transition's start on and before its end; a hard cut has none.
+/// A detector's times are rounded to milliseconds, so a frame may lie this little before the time that names it.
+qint64 ticksNamed(const VideoClock& clock, double seconds)
+{
+    return clock.ticksAt(std::max<qint64>(microsecondsOf(seconds) - toleranceMicroseconds, 0));
+}
+
+/// The frames from the transition's start on and before its end.
 TransitionFrames transitionFrames(FrameSearch& search, const TransitionEvent& event)
 {
     const VideoClock& clock = search.clock();
-    const qint64 start = microsecondsOf(event.start);
-    const qint64 end = microsecondsOf(event.end);
+    const qint64 middle = (microsecondsOf(event.start) + microsecondsOf(event.end)) / 2;
     TransitionFrames found;
-    found.first = search.firstFrom(clock.ticksAt(std::max<qint64>(start - toleranceMicroseconds, 0)));
-    found.last = search.lastBefore(clock.ticksAt(std::max<qint64>(end - toleranceMicroseconds, 0)));
-    found.middle = search.lastBefore(clock.ticksAt((start + end) / 2) + 1);
-    const bool isEmpty = found.first.state == FrameAnswer::State::none ||
-                         (found.first.isKnown() && found.last.isKnown() && found.last.ticks < found.first.ticks);
-    if (isEmpty)
+    found.first = search.firstFrom(ticksNamed(clock, event.start));
+    found.last = search.lastBefore(ticksNamed(clock, event.end));
+    found.middle = search.lastBefore(clock.ticksAt(middle) + 1);
+    if (found.first == noFrame)
         return {noFrame, noFrame, noFrame};
+    const bool isKnown = found.first.isKnown() && found.last.state != FrameAnswer::State::unknown;
+    found.isCut = isKnown ? found.last == noFrame || found.last.ticks < found.first.ticks
+                          : event.end - event.start < 1 / clock.framesPerSecond(); // very likely
     if (found.first.isKnown() && found.middle.isKnown())
         found.middle.ticks = std::max(found.middle.ticks, found.first.ticks);
     return found;
@@ -75,32 +82,67 @@ bool isFrom(const FrameAnswer& frame, const FrameAnswer& first)
     return frame.isKnown() && first.isKnown() && frame.ticks >= first.ticks;
 }
 
-FramePlan planTransition(const ViewerContent& content, const TransitionEvent& event, FrameSearch& search)
+/// What is kept around a transition.
+struct Surroundings
 {
-    const TransitionFrames inside = transitionFrames(search, event);
-    const Neighbours clips = neighbours(content.segments, event);
-    // Looking where a clip ends that goes on for long would decode another part of the video for nothing.
-    const bool afterEndsSoon = clips.after && clips.after->end - event.end < soonSeconds;
-    const CutFrames before = clipFrames(search, clips.before, CutEdges::endOnly);
-    const CutFrames after = clipFrames(search, clips.after, afterEndsSoon ? CutEdges::both : CutEdges::startOnly);
+    Surroundings(FrameSearch& search, const QList<EditableSegment>& segments, const TransitionEvent& event)
+        : clips(neighbours(segments, event))
+        , afterEndsSoon(clips.after && clips.after->end - event.end < soonSeconds)
+        , before(clipFrames(search, clips.before, CutEdges::endOnly))
+        , after(clipFrames(search, clips.after, afterEndsSoon ? CutEdges::both : CutEdges::startOnly))
+    {}
 
-    FrameAnswer lastKept = before.last;
-    if (clips.before && clips.before->end > event.start && inside.first.isKnown())
-        lastKept = search.preceding(inside.first); // the clip goes on into the transition
-    FrameAnswer firstKept = after.first;
-    if (clips.after && clips.after->start < event.end && inside.last.isKnown())
-        firstKept = search.following(inside.last);
-
-    const auto isKept = [&](const FrameAnswer& frame) {
+    [[nodiscard]] bool isKept(const FrameAnswer& frame) const
+    {
         const bool isInBefore = isFrom(frame, before.first) && isFrom(before.last, frame);
         const bool isInAfter = isFrom(frame, after.first) && (!afterEndsSoon || isFrom(after.last, frame));
         return isInBefore || isInAfter;
-    };
+    }
+
+    Neighbours clips;
+    bool afterEndsSoon; ///< looking where a clip ends that goes on for long would decode another part for nothing
+    CutFrames before;
+    CutFrames after;
+};
+
+/// The last two frames before a cut and the first two after it: of the clips, or where none ends or begins there, of
+/// the video.
+FramePlan planCut(const Surroundings& around, const TransitionEvent& event, FrameSearch& search)
+{
+    const bool endsBefore = around.clips.before && around.clips.before->end <= event.start;
+    const bool startsAfter = around.clips.after && around.clips.after->start >= event.end;
+    const FrameAnswer last =
+        endsBefore ? around.before.last : search.lastBefore(ticksNamed(search.clock(), event.start));
+    const FrameAnswer first =
+        startsAfter ? around.after.first : search.firstFrom(ticksNamed(search.clock(), event.end));
+    const FrameAnswer lastButOne = endsBefore ? around.before.lastButOne : search.preceding(last);
+    const FrameAnswer second = startsAfter ? around.after.second : search.following(first);
+    FramePlan plan;
+    plan.frames = {{Role::lastButOneBeforeCut, lastButOne, around.isKept(lastButOne)},
+                   {Role::lastBeforeCut, last, around.isKept(last)},
+                   {Role::firstAfterCut, first, around.isKept(first)},
+                   {Role::secondAfterCut, second, around.isKept(second)}};
+    return plan;
+}
+
+FramePlan planTransition(const ViewerContent& content, const TransitionEvent& event, FrameSearch& search)
+{
+    const TransitionFrames inside = transitionFrames(search, event);
+    const Surroundings around(search, content.segments, event);
+    if (inside.isCut)
+        return planCut(around, event, search);
+
+    FrameAnswer lastKept = around.before.last;
+    if (around.clips.before && around.clips.before->end > event.start && inside.first.isKnown())
+        lastKept = search.preceding(inside.first); // the clip goes on into the transition
+    FrameAnswer firstKept = around.after.first;
+    if (around.clips.after && around.clips.after->start < event.end && inside.last.isKnown())
+        firstKept = search.following(inside.last);
     FramePlan plan;
     plan.frames = {{Role::lastKeptBefore, lastKept, true},
-                   {Role::firstOfTransition, inside.first, isKept(inside.first)},
-                   {Role::middleOfTransition, inside.middle, isKept(inside.middle)},
-                   {Role::lastOfTransition, inside.last, isKept(inside.last)},
+                   {Role::firstOfTransition, inside.first, around.isKept(inside.first)},
+                   {Role::middleOfTransition, inside.middle, around.isKept(inside.middle)},
+                   {Role::lastOfTransition, inside.last, around.isKept(inside.last)},
                    {Role::firstKeptAfter, firstKept, true}};
     return plan;
 }

@@ -12,6 +12,10 @@ struct PlannedFrame
         middleOfTransition,
         lastOfTransition,
         firstKeptAfter,
+        lastButOneBeforeCut,
+        lastBeforeCut,
+        firstAfterCut,
+        secondAfterCut,
         beforeStart,
         firstInside,
         secondInside,
@@ -35,6 +39,7 @@ struct FramePlan
     QList<qint64> nearby;   ///< frames that the next steps will show
 };
 
-/// Five pictures for a transition, three for either edge of a segment, none for anything else.
+/// Four pictures for a hard cut, five for any other transition, three for either edge of a segment, none for anything
+/// else.
 [[nodiscard]] FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const FrameIndex& index,
                                    const VideoClock& clock);

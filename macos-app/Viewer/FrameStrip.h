@@ -2,20 +2,28 @@
 
 #include "Viewer/FrameView.h"
 
-#include <QLabel>
+class FittingLabel;
 
-/// Some pictures side by side under a heading.
+/// Some pictures side by side, under a heading where there is one.
 class FrameStrip final : public QWidget
 {
 public:
     static constexpr int spacing = 8; ///< between two pictures
 
-    explicit FrameStrip(int pictureCount, QWidget* parent = nullptr);
+    explicit FrameStrip(int mostPictures, QWidget* parent = nullptr);
 
     void setHeading(const QString& heading, bool isChosen);
+    /// As many pictures as there are frames.
+    void setFrames(const QList<ShownFrame>& frames);
     [[nodiscard]] const QList<FrameView*>& views() const { return m_views; }
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
-    QLabel* m_heading;
+    void makeEven();
+
+    FittingLabel* m_heading;
+    int m_count;
     QList<FrameView*> m_views;
 };

@@ -1,5 +1,7 @@
 #include "Viewer/FrameView.h"
 
+#include "Controls/Appearance.h"
+
 #include <QPainter>
 #include <QPainterPath>
 
@@ -9,25 +11,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int frameWidth = 3;
+constexpr int frameWidth = 4;
 constexpr int captionGap = 4;
-constexpr qreal dimming = 0.62;
-constexpr qreal paleness = 0.65;
-
-QColor dimmingColor(const QPalette& palette)
-{
-    QColor color = palette.color(QPalette::Window);
-    color.setAlphaF(dimming);
-    return color;
-}
-
-/// For what is not kept: paler than the text, in every appearance.
-QColor paleTextColor(const QPalette& palette)
-{
-    QColor color = palette.color(QPalette::WindowText);
-    color.setAlphaF(paleness);
-    return color;
-}
+constexpr QSize smallestPicture(16, 9);
 
 /// The part of a frame that the crop filter leaves; ffmpeg moves a rectangle that reaches over the edge back inside.
 std::optional<QRectF> keptPart(const CropParameters& crop, QSize source)
@@ -40,11 +26,22 @@ std::optional<QRectF> keptPart(const CropParameters& crop, QSize source)
                   static_cast<qreal>(crop.width) / source.width(), static_cast<qreal>(crop.height) / source.height());
 }
 
+/// Fine lines of two colours, of which one at least shows on any picture; between them the picture stays as it is.
+void hatch(QPainter& painter, const QPainterPath& path, const QPalette& palette)
+{
+    for (const auto& [role, offset] : {std::pair(QPalette::WindowText, 0), std::pair(QPalette::Window, 1)}) {
+        painter.setBrushOrigin(offset, 0);
+        painter.fillPath(path, QBrush(palette.color(role), Qt::BDiagPattern));
+    }
+}
+
 } // namespace
 
 QString ShownFrame::spoken() const
 {
-    return image.isNull() ? message : time + (isKept ? u"，保留"_s : u"，删除"_s);
+    if (image.isNull())
+        return message;
+    return fate.isEmpty() ? time : time + u'，' + fate;
 }
 
 FrameView::FrameView(QWidget* parent)
@@ -65,7 +62,15 @@ void FrameView::setFrame(const ShownFrame& frame)
 QSize FrameView::pictureRoom(QSize viewSize) const
 {
     const int captionHeight = 2 * fontMetrics().lineSpacing() + captionGap;
-    return (viewSize - QSize(2 * frameWidth, 2 * frameWidth + captionHeight)).expandedTo(QSize(16, 9));
+    return (viewSize - QSize(2 * frameWidth, 2 * frameWidth + captionHeight)).expandedTo(smallestPicture);
+}
+
+QRect FrameView::pictureArea() const
+{
+    const QSize room = pictureRoom(size());
+    const QSize shape = m_frame.shape.isEmpty() ? smallestPicture : m_frame.shape;
+    const QSize fitted = shape.scaled(room, Qt::KeepAspectRatio);
+    return {QPoint((width() - fitted.width()) / 2, frameWidth), fitted};
 }
 
 QSize FrameView::sizeHint() const
@@ -81,10 +86,14 @@ QSize FrameView::minimumSizeHint() const
 void FrameView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    if (m_scaled.isNull())
+    if (m_scaled.isNull()) {
         paintMessage(painter);
-    else
-        paintPicture(painter);
+    } else {
+        painter.drawPixmap(pictureArea(), m_scaled);
+        if (m_frame.crop && m_frame.isKept)
+            paintCrop(painter);
+        paintFrame(painter);
+    }
     paintCaption(painter);
 }
 
@@ -93,51 +102,42 @@ void FrameView::resizeEvent(QResizeEvent*)
     prepareScaledImage();
 }
 
+void FrameView::mouseDoubleClickEvent(QMouseEvent*)
+{
+    if (onDoubleClick)
+        onDoubleClick();
+}
+
 void FrameView::prepareScaledImage()
 {
     m_scaled = {};
     if (m_frame.image.isNull())
         return;
-    const QSize room = (QSizeF(pictureRoom(size())) * devicePixelRatioF()).toSize();
-    const QSize fitted = m_frame.image.size().scaled(room, Qt::KeepAspectRatio);
-    // A picture that was fetched for this room differs by a rounded pixel at most and is shown as it is.
-    const bool fits = std::abs(fitted.width() - m_frame.image.width()) <= 2 &&
-                      std::abs(fitted.height() - m_frame.image.height()) <= 2;
-    m_scaled = QPixmap::fromImage(fits ? m_frame.image
-                                       : m_frame.image.scaled(fitted, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    const QSize fitted = (QSizeF(pictureArea().size()) * devicePixelRatioF()).toSize();
+    m_scaled = QPixmap::fromImage(
+        m_frame.image.scaled(fitted, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)); // or as it is
     m_scaled.setDevicePixelRatio(devicePixelRatioF());
 }
 
-/// The room for picture and frame: all but the caption.
-QRect FrameView::pictureArea() const
+/// Around the picture, never on it.
+void FrameView::paintFrame(QPainter& painter) const
 {
-    return {QPoint(frameWidth, frameWidth), pictureRoom(size())};
+    const QRectF picture = pictureArea();
+    QPainterPath frame;
+    frame.addRect(picture.adjusted(-frameWidth, -frameWidth, frameWidth, frameWidth));
+    frame.addRect(picture); // odd-even: a hole
+    if (m_frame.isKept)
+        painter.fillPath(frame, palette().color(QPalette::Highlight));
+    else
+        hatch(painter, frame, palette());
 }
 
-void FrameView::paintPicture(QPainter& painter) const
+void FrameView::paintCrop(QPainter& painter) const
 {
-    const QSizeF drawn = m_scaled.deviceIndependentSize();
-    QRectF place(QPointF(), drawn);
-    place.moveCenter(QRectF(pictureArea()).center());
-    place.moveTopLeft(place.topLeft().toPoint());
-    painter.drawPixmap(place.topLeft(), m_scaled);
-    if (!m_frame.isKept)
-        painter.fillRect(place, dimmingColor(palette()));
-    else if (m_frame.crop)
-        dimOutsideCrop(painter, place);
-
-    const QColor color = palette().color(m_frame.isKept ? QPalette::Highlight : QPalette::Mid);
-    const qreal width = m_frame.isKept ? frameWidth : 1;
-    painter.setPen(QPen(color, width, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-    painter.drawRect(place.adjusted(-width / 2, -width / 2, width / 2, width / 2));
-}
-
-void FrameView::dimOutsideCrop(QPainter& painter, const QRectF& picture) const
-{
-    const auto part = keptPart(*m_frame.crop, m_frame.sourceSize);
+    const QRectF picture = pictureArea();
     QPainterPath rest;
     rest.addRect(picture);
-    if (part) {
+    if (const auto part = keptPart(*m_frame.crop, m_frame.sourceSize)) {
         QPainterPath kept;
         kept.addRect(QRectF(picture.x() + part->x() * picture.width(), picture.y() + part->y() * picture.height(),
                             part->width() * picture.width(), part->height() * picture.height()));
@@ -145,7 +145,7 @@ void FrameView::dimOutsideCrop(QPainter& painter, const QRectF& picture) const
         painter.setPen(palette().color(QPalette::Highlight));
         painter.drawPath(kept);
     }
-    painter.fillPath(rest, dimmingColor(palette()));
+    hatch(painter, rest, palette());
 }
 
 void FrameView::paintMessage(QPainter& painter) const
@@ -153,16 +153,22 @@ void FrameView::paintMessage(QPainter& painter) const
     const QRect area = pictureArea();
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(QRectF(area).adjusted(-0.5, -0.5, 0.5, 0.5));
-    painter.setPen(paleTextColor(palette()));
+    painter.setPen(secondaryTextColor(palette()));
     painter.drawText(area.adjusted(8, 4, -8, -4), Qt::AlignCenter | Qt::TextWordWrap | Qt::TextWrapAnywhere,
                      m_frame.message);
 }
 
+/// By base lines, which do not depend on the fonts that a text needs.
 void FrameView::paintCaption(QPainter& painter) const
 {
-    const int lineHeight = fontMetrics().lineSpacing();
-    const QRect line(0, height() - 2 * lineHeight, width(), lineHeight);
-    painter.setPen(m_frame.isKept ? palette().color(QPalette::WindowText) : paleTextColor(palette()));
-    painter.drawText(line, Qt::AlignCenter, fontMetrics().elidedText(m_frame.caption, Qt::ElideRight, width()));
-    painter.drawText(line.translated(0, lineHeight), Qt::AlignCenter, m_frame.time);
+    const QFontMetrics metrics = fontMetrics();
+    const bool isDecided = !m_scaled.isNull() && !m_frame.isKept && !m_frame.fate.isEmpty();
+    const QString whole = isDecided ? m_frame.time + u'　' + m_frame.fate : m_frame.time;
+    const QString time = metrics.horizontalAdvance(whole) <= width() ? whole : m_frame.time;
+    painter.setPen(m_frame.isKept ? palette().color(QPalette::WindowText) : secondaryTextColor(palette()));
+    int base = pictureArea().bottom() + 1 + frameWidth + captionGap + metrics.ascent();
+    for (const QString& line : {metrics.elidedText(m_frame.caption, Qt::ElideRight, width()), time}) {
+        painter.drawText((width() - metrics.horizontalAdvance(line)) / 2, base, line);
+        base += metrics.lineSpacing();
+    }
 }

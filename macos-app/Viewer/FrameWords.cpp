@@ -17,6 +17,14 @@ QString captionOf(Role role)
         return u"换场末帧"_s;
     case Role::firstKeptAfter:
         return u"之后首个保留"_s;
+    case Role::lastButOneBeforeCut:
+        return u"换场前倒数第二帧"_s;
+    case Role::lastBeforeCut:
+        return u"换场前最后一帧"_s;
+    case Role::firstAfterCut:
+        return u"换场后第一帧"_s;
+    case Role::secondAfterCut:
+        return u"换场后第二帧"_s;
     case Role::beforeStart:
     case Role::afterEnd:
         return u"片段外"_s;
@@ -43,10 +51,16 @@ QString absenceText(Role role, bool isBeyondEnd)
         return u"视频开头"_s;
     case Role::afterEnd:
         return u"视频末尾"_s;
+    case Role::lastButOneBeforeCut:
+    case Role::lastBeforeCut:
+        return u"之前没有画面"_s;
+    case Role::firstAfterCut:
+    case Role::secondAfterCut:
+        return isBeyondEnd ? u"超出视频末尾"_s : u"之后没有画面"_s;
     case Role::firstOfTransition:
     case Role::middleOfTransition:
     case Role::lastOfTransition:
-        return isBeyondEnd ? u"超出视频末尾"_s : u"没有被删除的画面"_s;
+        return u"超出视频末尾"_s;
     case Role::firstInside:
     case Role::secondInside:
     case Role::lastButOneInside:

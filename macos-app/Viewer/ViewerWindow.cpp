@@ -1,13 +1,14 @@
 #include "Viewer/ViewerWindow.h"
 
+#include "Controls/Appearance.h"
+#include "Controls/FittingLabel.h"
 #include "Models/TimeText.h"
-#include "Viewer/FrameStrip.h"
+#include "Viewer/FramePages.h"
 #include "Viewer/FrameWords.h"
 #include "Viewer/TimelineView.h"
 
 #include <QAccessibleWidget>
-#include <QGraphicsOpacityEffect>
-#include <QHBoxLayout>
+#include <QAction>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -18,19 +19,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int transitionPictures = 5;
-constexpr int edgePictures = 3;
+constexpr QSize usualSize(1010, 270);
 constexpr int resizeRestMilliseconds = 150;
 /// A window that was never shown does not know yet what frame the system puts around it.
-constexpr int titleBarRoom = 30;
-
-/// Paler than other text in every appearance; palettes do not agree about a role for that.
-void makePale(QLabel* label)
-{
-    auto* effect = new QGraphicsOpacityEffect(label);
-    effect->setOpacity(0.65);
-    label->setGraphicsEffect(effect);
-}
+constexpr QMargins usualFrame(2, 30, 2, 4);
+constexpr qsizetype edgePictures = 3;
 
 /// What the viewer draws itself is a picture to a screen reader.
 QAccessibleInterface* speakPicture(const QString& /*className*/, QObject* object)
@@ -43,6 +36,10 @@ QAccessibleInterface* speakPicture(const QString& /*className*/, QObject* object
 
 ViewerWindow::ViewerWindow(QWidget* parent)
     : QWidget(parent, Qt::Tool)
+    , m_title(new FittingLabel(1, {}))
+    , m_pages(new FramePages)
+    , m_timeline(new TimelineView)
+    , m_hint(new FittingLabel(1, {}))
 {
     setObjectName(u"viewerWindow"_s);
     setWindowTitle(u"画面"_s);
@@ -51,13 +48,23 @@ ViewerWindow::ViewerWindow(QWidget* parent)
     setFocusPolicy(Qt::StrongFocus);
     QAccessible::installFactory(speakPicture); // at most once
 
+    m_title->setObjectName(u"titleLabel"_s);
+    m_timeline->setObjectName(u"timelineView"_s);
+    m_hint->setForegroundRole(QPalette::PlaceholderText);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(14, 12, 14, 10);
     column->setSpacing(8);
-    buildPictures();
-    buildBelowPictures();
-    resize(1010, 270);
+    column->addWidget(m_title);
+    column->addWidget(m_pages, 1);
+    column->addWidget(m_timeline);
+    column->addWidget(m_hint);
+    resize(usualSize);
+    updateSecondaryColor();
+    buildActions();
 
+    m_pages->onDoubleClick = [this](qsizetype place) { switchLarge(place); };
+    m_timeline->onActivated = [this](const ViewerSubject& subject) { Q_EMIT subjectActivated(subject); };
+    m_timeline->onZoom = [this](bool isZoomed) { m_wholeVideoAction->setEnabled(isZoomed); };
     m_boxTimer.setSingleShot(true);
     m_boxTimer.setInterval(resizeRestMilliseconds);
     connect(&m_boxTimer, &QTimer::timeout, this, &ViewerWindow::updateBox);
@@ -65,41 +72,28 @@ ViewerWindow::ViewerWindow(QWidget* parent)
     showFrames();
 }
 
-void ViewerWindow::buildPictures()
+void ViewerWindow::buildActions()
 {
-    m_title = new QLabel;
-    m_title->setObjectName(u"titleLabel"_s);
-    m_title->setTextFormat(Qt::PlainText);
-
-    auto* emptyLabel = new QLabel(u"在表格中选择一个换场或片段。"_s);
-    emptyLabel->setAlignment(Qt::AlignCenter);
-    makePale(emptyLabel);
-    m_emptyPage = emptyLabel;
-
-    m_transitionStrip = new FrameStrip(transitionPictures);
-    m_startStrip = new FrameStrip(edgePictures);
-    m_endStrip = new FrameStrip(edgePictures);
-    auto* pictures = new QHBoxLayout;
-    pictures->setSpacing(24);
-    pictures->addWidget(m_emptyPage, 1);
-    pictures->addWidget(m_transitionStrip, 1);
-    pictures->addWidget(m_startStrip, 1);
-    pictures->addWidget(m_endStrip, 1);
-
-    auto* column = static_cast<QVBoxLayout*>(layout());
-    column->addWidget(m_title);
-    column->addLayout(pictures, 1);
+    m_largeAction = new QAction(u"放大一幅画面"_s, this);
+    m_largeAction->setObjectName(u"largePictureAction"_s);
+    m_largeAction->setCheckable(true);
+    m_largeAction->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
+    connect(m_largeAction, &QAction::triggered, this, [this] { switchLarge(usualLargePlace()); });
+    m_wholeVideoAction = new QAction(u"时间线显示整个视频"_s, this);
+    m_wholeVideoAction->setObjectName(u"wholeVideoAction"_s);
+    m_wholeVideoAction->setEnabled(false);
+    connect(m_wholeVideoAction, &QAction::triggered, this, [this] { m_timeline->showWhole(); });
+    addActions({m_largeAction, m_wholeVideoAction});
+    setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
-void ViewerWindow::buildBelowPictures()
+/// The palette's own placeholder colour is too faint.
+void ViewerWindow::updateSecondaryColor()
 {
-    m_timeline = new TimelineView;
-    m_timeline->setObjectName(u"timelineView"_s);
-    m_timeline->onActivated = [this](const ViewerSubject& subject) { Q_EMIT subjectActivated(subject); };
-    m_hint = new QLabel;
-    makePale(m_hint);
-    layout()->addWidget(m_timeline);
-    layout()->addWidget(m_hint);
+    QPalette secondary;
+    secondary.setColor(QPalette::PlaceholderText, secondaryTextColor(palette()));
+    m_pages->setPalette(secondary);
+    m_hint->setPalette(secondary);
 }
 
 void ViewerWindow::open()
@@ -119,29 +113,45 @@ void ViewerWindow::setRuntime(const std::optional<RuntimeConfiguration>& runtime
     m_frames.setRuntime(runtime, reason);
 }
 
+void ViewerWindow::setSubject(const ViewerSubject& subject)
+{
+    const bool isOtherKind = subject.kind != this->subject().kind;
+    m_frames.setSubject(subject);
+    if (isOtherKind && m_pages->large())
+        showLarge(plan().frames.isEmpty() ? std::nullopt : std::optional(usualLargePlace()));
+}
+
 bool ViewerWindow::handleKey(const QKeyEvent& event)
 {
     const bool hasEdges = m_frames.segment() != nullptr;
     const Qt::KeyboardModifiers modifiers = event.modifiers() & ~Qt::KeypadModifier;
     const bool isPlain = modifiers == Qt::NoModifier;
     const bool isShifted = modifiers == Qt::ShiftModifier;
+    const bool isNew = !event.isAutoRepeat(); // a key held down would open and close in turns
     switch (event.key()) {
-    case Qt::Key_Space:
     case Qt::Key_Escape:
-        if (isPlain && !event.isAutoRepeat()) // a key held down would open and close it in turns
+    case Qt::Key_Space:
+        if (isPlain && isNew && event.key() == Qt::Key_Escape && m_pages->large())
+            showLarge(std::nullopt);
+        else if (isPlain && isNew)
             hide();
+        return isPlain;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (isPlain && isNew)
+            m_largeAction->trigger();
         return isPlain;
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
         if (!hasEdges || !(isPlain || isShifted))
             return false;
-        chooseOtherEdge();
+        chooseEdge(m_edge == SegmentEdge::start ? SegmentEdge::end : SegmentEdge::start);
         return true;
     case Qt::Key_Left:
     case Qt::Key_Right:
-        if (!hasEdges || !(isPlain || isShifted))
+        if (!(hasEdges || m_pages->large()) || !(isPlain || isShifted))
             return false;
-        moveEdge(event.key() == Qt::Key_Left ? -1 : 1, isShifted);
+        stepSideways(event.key() == Qt::Key_Left ? -1 : 1, isShifted);
         return true;
     default:
         return false;
@@ -167,7 +177,8 @@ void ViewerWindow::keyPressEvent(QKeyEvent* event)
 void ViewerWindow::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
-    move(m_place.value_or(firstPlace()));
+    placeOnScreen();
+    layout()->activate(); // the pictures' room is that of the pages
     updateBox();
     m_frames.setWatched(true);
 }
@@ -176,6 +187,7 @@ void ViewerWindow::hideEvent(QHideEvent* event)
 {
     m_place = pos();
     m_frames.setWatched(false);
+    showLarge(std::nullopt);
     QWidget::hideEvent(event);
 }
 
@@ -185,55 +197,55 @@ void ViewerWindow::resizeEvent(QResizeEvent* event)
     m_boxTimer.start();
 }
 
-/// Below the window that it belongs to, where it covers no table, as far as the screen allows.
-QPoint ViewerWindow::firstPlace() const
+void ViewerWindow::changeEvent(QEvent* event)
 {
-    if (!parentWidget())
-        return pos();
-    const QRect room = screen()->availableGeometry();
-    const QRect parent = parentWidget()->frameGeometry();
-    const int left = std::min(parent.left(), room.right() - frameGeometry().width());
-    const int top = std::min(parent.bottom() + 1, room.bottom() - frameGeometry().height() - titleBarRoom);
-    return {std::max(room.left(), left), std::max(room.top(), top)};
+    if (event->type() == QEvent::PaletteChange)
+        updateSecondaryColor();
+    QWidget::changeEvent(event);
 }
 
-/// One size of pictures serves both kinds of rows, so that walking between the tables fetches nothing twice.
+/// Where it was, at first below the window that it belongs to, where it covers no table; and wholly on the screen.
+void ViewerWindow::placeOnScreen()
+{
+    const QRect room = (parentWidget() ? parentWidget() : this)->screen()->availableGeometry();
+    resize(size().boundedTo(room.marginsRemoved(usualFrame).size()));
+    const QRect parent = parentWidget() ? parentWidget()->frameGeometry() : QRect(pos(), QSize());
+    const QPoint place = m_place.value_or(QPoint(parent.left(), parent.bottom() + 1));
+    const QRect frame(place, size().grownBy(usualFrame));
+    move(std::max(room.left(), std::min(place.x(), room.right() + 1 - frame.width())),
+         std::max(room.top(), std::min(place.y(), room.bottom() + 1 - frame.height())));
+}
+
 void ViewerWindow::updateBox()
 {
-    const FrameView* view = m_transitionStrip->views().first();
-    // From the window's own size, so that it is the same before the layout and after.
-    const QSize inside = size().shrunkBy(layout()->contentsMargins());
-    const int width = (inside.width() + FrameStrip::spacing) / transitionPictures;
-    int height = inside.height();
-    for (const QWidget* other :
-         {static_cast<QWidget*>(m_title), static_cast<QWidget*>(m_timeline), static_cast<QWidget*>(m_hint)})
-        height -= other->sizeHint().height() + layout()->spacing();
-    const QSize room = view->pictureRoom({width - FrameStrip::spacing, height});
-    m_frames.setBox((QSizeF(room) * devicePixelRatioF()).toSize());
+    m_frames.setBox(m_pages->box(), m_pages->large());
 }
 
 void ViewerWindow::showFrames()
 {
-    const bool isTransition = m_frames.transition() != nullptr;
-    const bool isSegment = m_frames.segment() != nullptr;
-    m_emptyPage->setVisible(!isTransition && !isSegment);
-    m_transitionStrip->setVisible(isTransition);
-    m_startStrip->setVisible(isSegment);
-    m_endStrip->setVisible(isSegment);
-    const QList<FrameView*> views =
-        isTransition ? m_transitionStrip->views() : m_startStrip->views() + m_endStrip->views();
-    for (qsizetype i = 0; i < plan().frames.size(); ++i)
-        views[i]->setFrame(shownFrame(plan().frames[i]));
+    QList<ShownFrame> shown;
+    for (const PlannedFrame& planned : plan().frames)
+        shown.append(shownFrame(planned));
+    if (const EditableSegment* segment = m_frames.segment())
+        m_pages->showSegment(shown, u"起点　"_s + formatShownTime(segment->start),
+                             u"终点　"_s + formatShownTime(segment->end), m_edge == SegmentEdge::end);
+    else if (m_frames.transition())
+        m_pages->showTransition(shown);
+    else
+        m_pages->showNothing();
+    m_largeAction->setEnabled(!shown.isEmpty());
+    m_largeAction->setChecked(m_pages->large().has_value());
+    for (QWidget* below : {static_cast<QWidget*>(m_timeline), static_cast<QWidget*>(m_hint)})
+        below->setVisible(!m_pages->large()); // there is little room
     m_timeline->setPosition(position());
     showTitle();
-    showEdgeHeadings();
-    describeForScreenReaders();
+    describeForScreenReaders(shown);
 }
 
 void ViewerWindow::showTitle()
 {
     QString title;
-    QString hint = u"↑ ↓ 换行　　空格 关闭"_s;
+    QString hint = u"↑ ↓ 换行　　回车 放大　　空格 关闭"_s;
     if (const EditableSegment* segment = m_frames.segment()) {
         title = u"片段 %1　%2 – %3"_s.arg(QString::number(segment->index), formatShownTime(segment->start),
                                           formatShownTime(segment->end));
@@ -247,29 +259,19 @@ void ViewerWindow::showTitle()
     if (!source().clock().seeksExactly)
         hint = u"这种格式不能精确定位，实际的切点可能不同。　　"_s + hint;
     m_title->setText(title);
-    m_title->setVisible(!title.isEmpty());
     m_hint->setText(hint);
 }
 
-void ViewerWindow::showEdgeHeadings()
-{
-    const EditableSegment* segment = m_frames.segment();
-    if (!segment)
-        return;
-    m_startStrip->setHeading(u"起点　"_s + formatShownTime(segment->start), m_edge == SegmentEdge::start);
-    m_endStrip->setHeading(u"终点　"_s + formatShownTime(segment->end), m_edge == SegmentEdge::end);
-}
-
 /// The window has the focus when it is read, and its pictures are said in one go.
-void ViewerWindow::describeForScreenReaders()
+void ViewerWindow::describeForScreenReaders(const QList<ShownFrame>& frames)
 {
     QStringList sentences;
     if (m_frames.segment())
         sentences << (m_edge == SegmentEdge::start ? u"正在调整起点"_s : u"正在调整终点"_s);
-    for (const PlannedFrame& planned : plan().frames) {
-        const ShownFrame frame = shownFrame(planned);
+    if (const auto large = m_pages->large(); large && *large < frames.size())
+        sentences << u"放大的是"_s + frames[*large].caption;
+    for (const ShownFrame& frame : frames)
         sentences << frame.caption + u' ' + frame.spoken();
-    }
     const QString description = sentences.join(u'；');
     if (accessibleName() != m_title->text())
         setAccessibleName(m_title->text());
@@ -281,12 +283,15 @@ ShownFrame ViewerWindow::shownFrame(const PlannedFrame& planned) const
 {
     ShownFrame shown;
     shown.caption = captionOf(planned.role);
+    shown.shape = source().shape();
     if (planned.frame.state == FrameAnswer::State::none) {
         const double start = m_frames.segment() ? m_frames.segment()->start : m_frames.transition()->start;
         shown.message = absenceText(planned.role, m_frames.isBeyondEnd(start));
         return shown;
     }
     shown.isKept = planned.isKept;
+    if (m_frames.transition())
+        shown.fate = planned.isKept ? u"保留"_s : u"删除"_s;
     shown.crop = m_frames.content().crop;
     const FramePicture* picture = nullptr;
     if (planned.frame.isKnown()) {
@@ -311,15 +316,48 @@ double ViewerWindow::position() const
     return event ? (event->start + event->end) / 2 : -1;
 }
 
-void ViewerWindow::chooseOtherEdge()
+/// The picture that a user of the keyboard means: the one inside the chosen edge, or the one before the cut.
+qsizetype ViewerWindow::usualLargePlace() const
 {
-    m_edge = m_edge == SegmentEdge::start ? SegmentEdge::end : SegmentEdge::start;
+    return m_frames.segment() && m_edge == SegmentEdge::end ? edgePictures + 1 : 1;
+}
+
+void ViewerWindow::showLarge(std::optional<qsizetype> place)
+{
+    if (place == m_pages->large())
+        return;
+    m_pages->setLarge(place);
+    showFrames();
+    layout()->activate();
+    updateBox();
+}
+
+/// The picture at that place large, or all of them again; what the arrows move is the edge that the picture belongs to.
+void ViewerWindow::switchLarge(qsizetype place)
+{
+    if (m_frames.segment())
+        m_edge = place < edgePictures ? SegmentEdge::start : SegmentEdge::end;
+    showLarge(m_pages->large() || plan().frames.isEmpty() ? std::nullopt : std::optional(place));
+}
+
+/// A large picture becomes that of the other edge at the same distance.
+void ViewerWindow::chooseEdge(SegmentEdge edge)
+{
+    m_edge = edge;
+    if (const auto large = m_pages->large())
+        showLarge(2 * edgePictures - 1 - *large);
     showFrames();
 }
 
-/// A step for which the frames are not known yet is left out; holding the key goes on as soon as they are.
-void ViewerWindow::moveEdge(int direction, bool byOneSecond)
+/// Moves the chosen edge of a segment; from one large picture of a transition to the next. A step for which the frames
+/// are not known yet is left out; holding the key goes on as soon as they are.
+void ViewerWindow::stepSideways(int direction, bool byOneSecond)
 {
+    const qsizetype last = plan().frames.size() - 1;
+    if (!m_frames.segment()) {
+        showLarge(std::clamp<qsizetype>(std::min(*m_pages->large(), last) + direction, 0, last));
+        return;
+    }
     const EditableSegment& segment = *m_frames.segment();
     const double time = m_edge == SegmentEdge::start ? segment.start : segment.end;
     std::optional<double> moved = std::max(0.0, time + direction);

@@ -8,8 +8,8 @@
 
 #include <optional>
 
-class FrameStrip;
-class QLabel;
+class FittingLabel;
+class FramePages;
 class TimelineView;
 struct ShownFrame;
 
@@ -25,7 +25,7 @@ public:
     /// Shows the window where it was last, without taking the focus.
     void open();
     void setContent(const ViewerContent& content);
-    void setSubject(const ViewerSubject& subject) { m_frames.setSubject(subject); }
+    void setSubject(const ViewerSubject& subject);
     /// The tools to fetch pictures with, or the reason why there are none.
     void setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason = {});
     /// A running split leaves the viewer one process.
@@ -37,7 +37,8 @@ public:
     [[nodiscard]] const FramePlan& plan() const { return m_frames.plan(); }
     [[nodiscard]] const FrameSource& source() const { return m_frames.source(); }
 
-    /// Space and Escape close; Tab, Left and Right work on the edges of a segment. Whether the key was used.
+    /// Space and Escape close; Tab, Left and Right work on the edges of a segment; Return shows one picture large, and
+    /// takes that back as Escape does. Whether the key was used.
     bool handleKey(const QKeyEvent& event);
 
 Q_SIGNALS:
@@ -54,21 +55,25 @@ protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
-    void buildPictures();
-    void buildBelowPictures();
+    void buildActions();
+    void updateSecondaryColor();
+    void placeOnScreen();
 
     void showFrames();
     void showTitle();
-    void showEdgeHeadings();
-    void describeForScreenReaders();
+    void describeForScreenReaders(const QList<ShownFrame>& frames);
     [[nodiscard]] ShownFrame shownFrame(const PlannedFrame& planned) const;
     [[nodiscard]] double position() const;
     void updateBox();
-    [[nodiscard]] QPoint firstPlace() const;
 
-    void chooseOtherEdge();
+    [[nodiscard]] qsizetype usualLargePlace() const;
+    void showLarge(std::optional<qsizetype> place);
+    void switchLarge(qsizetype place);
+    void chooseEdge(SegmentEdge edge);
+    void stepSideways(int direction, bool byOneSecond);
     void moveEdge(int direction, bool byOneSecond);
 
     SubjectFrames m_frames;
@@ -76,11 +81,10 @@ private:
     std::optional<QPoint> m_place;
     QTimer m_boxTimer;
 
-    QLabel* m_title;
-    QLabel* m_hint;
-    QWidget* m_emptyPage;
-    FrameStrip* m_transitionStrip;
-    FrameStrip* m_startStrip;
-    FrameStrip* m_endStrip;
+    FittingLabel* m_title;
+    FramePages* m_pages;
     TimelineView* m_timeline;
+    FittingLabel* m_hint;
+    QAction* m_largeAction;
+    QAction* m_wholeVideoAction;
 };
