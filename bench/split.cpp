@@ -2,13 +2,17 @@
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QPlainTextEdit>
 #include <QProcess>
+#include <QScrollBar>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTextBlock>
 #include <QTimer>
 
 #include <algorithm>
@@ -24,7 +28,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int floodSeconds = 20;
+constexpr int fillingSeconds = 20;
+constexpr int floodMegabytes = 50;
 
 /// The lines of ffmpeg between two statistics, as it writes them with -progress.
 QByteArray progressLines(int frame)
@@ -36,14 +41,34 @@ QByteArray progressLines(int frame)
            "continue\n";
 }
 
-/// This program as ffmpeg: 1 MB of such lines a second, in fifty portions.
-int floodTheLog()
+/// What this program prints when it stands for ffmpeg, by the name of the output.
+const QList<std::pair<QString, QByteArray>> floods = {
+    {u"progress"_s, progressLines(12345)},
+    {u"short lines"_s, "y\n"},
+    {u"no line feeds"_s, "0123456789abcdef"},
+    {u"statistics that end in carriage returns"_s, progressLines(12345).left(90) + '\r'},
+    {u"nothing but carriage returns"_s, "\r"},
+};
+
+/// 50 MB as fast as they are taken.
+int floodTheLog(const QByteArray& text)
+{
+    const QByteArray portion = text.repeated(65'536 / text.size());
+    for (qsizetype written = 0; written < floodMegabytes * 1'000'000LL; written += portion.size()) {
+        if (::write(STDERR_FILENO, portion.constData(), size_t(portion.size())) < 0)
+            return 1;
+    }
+    return 0;
+}
+
+/// 1 MB of ffmpeg's lines a second, in fifty portions.
+int fillTheLog()
 {
     QByteArray portion;
     for (int frame = 0; portion.size() < 1'000'000 / 50; ++frame)
         portion += progressLines(frame);
     auto due = std::chrono::steady_clock::now();
-    for (int i = 0; i < floodSeconds * 50; ++i) {
+    for (int i = 0; i < fillingSeconds * 50; ++i) {
         if (::write(STDERR_FILENO, portion.constData(), size_t(portion.size())) < 0)
             return 1;
         due += std::chrono::milliseconds(20);
@@ -52,7 +77,16 @@ int floodTheLog()
     return 0;
 }
 
-/// Ends the event loop with the run.
+int standInForFFmpeg(const QString& output)
+{
+    for (const auto& [name, text] : floods) {
+        if (QFileInfo(output).fileName() == name)
+            return floodTheLog(text);
+    }
+    return fillTheLog();
+}
+
+/// Ends the event loop with the run. The windows stay open.
 class RunToEnd final : public SplitCoordinatorDelegate
 {
 public:
@@ -65,7 +99,6 @@ public:
         m_loop.exec();
         if (m_failed > 0)
             qFatal("%d jobs failed", m_failed);
-        QApplication::closeAllWindows();
     }
 
     void splitCoordinatorDidStart(int, int) override {}
@@ -95,90 +128,102 @@ double quantile(std::vector<double> values, double share)
     return *place;
 }
 
+/// Beats every 5 ms, and notes how late.
+class Heartbeat final
+{
+public:
+    Heartbeat()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] {
+            delays.push_back(std::max(0.0, double(m_sinceBeat.nsecsElapsed()) / 1e6 - m_timer.interval()));
+            m_sinceBeat.start();
+            computing.push_back(threadMilliseconds() - m_computedBefore);
+            m_computedBefore += computing.back();
+        });
+        m_timer.start(5);
+        m_sinceBeat.start();
+    }
+
+    std::vector<double> delays;
+    std::vector<double> computing; ///< of this thread between two beats: what the delay is on an idle machine
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_sinceBeat;
+    double m_computedBefore = threadMilliseconds();
+};
+
 void measureResponsiveness(const QTemporaryDir& folder)
 {
     const QList<FFmpegJob> jobs(12, {1, {}, FileURL(folder.filePath(u"out"_s)), 0, 1, std::nullopt});
-    std::vector<double> delays;
-    std::vector<double> computing; // of this thread between two beats: what the delay is on an idle machine
-    QElapsedTimer sinceBeat;
-    double computedBefore = threadMilliseconds();
-    QTimer heartbeat;
-    heartbeat.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat, [&] {
-        delays.push_back(std::max(0.0, double(sinceBeat.nsecsElapsed()) / 1e6 - heartbeat.interval()));
-        sinceBeat.start();
-        computing.push_back(threadMilliseconds() - computedBefore);
-        computedBefore += computing.back();
-    });
-    heartbeat.start(5);
-    sinceBeat.start();
+    const Heartbeat heartbeat;
     RunToEnd().run(jobs, 12, FileURL(QCoreApplication::applicationFilePath()));
     std::printf("12 workers, 1 MB/s of log each, %d s: heartbeat of 5 ms late by %.1f ms (p50), %.1f ms (p99, at most "
                 "16.7); computing between two beats %.1f ms (p50), %.1f ms (p99)\n",
-                floodSeconds, quantile(delays, 0.5), quantile(delays, 0.99), quantile(computing, 0.5),
-                quantile(computing, 0.99));
-}
-
-/// 10 to 30 kB as they are read from a pipe: lines of several widths, the last one seldom whole.
-QString portionOfLog(int number)
-{
-    QByteArray lines;
-    for (int frame = number; lines.size() < 30'000; frame = (frame * 31 + 7) % 65'537)
-        lines += progressLines(frame);
-    return QString::fromUtf8(lines).first(10'000 + number * 7919LL % 20'000);
-}
-
-/// Logs of several lengths and each time two short ones take the same text by turns. The ratio of the two short ones
-/// shows how exact the other is.
-void measureAppending()
-{
-    constexpr int rounds = 5;
-    constexpr int turns = 100;
-    const auto milliseconds = [](WorkerWindowController& controller, const QString& portion) {
-        const double before = threadMilliseconds();
-        controller.appendLog(portion);
-        controller.completeLog();
-        QCoreApplication::processEvents();
-        return threadMilliseconds() - before;
-    };
-    WorkerWindowController longLog(3, 3);
-    longLog.prepareForDisplay();
-    int number = 0;
-    for (const int megabytes : {2, 20, 75, 300}) {
-        for (; number < megabytes * 50; ++number)
-            milliseconds(longLog, portionOfLog(number));
-        std::vector<double> ratios;
-        std::vector<double> ratiosOfShortLogs;
-        double allOfLongLog = 0;
-        for (int round = 0; round < rounds; ++round) {
-            WorkerWindowController shortLog(1, 3);
-            WorkerWindowController otherShortLog(2, 3);
-            shortLog.prepareForDisplay();
-            otherShortLog.prepareForDisplay();
-            milliseconds(shortLog, portionOfLog(0));
-            milliseconds(otherShortLog, portionOfLog(0));
-            double ofShortLog = 0;
-            double ofLongLog = 0;
-            double ofOtherShortLog = 0;
-            for (int turn = 0; turn < turns; ++turn, ++number) {
-                const QString portion = portionOfLog(number);
-                ofShortLog += milliseconds(shortLog, portion);
-                ofLongLog += milliseconds(longLog, portion);
-                ofOtherShortLog += milliseconds(otherShortLog, portion);
-            }
-            shortLog.window()->close();
-            otherShortLog.window()->close();
-            ratios.push_back(ofLongLog / ofShortLog);
-            ratiosOfShortLogs.push_back(ofOtherShortLog / ofShortLog);
-            allOfLongLog += ofLongLog;
-        }
-        std::printf(
-            "appending 20 kB to a log of %d to %d MB and painting: %.2f ms of processor, %.3f times that of a log "
-            "of at most 2 MB, two of which %.3f times each other (means of %d turns, median of %d rounds)\n",
-            megabytes, number / 50, allOfLongLog / rounds / turns, quantile(ratios, 0.5),
-            quantile(ratiosOfShortLogs, 0.5), turns, rounds);
-    }
+                fillingSeconds, quantile(heartbeat.delays, 0.5), quantile(heartbeat.delays, 0.99),
+                quantile(heartbeat.computing, 0.5), quantile(heartbeat.computing, 0.99));
     QApplication::closeAllWindows();
+}
+
+QPlainTextEdit* openLog()
+{
+    for (const QWidget* window : QApplication::topLevelWidgets()) {
+        if (auto* log = window->findChild<QPlainTextEdit*>(u"textView"_s); log && window->isVisible())
+            return log;
+    }
+    qFatal("no log");
+}
+
+double residentMegabytes()
+{
+    QFile file(u"/proc/self/statm"_s);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').at(1).toDouble() * double(::getpagesize()) / 1e6
+                                          : 0;
+}
+
+/// 50 MB as one job's output. The text that is shown when all has arrived is copied, and its end must be the job's.
+void measureFlood(const QTemporaryDir& folder, const QString& name)
+{
+    const double before = residentMegabytes();
+    QElapsedTimer timer;
+    timer.start();
+    Heartbeat heartbeat;
+    RunToEnd().run({{1, {}, FileURL(folder.filePath(name)), 0, 1, std::nullopt}}, 1,
+                   FileURL(QCoreApplication::applicationFilePath()));
+    QPlainTextEdit* log = openLog();
+    double memory = residentMegabytes() - before;
+    while (log->document()->lastBlock().previous().text() != u">>> 完成") {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        memory = std::max(memory, residentMegabytes() - before);
+    }
+    const double seconds = double(timer.elapsed()) / 1e3;
+    const double slowest = quantile(heartbeat.delays, 1);
+    const double slowestComputing = quantile(heartbeat.computing, 1);
+    const auto milliseconds = [&timer](const auto& work) {
+        timer.start();
+        work();
+        return double(timer.nsecsElapsed()) / 1e6;
+    };
+    const double scrolling = milliseconds([log] {
+        log->verticalScrollBar()->setValue(log->verticalScrollBar()->maximum() / 2);
+        QCoreApplication::processEvents();
+    });
+    const double copying = milliseconds([log] {
+        log->selectAll();
+        log->copy();
+    });
+    const auto copied = QGuiApplication::clipboard()->text().size();
+    QGuiApplication::clipboard()->clear();
+    const double closing = milliseconds([] {
+        QApplication::closeAllWindows();
+        QCoreApplication::processEvents();
+    });
+    std::printf("%d MB, %s: shown after %.1f s, heartbeat late by at most %.0f ms (at most 100; computing %.0f ms), "
+                "memory %.1f times the text (at most 12); then scrolling to the middle %.0f ms, copying all %lld "
+                "characters %.0f ms, closing %.0f ms\n",
+                floodMegabytes, qPrintable(name), seconds, slowest, slowestComputing, memory / floodMegabytes,
+                scrolling, static_cast<long long>(copied), copying, closing);
 }
 
 double cpuSeconds(int who)
@@ -248,7 +293,10 @@ void compareWithXargs(const QTemporaryDir& folder)
     std::vector<double> wallRatios;
     for (int round = 0; round < rounds; ++round) {
         Cost ours = {};
-        const auto runOurs = [&] { ours = costOf([&] { RunToEnd().run(jobs, workers, FileURL(ffmpeg)); }); };
+        const auto runOurs = [&] {
+            ours = costOf([&] { RunToEnd().run(jobs, workers, FileURL(ffmpeg)); });
+            QApplication::closeAllWindows();
+        };
         if (round % 2 == 0)
             runOurs();
         const Cost theirs = costOf(throughXargs);
@@ -266,20 +314,23 @@ void compareWithXargs(const QTemporaryDir& folder)
 
 } // namespace
 
-/// Measures the split: what is named on the command line ("heartbeat", "append", "xargs"), or everything.
+/// Measures the split: what is named on the command line ("heartbeat", "flood" or one of the floods, "xargs"), or
+/// everything.
 int main(int argc, char* argv[])
 {
     if (argc > 1 && qstrcmp(argv[1], "-y") == 0)
-        return floodTheLog();
+        return standInForFFmpeg(QFile::decodeName(argv[argc - 1]));
     const BenchApplication application(argc, argv);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     const QStringList wanted = QCoreApplication::arguments().mid(1);
     const auto isWanted = [&](const QString& name) { return wanted.isEmpty() || wanted.contains(name); };
     const QTemporaryDir folder;
-    if (isWanted(u"append"_s))
-        measureAppending();
     if (isWanted(u"heartbeat"_s))
         measureResponsiveness(folder);
+    for (const auto& [name, text] : floods) {
+        if (isWanted(u"flood"_s) || wanted.contains(name))
+            measureFlood(folder, name);
+    }
     if (isWanted(u"xargs"_s))
         compareWithXargs(folder);
     return 0;

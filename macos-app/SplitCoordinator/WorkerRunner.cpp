@@ -36,7 +36,6 @@ void WorkerRunner::finish(const JobEnd& end)
 {
     const bool success = end.succeeded();
     m_windowController.appendLog(success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
-    m_windowController.completeLog();
     m_windowController.setFinished(success, success ? u"当前任务已完成"_s : u"当前任务执行失败"_s);
     m_end = end;
     m_job.reset();

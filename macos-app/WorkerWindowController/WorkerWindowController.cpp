@@ -86,11 +86,6 @@ void WorkerWindowController::appendLog(const QString& text)
         m_textView->append(text);
 }
 
-void WorkerWindowController::completeLog()
-{
-    m_textView->catchUp();
-}
-
 void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
 {
     m_window = std::make_unique<QWidget>();

@@ -25,10 +25,8 @@ public:
     /// `position` counts from 1 among the `total` jobs of the run. The log goes on with the job's command line.
     void setRunning(const FFmpegJob& job, int position, int total);
     void setFinished(bool success, const QString& detail);
-    /// Adds exactly this text to the log and scrolls to its end.
+    /// Adds exactly this text to the log and scrolls to its end. What comes in a flood is shown later.
     void appendLog(const QString& text);
-    /// Shows what was appended in a flood and still waits, before the job's end is shown.
-    void completeLog();
 
     [[nodiscard]] QWidget* window() const { return m_window.get(); }
 
