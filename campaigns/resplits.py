@@ -40,8 +40,8 @@ class Resplits(Campaign):
             self.splitter.choose(self._video)
         older = self._lay_out()
         ends = [random.choice(ENDS)]
-        while ends[-1] is kill:
-            kill(self)
+        while ends[-1] in KILLS:
+            ends[-1](self)
             self._open_anywhere()
             ends.append(random.choice(ENDS))
         ends[-1](self)
@@ -138,8 +138,15 @@ def kill(resplits):
     resplits.kill()
 
 
-ENDS = [succeed, fail, lose_an_ffmpeg, stop_one, stop_all, stop_and_retry, quit_in_the_middle, quit_in_the_middle, kill,
-        kill]
+def kill_while_stopping(resplits):
+    resplits.split_halfway()
+    resplits.splitter.press_in_overview("ctrl+period")
+    time.sleep(random.uniform(0, 0.3))
+    resplits.kill()
+
+
+KILLS = [kill, kill_while_stopping]
+ENDS = [succeed, fail, lose_an_ffmpeg, stop_one, stop_all, stop_and_retry, quit_in_the_middle, quit_in_the_middle, *KILLS]
 
 
 if __name__ == "__main__":

@@ -14,9 +14,9 @@ import time
 from endings import quit_and_confirm
 from kestrel_at_screen import Desktop, Kestrel, descendants, expect, wait_until
 from quitting import Installation
+from road import OVERVIEW
 
 SEGMENTS = 5
-OVERVIEW = "分解总览"
 
 DETECTOR = """
 import json, sys
@@ -62,7 +62,7 @@ class Splitter:
 
     def __init__(self, desktop, build_folder, world, video, concurrency, has_trash=True):
         self.world = world
-        data = world.trash if has_trash else world.folder / "missing"
+        data = world.trash if has_trash else world.executable / "no folder"
         self.kestrel = Kestrel(desktop, build_folder, world.executable,
                                {"HOME": str(world.home), "XDG_DATA_HOME": str(data),
                                 "XDG_CACHE_HOME": str(world.home / "cache")})

@@ -13,11 +13,11 @@ from false_ffmpeg import false_ffmpeg
 from kestrel_at_screen import (NO_CONTROL, Kestrel, descendants, expect, expect_equal, middle, probe, wait_until)
 from keepsakes import checksum
 from quitting import Installation
+from road import OVERVIEW
 
 LONG = 600  # seconds that nothing takes which is not stuck
 STOPPING_SECONDS = 4  # 3 s of grace, then a kill
 VIDEO_SECONDS = 20
-OVERVIEW = "分解总览"
 
 # Does what the file plan.py beside it says, with these words.
 DETECTOR = """
