@@ -5,16 +5,16 @@ does to the files around a split, no source and no file of anybody else may chan
 """
 
 import contextlib
-import os
 import pathlib
 import random
 import shutil
+import signal
 import sys
 import time
 
 from endings import WAYS
 from false_ffmpeg import UNHURRIED, false_ffmpeg
-from kestrel_at_screen import descendants, expect, make_video, wait_until
+from kestrel_at_screen import expect, make_video, wait_until
 from keepsakes import CompleteClips, checksum, contents, is_hidden, make_older_clip
 from resplitting import Campaign, run_in_parallel
 
@@ -38,6 +38,7 @@ class Races(Campaign):
         with contextlib.suppress(Missed):
             race(self)
             self.counts[race.__name__] += 1
+        self.go_on()
         end(self)
         wrongs = self._wrongs()
         expect(not wrongs, f"{race.__name__}, {end.__name__}: {', '.join(wrongs)}")
@@ -87,20 +88,29 @@ class Races(Campaign):
         self.splitter.kestrel.click("splitButton")
 
     def split_and_wait(self):
-        """Until ffmpeg writes; the output of one that does."""
+        """Until ffmpeg writes; the output of one that does. The program stands still from then on, so that none of its
+        ffmpegs is about to open its output: by name, so that it would overwrite whatever came to lie there meanwhile,
+        which nobody can prevent."""
         self.split()
+
+        folder = self.world.clips.resolve()
 
         def being_written():
             expect(not self.splitter.kestrel.alert(), "no split is refused here")
-            for pid in descendants(self.splitter.kestrel.process.pid):
-                with contextlib.suppress(OSError):
-                    words = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")[:-1]
-                    path = words and pathlib.Path(os.fsdecode(words[-1]))
-                    if path in self.world.outputs and path.exists():
-                        return path
-        output = wait_until(being_written, "an output that is written")
-        time.sleep(random.uniform(0, CLIP_SECONDS / 2))
-        return output
+            time.sleep(random.uniform(0, CLIP_SECONDS / 2))
+            self.splitter.kestrel.process.send_signal(signal.SIGSTOP)
+            held = open_files(self.splitter.kestrel.process.pid)
+            written = {path for pid in self.splitter.ffmpegs() for path in open_files(pid) if path.parent == folder}
+            is_launching = held.count(folder) > len(written) or any(path.parent == folder for path in set(held) - written)
+            if written and not is_launching:
+                return self.world.clips / random.choice(sorted(written)).name
+            self.go_on()
+            return None
+        return wait_until(being_written, "an output that is written")
+
+    def go_on(self):
+        if self.splitter.runs():
+            self.splitter.kestrel.process.send_signal(signal.SIGCONT)
 
     def take_away(self, path):
         """What lies there stays, elsewhere."""
@@ -110,6 +120,15 @@ class Races(Campaign):
 
 class Missed(Exception):
     """What was to be raced has gone on."""
+
+
+def open_files(pid):
+    found = []
+    with contextlib.suppress(OSError):
+        for entry in pathlib.Path(f"/proc/{pid}/fd").iterdir():
+            with contextlib.suppress(OSError):
+                found.append(entry.readlink())
+    return found
 
 
 @contextlib.contextmanager

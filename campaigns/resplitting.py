@@ -8,6 +8,7 @@ import pathlib
 import random
 import shutil
 import signal
+import subprocess
 import tempfile
 import time
 
@@ -113,7 +114,8 @@ class Splitter:
             for window in windows:
                 if "alert" in window:
                     told[:] = [window["detail"]]
-                    self.kestrel.desktop.do("windowactivate", window["id"], "key", "Return")
+                    with contextlib.suppress(subprocess.CalledProcessError):  # it may just have gone
+                        self.kestrel.desktop.do("windowactivate", window["id"], "key", "Return")
                     return False
             return any(widget["name"] == "splitButton" and widget["enabled"] for window in windows
                        for widget in window["widgets"])
