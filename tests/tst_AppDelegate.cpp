@@ -1,4 +1,5 @@
 #include "AppMain/AppDelegate.h"
+#include "Controls/OnScreen.h"
 #include "MainWindowController/MainWindow.h"
 
 #include <QApplication>
@@ -32,12 +33,26 @@ private Q_SLOTS:
 
     void cleanup() { m_delegate.reset(); }
 
-    void opensTheWindowInTheMiddle()
+    /// This screen is too narrow for it; and for another it is too small altogether.
+    void opensWindowsWhollyOnTheScreen()
     {
         const QRect available = m_window->screen()->availableGeometry();
-        const QRect frame(m_window->pos(), m_window->size());
-        QCOMPARE(frame.topLeft(), available.topLeft() + QPoint(std::max(0, (available.width() - frame.width()) / 2),
-                                                               std::max(0, (available.height() - frame.height()) / 2)));
+        QVERIFY(available.width() < 860 && available.contains(m_window->frameGeometry()));
+        QVERIFY(QLineF(available.center(), m_window->frameGeometry().center()).length() < 30);
+
+        QWidget large;
+        large.setMinimumSize(available.size());
+        large.setGeometry(available.translated(300, -40));
+        keepOnScreen(&large); // with a frame that nobody knows yet
+        QVERIFY(available.contains(large.geometry()) && large.y() < 40);
+        large.show();
+        large.grab();
+        QCoreApplication::processEvents();
+        QVERIFY(available.contains(large.frameGeometry()));
+        large.move(300, 300); // from now on it is the user's
+        large.grab();
+        QCoreApplication::processEvents();
+        QCOMPARE(large.pos(), QPoint(300, 300));
     }
 
     void hasExactlyTheMenu()

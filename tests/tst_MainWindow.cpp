@@ -30,13 +30,13 @@ private Q_SLOTS:
     void init()
     {
         m_window = std::make_unique<MainWindow>();
+        m_window->menuBar()->addMenu(u"Kestrel"_s);
         m_window->show();
     }
 
     void hasTheAgreedSizesAndScrollsInsteadOfSqueezing()
     {
         MainWindow& window = *m_window;
-        window.menuBar()->addMenu(u"Kestrel"_s);
         QCOMPARE(window.centralWidget()->size(), QSize(860, 620));
         auto* scrollArea = window.findChild<QScrollArea*>();
         QCOMPARE(scrollArea->geometry(), window.centralWidget()->rect().adjusted(22, 22, -22, -22));

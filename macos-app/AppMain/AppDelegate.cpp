@@ -2,22 +2,19 @@
 
 #include "AppMain/MainMenu.h"
 #include "AppMain/QuitGuard.h"
+#include "Controls/OnScreen.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
 
 #include <QScreen>
 
-#include <algorithm>
-
 namespace {
 
-/// On a screen too small for the window its top left corner stays visible.
 void center(QWidget* window)
 {
-    const QRect available = window->screen()->availableGeometry();
     QRect frame(QPoint(), window->size());
-    frame.moveCenter(available.center());
-    window->move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
+    frame.moveCenter(window->screen()->availableGeometry().center());
+    window->move(frame.topLeft());
 }
 
 } // namespace
@@ -32,8 +29,10 @@ void AppDelegate::applicationDidFinishLaunching()
     MainWindow* window = m_mainWindowController->window();
     m_quitGuard = std::make_unique<QuitGuard>(m_mainWindowController->split(), window);
     installMainMenu(window);
-    window->show();
+    window->takeOpeningSize();
     center(window);
+    keepOnScreen(window);
+    window->show();
     window->raise();
     window->activateWindow();
 }

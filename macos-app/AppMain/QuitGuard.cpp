@@ -1,5 +1,6 @@
 #include "AppMain/QuitGuard.h"
 
+#include "Controls/OnScreen.h"
 #include "MainWindowController/RunningSplit.h"
 
 #include <QApplication>
@@ -88,6 +89,7 @@ void QuitGuard::ask(QWidget* window)
     m_question->setEscapeButton(goOn);
     connect(stop, &QPushButton::clicked, this, &QuitGuard::stopAndQuit);
     m_question->open();
+    keepOnScreen(m_question);
 }
 
 void QuitGuard::stopAndQuit()

@@ -1,5 +1,6 @@
 #include "MainWindowController/AlertQueue.h"
 
+#include "Controls/OnScreen.h"
 #include "Models/TextExcerpt.h"
 
 #include <QLabel>
@@ -46,4 +47,5 @@ void AlertQueue::openNext()
         openNext();
     });
     m_alert->open();
+    keepOnScreen(m_alert);
 }

@@ -1,5 +1,7 @@
 #include "MainWindowController/FileChoosing.h"
 
+#include "Controls/OnScreen.h"
+
 #include <QFileDialog>
 
 using namespace Qt::StringLiterals;
@@ -16,6 +18,7 @@ void openDialog(QWidget* window, QFileDialog* dialog, const std::function<void(c
     QObject::connect(dialog, &QFileDialog::fileSelected, window,
                      [onChosen](const QString& path) { onChosen(FileURL(path)); });
     dialog->open();
+    keepOnScreen(dialog);
 }
 
 } // namespace

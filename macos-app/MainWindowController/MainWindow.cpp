@@ -112,11 +112,17 @@ MainWindow::MainWindow()
     updateSecondaryColor();
 }
 
-/// The first appearance has the size of the content plus whatever menu bar was installed by then.
+void MainWindow::takeOpeningSize()
+{
+    const QSize menuBar = layout()->totalSizeHint() - layout()->sizeHint();
+    setMinimumSize(minimumContentSize + menuBar);
+    resize(contentSize + menuBar);
+}
+
 void MainWindow::setVisible(bool visible)
 {
     if (visible && !testAttribute(Qt::WA_Resized))
-        resize(contentSize + layout()->totalSizeHint() - layout()->sizeHint());
+        takeOpeningSize();
     QMainWindow::setVisible(visible);
 }
 
@@ -153,7 +159,6 @@ void MainWindow::buildUI()
     stack->setAutoFillBackground(false);
 
     auto* content = new QWidget;
-    content->setMinimumSize(minimumContentSize);
     auto* contentLayout = new QVBoxLayout(content);
     contentLayout->setContentsMargins(contentInset, contentInset, contentInset, contentInset);
     contentLayout->addWidget(scrollArea);

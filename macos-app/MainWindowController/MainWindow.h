@@ -63,6 +63,9 @@ public:
     SegmentTableDelegate* segmentTableDelegate = nullptr;
     HoverAwareTableRowView* segmentRowHover = nullptr;
 
+    /// The size that its first appearance has, and its least one: those of the content plus the menu bar, which is
+    /// installed by then.
+    void takeOpeningSize();
     void setVisible(bool visible) override;
 
 protected:

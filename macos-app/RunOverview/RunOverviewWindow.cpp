@@ -1,5 +1,6 @@
 #include "RunOverview/RunOverviewWindow.h"
 
+#include "Controls/OnScreen.h"
 #include "Controls/SharedActions.h"
 #include "RunOverview/JobTableView.h"
 #include "RunOverview/RunBarDelegate.h"
@@ -82,8 +83,9 @@ void RunOverviewWindow::present()
     const QRect available = screen()->availableGeometry();
     const int left = available.right() - width() - margin;
     const int top = available.bottom() - height() - titleBarRoom - margin;
-    move(std::max(left, available.left()), std::max(top, available.top()));
+    move(left, top);
     show();
+    keepOnScreen(this);
     raise();
 }
 

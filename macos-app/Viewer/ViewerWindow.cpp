@@ -2,6 +2,7 @@
 
 #include "Controls/Appearance.h"
 #include "Controls/FittingLabel.h"
+#include "Controls/OnScreen.h"
 #include "Models/TimeText.h"
 #include "Viewer/FramePages.h"
 #include "Viewer/FrameWords.h"
@@ -10,7 +11,6 @@
 #include <QAccessibleWidget>
 #include <QAction>
 #include <QKeyEvent>
-#include <QScreen>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -21,8 +21,6 @@ namespace {
 
 constexpr QSize usualSize(1010, 270);
 constexpr int resizeRestMilliseconds = 150;
-/// A window that was never shown does not know yet what frame the system puts around it.
-constexpr QMargins usualFrame(2, 30, 2, 4);
 constexpr qsizetype edgePictures = 3;
 
 /// What the viewer draws itself is a picture to a screen reader.
@@ -207,13 +205,9 @@ void ViewerWindow::changeEvent(QEvent* event)
 /// Where it was, at first below the window that it belongs to, where it covers no table; and wholly on the screen.
 void ViewerWindow::placeOnScreen()
 {
-    const QRect room = (parentWidget() ? parentWidget() : this)->screen()->availableGeometry();
-    resize(size().boundedTo(room.marginsRemoved(usualFrame).size()));
     const QRect parent = parentWidget() ? parentWidget()->frameGeometry() : QRect(pos(), QSize());
-    const QPoint place = m_place.value_or(QPoint(parent.left(), parent.bottom() + 1));
-    const QRect frame(place, size().grownBy(usualFrame));
-    move(std::max(room.left(), std::min(place.x(), room.right() + 1 - frame.width())),
-         std::max(room.top(), std::min(place.y(), room.bottom() + 1 - frame.height())));
+    move(m_place.value_or(QPoint(parent.left(), parent.bottom() + 1)));
+    keepOnScreen(this);
 }
 
 void ViewerWindow::updateBox()

@@ -2,6 +2,7 @@
 
 #include "Controls/Appearance.h"
 #include "Controls/FittingLabel.h"
+#include "Controls/OnScreen.h"
 #include "WorkerWindowController/LogView.h"
 
 #include <QGuiApplication>
@@ -110,4 +111,5 @@ void WorkerWindowController::buildWindow(int workerIndex, int totalWorkers)
     layout->addWidget(m_statusLabel);
     layout->addWidget(m_detailLabel);
     layout->addWidget(m_textView, 1);
+    keepOnScreen(m_window.get());
 }
