@@ -10,16 +10,18 @@ MODELS = {"Models"}
 SERVICES = {"Services"} | MODELS
 CONTROLS = {"Controls"}
 JOBS = {"Jobs"} | SERVICES
+CUT_LISTS = {"CutLists"} | SERVICES
 FRAMES = {"Frames"} | SERVICES
 WORKER_WINDOW = {"WorkerWindowController"} | SERVICES | CONTROLS
 SPLIT = {"SplitCoordinator"} | WORKER_WINDOW | JOBS
 VIEWER = {"Viewer"} | FRAMES | CONTROLS
 RUN_OVERVIEW = {"RunOverview"} | SPLIT
-MAIN_WINDOW = {"MainWindowController"} | RUN_OVERVIEW | VIEWER
+MAIN_WINDOW = {"MainWindowController"} | RUN_OVERVIEW | VIEWER | CUT_LISTS
 ALLOWED = {
     "Models": MODELS,
     "Services": SERVICES,
     "Jobs": JOBS,
+    "CutLists": CUT_LISTS,
     "Frames": FRAMES,
     "WorkerWindowController": WORKER_WINDOW,
     "SplitCoordinator": SPLIT,
@@ -30,7 +32,7 @@ ALLOWED = {
     "AppMain": {"AppMain"} | MAIN_WINDOW,
 }
 # These make up kestrel_core, which runs without a display.
-CORE_MODULES = {"Models", "Services", "Jobs"}
+CORE_MODULES = {"Models", "Services", "Jobs", "CutLists"}
 # Pictures, but no widgets: the modules of kestrel_frames.
 PICTURE_MODULES = {"Frames"}
 CORE_FILES = {"AppMain/CommandLineTool.h": SERVICES, "AppMain/CommandLineTool.cpp": SERVICES}
