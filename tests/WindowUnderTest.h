@@ -161,6 +161,7 @@ public:
     }
 
     const QTemporaryDir folder;
+    const bool hasOwnCache = qputenv("XDG_CACHE_HOME", QFile::encodeName(path(QStringLiteral("cache"))));
     MainWindowController controller;
 
 private:

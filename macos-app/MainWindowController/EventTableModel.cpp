@@ -3,6 +3,10 @@
 #include "MainWindowController/SegmentListEditor.h"
 #include "Models/TimeText.h"
 
+#include <QFont>
+#include <QGuiApplication>
+#include <QPalette>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -27,6 +31,19 @@ QString cellText(const TransitionEvent& event, int column)
     }
 }
 
+/// How a transition that the user has rejected looks, and what a screen reader says of it.
+QVariant rejectedAppearance(int role)
+{
+    if (role == Qt::FontRole) {
+        QFont font;
+        font.setStrikeOut(true);
+        return font;
+    }
+    if (role == Qt::ForegroundRole)
+        return QGuiApplication::palette().brush(QPalette::PlaceholderText);
+    return role == Qt::AccessibleDescriptionRole ? u"已否决，前后片段合并"_s : QVariant();
+}
+
 } // namespace
 
 EventTableModel::EventTableModel(SegmentListEditor* list, QObject* parent)
@@ -35,6 +52,11 @@ EventTableModel::EventTableModel(SegmentListEditor* list, QObject* parent)
 {
     connect(list, &SegmentListEditor::aboutToBeReplaced, this, [this] { beginResetModel(); });
     connect(list, &SegmentListEditor::replaced, this, [this] { endResetModel(); });
+    connect(list, &SegmentListEditor::edited, this, [this] { // a rejection may have come or gone
+        if (rowCount() > 0)
+            Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columns - 1),
+                               {Qt::FontRole, Qt::ForegroundRole, Qt::AccessibleDescriptionRole});
+    });
 }
 
 int EventTableModel::rowCount(const QModelIndex& parent) const
@@ -49,9 +71,17 @@ int EventTableModel::columnCount(const QModelIndex& parent) const
 
 QVariant EventTableModel::data(const QModelIndex& index, int role) const
 {
-    if (role != Qt::DisplayRole || !checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return QVariant();
-    return cellText(m_list->list().events().at(index.row()), index.column());
+    const SegmentList& list = m_list->list();
+    const TransitionEvent& event = list.payload->events.at(index.row());
+    if (role == Qt::DisplayRole)
+        return cellText(event, index.column());
+    const bool dependsOnRejection =
+        role == Qt::FontRole || role == Qt::ForegroundRole || role == Qt::AccessibleDescriptionRole;
+    if (dependsOnRejection && isRejected(event, list.segments, list.payload->keepSegments))
+        return rejectedAppearance(role);
+    return QVariant();
 }
 
 QVariant EventTableModel::headerData(int section, Qt::Orientation orientation, int role) const

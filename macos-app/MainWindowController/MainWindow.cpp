@@ -301,6 +301,7 @@ QWidget* MainWindow::buildResultPanel()
 QWidget* MainWindow::buildScriptPanel()
 {
     PanelContainerView* panel = makePanel(u"scriptPanel"_s, scriptPanelWidth);
+    scriptPanel = panel;
     segmentMasterCheckbox = new QCheckBox(u"全选"_s);
     segmentMasterCheckbox->setTristate(true);
     addSegmentButton = new TintedButton(u"追加行"_s, systemGreen());

@@ -56,6 +56,7 @@ public:
     EventTableModel* eventTableModel = nullptr;
 
     // The segments to cut
+    QWidget* scriptPanel = nullptr;
     QCheckBox* segmentMasterCheckbox = nullptr;
     QPushButton* addSegmentButton = nullptr;
     QTableView* segmentTableView = nullptr;

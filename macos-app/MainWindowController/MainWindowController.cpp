@@ -29,6 +29,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// How long a sentence of the status line stays before a hint follows it.
+constexpr int hintMilliseconds = 3000;
+
 /// Leaves a field that already has the text alone: its cursor and its undo history stay.
 void setTextIfDifferent(QLineEdit* field, const QString& text)
 {
@@ -72,12 +75,15 @@ void selectRows(QTableView* table, const QList<int>& rows)
 MainWindowController::MainWindowController()
     : m_window(std::make_unique<MainWindow>())
     , m_viewer(*m_window, [this] { return viewerContent(); })
+    , m_listActions(*m_window)
+    , m_editRecovery(*m_window->segmentList)
     , m_alerts(m_window.get())
     , m_split([this] { return currentConcurrency(); })
 {
     connectInputs();
     connectFadeStrategies();
     connectTables();
+    connectHistory();
     m_detections.onProgress = [this](const QString& line) { showStatus(line); };
     m_detections.onResult = [this](const auto& request, const auto& result) { showResult(request, result); };
     m_detections.onEnd = [this] { updateButtons(); };
@@ -142,6 +148,42 @@ void MainWindowController::connectTables()
     window.segmentRowHover->hoverChanged = [this](int row, bool entered) { segmentRowHovered(row, entered); };
 }
 
+void MainWindowController::connectHistory()
+{
+    SegmentListEditor* list = m_window->segmentList;
+    connect(list, &SegmentListEditor::undone, this,
+            [this](const QString& step) { showListOfHistory(u"已撤销："_s + step + u"。"_s); });
+    connect(list, &SegmentListEditor::redone, this,
+            [this](const QString& step) { showListOfHistory(u"已重做："_s + step + u"。"_s); });
+    connect(&m_listActions, &ListActions::refused, this, &MainWindowController::showStatus);
+    connect(&m_listActions, &ListActions::restoreRequested, &m_editRecovery, &EditRecovery::restore);
+    connect(&m_editRecovery, &EditRecovery::offered, this, [this](const QString& description) {
+        m_listActions.offerRestoring(description);
+        m_window->scriptPanel->setToolTip(
+            description.isEmpty() ? QString() : u"有上次的修改（%1），右键可恢复。"_s.arg(description));
+        if (!description.isEmpty())
+            showHint(u"有上次的修改（%1），在表格中右键可恢复。"_s.arg(description));
+    });
+    connect(&m_editRecovery, &EditRecovery::copiesFail, this,
+            [this] { showStatus(u"无法在缓存文件夹中保存修改的副本。"_s); });
+    m_hintTimer.setSingleShot(true);
+    m_hintTimer.setInterval(hintMilliseconds);
+    connect(&m_hintTimer, &QTimer::timeout, this, [this] { m_window->statusLabel->setText(m_hint); });
+}
+
+/// The fields that belong to the list follow it.
+void MainWindowController::showListOfHistory(const QString& status)
+{
+    const auto& video = list().videoURL;
+    if (FileURL::fromUserPath(m_window->videoPathField->text().trimmed()) != video.value_or(FileURL())) {
+        m_detections.forget();
+        m_window->videoPathField->setText(video ? video->path() : QString());
+        if (video && followsVideoDirectory())
+            applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
+    }
+    showStatus(status);
+}
+
 // Video and output folder
 
 void MainWindowController::selectVideo()
@@ -157,7 +199,7 @@ void MainWindowController::selectOutputDirectory()
 
 void MainWindowController::applyVideoURL(const FileURL& url)
 {
-    clearDetectionResults(url);
+    clearDetectionResults(u"选择视频"_s, url);
     m_window->videoPathField->setText(url.path());
     if (followsVideoDirectory())
         applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
@@ -174,15 +216,15 @@ void MainWindowController::videoPathEdited()
     const bool isUsable = !text.isEmpty() && isExistingFile(url);
     m_detections.forget();
     if (!isUsable) {
-        clearDetectionResults(std::nullopt);
+        clearDetectionResults(u"选择视频"_s, std::nullopt, SegmentListEditor::Series::typedPath);
         showStatus(text.isEmpty() ? u"请输入视频文件路径，或直接拖入视频。"_s
                                   : u"当前视频路径无效，请检查文件是否存在。"_s);
         return;
     }
     if (list().payload)
-        clearDetectionResults(url);
+        clearDetectionResults(u"选择视频"_s, url, SegmentListEditor::Series::typedPath);
     else
-        m_window->segmentList->changeVideo(url);
+        m_window->segmentList->changeVideo(url, SegmentListEditor::Series::typedPath);
     if (followsVideoDirectory())
         applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
     showStatus(u"视频路径已更新，点击“解析”生成结果和脚本。"_s);
@@ -251,7 +293,7 @@ void MainWindowController::updateNamingPreview()
 void MainWindowController::fadePaddingEdited()
 {
     if (list().payload)
-        parseVideo();
+        parse(SegmentListEditor::Series::typedPadding);
 }
 
 void MainWindowController::fadeStrategyChosen()
@@ -293,6 +335,11 @@ std::optional<QString> MainWindowController::validateInputs() const
 
 void MainWindowController::parseVideo()
 {
+    parse(SegmentListEditor::Series::none);
+}
+
+void MainWindowController::parse(SegmentListEditor::Series series)
+{
     if (!list().videoURL) {
         const bool isFolder = QFileInfo(m_window->videoPathField->text().trimmed()).isDir();
         showError(u"请先选择视频文件，或直接拖入视频。"_s +
@@ -310,6 +357,7 @@ void MainWindowController::parseVideo()
     }
     setTextIfDifferent(m_window->outputDirectoryField, directory->path());
     showStatus(u"解析中，请稍候..."_s);
+    m_parseSeries = series;
     try {
         m_detections.start(DetectorService(RuntimeResolver::resolve()), currentDetectionRequest());
     } catch (const std::exception& error) {
@@ -325,7 +373,7 @@ void MainWindowController::showResult(const DetectionRequest& request, const Det
         showPayload(request, *payload);
         return;
     }
-    clearDetectionResults(list().videoURL);
+    clearDetectionResults(u"解析"_s, list().videoURL, m_parseSeries);
     showStatus(u"解析失败。"_s);
     try {
         std::rethrow_exception(std::get<std::exception_ptr>(result));
@@ -337,19 +385,26 @@ void MainWindowController::showResult(const DetectionRequest& request, const Det
 void MainWindowController::showPayload(const DetectionRequest& request, const DetectorPayload& payload)
 {
     const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
-    m_window->segmentList->replace({request.videoURL, payload, buildEditableSegments(payload)});
+    const qsizetype replacedEdits = list().videoURL == request.videoURL ? editCount(list()) : 0;
+    const SegmentList parsed{request.videoURL, payload, buildEditableSegments(payload), {}};
+    m_window->segmentList->replace(parsed, u"解析"_s, m_parseSeries);
     if (!selectedEvents.isEmpty() && selectedEvents.first().row() < payload.events.size())
         m_window->eventTableView->selectRow(selectedEvents.first().row());
     showStatus(u"解析完成：%1 个换场，%2 个保留片段，Fade=%3 L=%4s R=%5s。"_s.arg(
         QString::number(payload.events.size()), QString::number(payload.keepSegments.size()),
         request.fadeRemovalStrategy.displayName(), formatFixed(request.fadePadding.leftSeconds, 2),
         formatFixed(request.fadePadding.rightSeconds, 2)));
+    if (replacedEdits > 0)
+        showHint(u"重新解析替换了 %1 处修改，按 Ctrl+Z 可恢复。"_s.arg(replacedEdits));
+    else
+        m_editRecovery.lookForCopy();
 }
 
-void MainWindowController::clearDetectionResults(const std::optional<FileURL>& videoURL)
+void MainWindowController::clearDetectionResults(const QString& stepName, const std::optional<FileURL>& videoURL,
+                                                 SegmentListEditor::Series series)
 {
     m_detections.forget();
-    m_window->segmentList->replace({videoURL, std::nullopt, {}});
+    m_window->segmentList->replace({videoURL, std::nullopt, {}, {}}, stepName, series);
 }
 
 // Jobs and segments
@@ -514,7 +569,15 @@ ViewerContent MainWindowController::viewerContent() const
 
 void MainWindowController::showStatus(const QString& text)
 {
+    m_hintTimer.stop();
     m_window->statusLabel->setText(text);
+}
+
+/// Takes the place of the sentence that the status line shows now, unless another one does so first.
+void MainWindowController::showHint(const QString& text)
+{
+    m_hint = text;
+    m_hintTimer.start();
 }
 
 void MainWindowController::showError(const QString& message)

@@ -2,6 +2,8 @@
 
 #include "MainWindowController/AlertQueue.h"
 #include "MainWindowController/DetectionRequests.h"
+#include "MainWindowController/EditRecovery.h"
+#include "MainWindowController/ListActions.h"
 #include "MainWindowController/RunningSplit.h"
 #include "MainWindowController/ViewerConnection.h"
 #include "Models/FFmpegJob.h"
@@ -42,12 +44,16 @@ private:
     void concurrencyEdited();
 
     void parseVideo();
+    void parse(SegmentListEditor::Series series);
     void showResult(const DetectionRequest& request, const DetectionResult& result);
     void showPayload(const DetectionRequest& request, const DetectorPayload& payload);
-    void clearDetectionResults(const std::optional<FileURL>& videoURL);
+    void clearDetectionResults(const QString& stepName, const std::optional<FileURL>& videoURL,
+                               SegmentListEditor::Series series = SegmentListEditor::Series::none);
 
     void splitVideo();
 
+    void connectHistory();
+    void showListOfHistory(const QString& status);
     void segmentListReplaced();
     void jobInputEdited();
     void refreshGeneratedJobs();
@@ -62,6 +68,7 @@ private:
     void updateSegmentMasterCheckbox();
     void updateButtons();
     void showStatus(const QString& text);
+    void showHint(const QString& text);
     void showError(const QString& message);
 
     [[nodiscard]] const SegmentList& list() const;
@@ -75,6 +82,8 @@ private:
 
     std::unique_ptr<MainWindow> m_window;
     ViewerConnection m_viewer;
+    ListActions m_listActions;
+    EditRecovery m_editRecovery;
     AlertQueue m_alerts;
     DetectionRequests m_detections;
     RunningSplit m_split;
@@ -83,4 +92,7 @@ private:
     bool m_outputDirectoryWasChosenManually = false;
     QList<FFmpegJob> m_generatedJobs;
     std::optional<int> m_hoveredSegmentRow;
+    SegmentListEditor::Series m_parseSeries = SegmentListEditor::Series::none; ///< of the newest parse
+    QString m_hint; ///< for the status line, once its fixed sentence has been read
+    QTimer m_hintTimer;
 };

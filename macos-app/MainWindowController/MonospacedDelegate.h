@@ -14,7 +14,9 @@ protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
     {
         QStyledItemDelegate::initStyleOption(option, index);
+        const bool isStruckOut = option->font.strikeOut();
         option->font = m_font;
+        option->font.setStrikeOut(isStruckOut);
         option->fontMetrics = m_fontMetrics;
     }
 

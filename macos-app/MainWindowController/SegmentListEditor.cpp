@@ -2,36 +2,56 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
-void SegmentListEditor::replace(const SegmentList& list)
+using namespace Qt::StringLiterals;
+
+/// One step of the history. Pushing it makes the change.
+class SegmentListEditor::Step final : public QUndoCommand
 {
-    Q_EMIT aboutToBeReplaced();
-    m_list = list;
-    Q_EMIT replaced();
+public:
+    Step(SegmentListEditor& editor, const QString& name, SegmentListChange change, Series series)
+        : QUndoCommand(name)
+        , m_editor(editor)
+        , m_change(std::move(change))
+        , m_series(series)
+    {}
+
+    void redo() override { m_editor.apply(m_change); }
+    void undo() override { m_editor.apply(m_change.inverted()); }
+    [[nodiscard]] int id() const override { return m_series == Series::none ? -1 : static_cast<int>(m_series); }
+    bool mergeWith(const QUndoCommand* next) override
+    {
+        const bool isAbsorbed = m_change.absorb(static_cast<const Step*>(next)->m_change); // of our kind, as its id is
+        setObsolete(isAbsorbed && m_change.isNothing());
+        return isAbsorbed;
+    }
+
+private:
+    SegmentListEditor& m_editor;
+    SegmentListChange m_change;
+    const Series m_series;
+};
+
+void SegmentListEditor::replace(const SegmentList& list, const QString& stepName, Series series)
+{
+    push(stepName, SegmentListChange::replacement(m_list, list), series);
 }
 
-void SegmentListEditor::changeVideo(const FileURL& videoURL)
+void SegmentListEditor::changeVideo(const FileURL& videoURL, Series series)
 {
-    if (m_list.videoURL == videoURL)
-        return;
-    m_list.videoURL = videoURL;
-    Q_EMIT videoChanged();
+    SegmentList list = m_list;
+    list.videoURL = videoURL;
+    replace(list, u"选择视频"_s, series);
 }
 
 void SegmentListEditor::setEnabled(const QList<int>& rows, bool enabled)
 {
-    QList<int> changed;
-    for (const int row : rows) {
-        if (m_list.segments.at(row).isEnabled != enabled)
-            changed.append(row);
-    }
-    if (changed.isEmpty())
-        return;
-    for (const int row : std::as_const(changed))
-        m_list.segments[row].isEnabled = enabled;
-    const auto [first, last] = std::minmax_element(changed.cbegin(), changed.cend());
-    Q_EMIT fieldChanged(*first, *last, Field::enabled);
-    Q_EMIT edited();
+    std::ignore = edit(enabled ? u"启用片段"_s : u"停用片段"_s, [&](SegmentList& list) {
+        for (const int row : rows)
+            list.segments[row].isEnabled = enabled;
+        return std::nullopt;
+    });
 }
 
 void SegmentListEditor::setAllEnabled(bool enabled)
@@ -41,34 +61,122 @@ void SegmentListEditor::setAllEnabled(bool enabled)
     setEnabled(rows, enabled);
 }
 
-std::optional<QString> SegmentListEditor::retime(int row, SegmentEdge edge, const QString& text)
+std::optional<QString> SegmentListEditor::retime(int row, SegmentEdge edge, const QString& text, Series series)
 {
-    EditableSegment segment = segments().at(row);
-    if (auto message = retimeSegment(segment, edge, text))
+    SegmentList list = m_list;
+    if (auto message = retimeSegment(list.segments[row], edge, text))
         return message;
-    if (segment == segments().at(row))
-        return std::nullopt;
-    m_list.segments[row] = segment;
-    Q_EMIT fieldChanged(row, row, edge == SegmentEdge::start ? Field::start : Field::end);
-    Q_EMIT edited();
+    push(u"改时间"_s, SegmentListChange::between(m_list, list), series);
     return std::nullopt;
 }
 
 void SegmentListEditor::append()
 {
-    const int row = static_cast<int>(segments().size());
-    Q_EMIT aboutToBeInserted(row);
-    m_list.segments.append(makeManualSegment(m_list.segments, m_list.payload));
-    Q_EMIT inserted(row);
-    Q_EMIT edited();
+    std::ignore = edit(u"追加行"_s, [](SegmentList& list) {
+        list.segments.append(makeManualSegment(list.segments, list.payload));
+        return std::nullopt;
+    });
 }
 
 void SegmentListEditor::remove(int row)
 {
     if (row < 0 || row >= segments().size() || !segments().at(row).isManual)
         return;
-    Q_EMIT aboutToBeRemoved(row);
-    m_list.segments.removeAt(row);
-    Q_EMIT removed(row);
-    Q_EMIT edited();
+    std::ignore = edit(u"删除行"_s, [row](SegmentList& list) {
+        list.segments.removeAt(row);
+        return std::nullopt;
+    });
+}
+
+std::optional<QString> SegmentListEditor::edit(const QString& stepName, const Edit& change)
+{
+    SegmentList list = m_list;
+    if (auto message = change(list))
+        return message;
+    push(stepName, SegmentListChange::between(m_list, list));
+    return std::nullopt;
+}
+
+void SegmentListEditor::undo()
+{
+    if (!m_history.canUndo())
+        return;
+    const QString name = m_history.undoText();
+    m_history.undo();
+    Q_EMIT undone(name);
+}
+
+void SegmentListEditor::redo()
+{
+    if (!m_history.canRedo())
+        return;
+    const QString name = m_history.redoText();
+    m_history.redo();
+    Q_EMIT redone(name);
+}
+
+void SegmentListEditor::push(const QString& stepName, const SegmentListChange& change, Series series)
+{
+    if (change.isNothing())
+        return;
+    m_history.push(new Step(*this, stepName, change, series)); // the history owns it
+}
+
+void SegmentListEditor::apply(const SegmentListChange& change)
+{
+    if (!change.isReplacement()) {
+        applyToRows(change);
+        Q_EMIT edited();
+        return;
+    }
+    const SegmentList& next = change.replacingList();
+    const bool isOtherVideoAlone = next.payload == m_list.payload && next.segments == m_list.segments;
+    if (isOtherVideoAlone && next.videoURL) {
+        m_list = next;
+        Q_EMIT videoChanged();
+        return;
+    }
+    Q_EMIT aboutToBeReplaced();
+    m_list = next;
+    Q_EMIT replaced();
+}
+
+void SegmentListEditor::applyToRows(const SegmentListChange& change)
+{
+    m_list.endsBeforeJoin = change.comingEnds();
+    const QList<int>& rows = change.switchedRows();
+    for (const int row : rows)
+        m_list.segments[row].isEnabled = !m_list.segments[row].isEnabled;
+    if (!rows.isEmpty())
+        Q_EMIT fieldChanged(rows.first(), rows.last(), Field::enabled);
+
+    const auto& going = change.goingRows();
+    const auto& coming = change.comingRows();
+    const auto staying = static_cast<int>(std::min(going.size(), coming.size()));
+    for (int i = 0; i < staying; ++i)
+        setRow(change.firstRow() + i, coming[i]);
+    for (auto row = change.firstRow() + static_cast<int>(going.size()) - 1; row >= change.firstRow() + staying; --row) {
+        Q_EMIT aboutToBeRemoved(row);
+        m_list.segments.removeAt(row);
+        Q_EMIT removed(row);
+    }
+    for (qsizetype i = staying; i < coming.size(); ++i) {
+        const int row = change.firstRow() + static_cast<int>(i);
+        Q_EMIT aboutToBeInserted(row);
+        m_list.segments.insert(row, coming[i]);
+        Q_EMIT inserted(row);
+    }
+}
+
+void SegmentListEditor::setRow(int row, const EditableSegment& segment)
+{
+    const EditableSegment before = std::exchange(m_list.segments[row], segment);
+    if (before.isEnabled != segment.isEnabled)
+        Q_EMIT fieldChanged(row, row, Field::enabled);
+    if (before.start != segment.start)
+        Q_EMIT fieldChanged(row, row, Field::start);
+    if (before.end != segment.end)
+        Q_EMIT fieldChanged(row, row, Field::end);
+    if (before.index != segment.index || before.isManual != segment.isManual) // as if it were another row
+        Q_EMIT fieldChanged(row, row, Field::enabled);
 }

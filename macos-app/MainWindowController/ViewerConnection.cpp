@@ -3,6 +3,7 @@
 #include "Controls/DroppablePathField.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
@@ -132,7 +133,8 @@ void ViewerConnection::selectRow(QTableView* table, int row)
 
 void ViewerConnection::retime(int row, SegmentEdge edge, const QString& text) const
 {
-    const int column = edge == SegmentEdge::start ? SegmentTableModel::startColumn : SegmentTableModel::endColumn;
-    SegmentTableModel& model = *m_window.segmentTableModel;
-    model.setData(model.index(row, column), text, Qt::EditRole);
+    using Series = SegmentListEditor::Series;
+    const Series series = edge == SegmentEdge::start ? Series::movedStart : Series::movedEnd;
+    if (const auto refusal = m_window.segmentList->retime(row, edge, text, series))
+        Q_EMIT m_window.segmentTableModel->editRefused(*refusal);
 }

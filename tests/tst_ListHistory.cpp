@@ -1,0 +1,310 @@
+#include "AppMain/MainMenu.h"
+#include "CutLists/KestrelList.h"
+#include "MainWindowController/SegmentListEditor.h"
+#include "MainWindowController/SegmentTableModel.h"
+#include "Models/JobBuilder.h"
+#include "Models/SegmentJoining.h"
+#include "Models/SegmentTimes.h"
+#include "Models/TimeText.h"
+#include "WindowUnderTest.h"
+
+#include <QAbstractItemModelTester>
+#include <QAction>
+#include <QtTest>
+
+#include <random>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+DetectorPayload randomPayload(std::mt19937& random)
+{
+    DetectorPayload payload;
+    payload.video = u"/films/a.mp4"_s;
+    payload.fps = 25;
+    const int count = 1 + static_cast<int>(random() % 12);
+    payload.duration = count * 10;
+    for (int i = 0; i < count; ++i) {
+        payload.keepSegments.append({i + 1, i * 10.0, i * 10.0 + 9.5, 9.5});
+        if (i > 0)
+            payload.events.append({i, u"cut"_s, i * 10 - 0.5, i * 10.0, 0.5, 0.25, u"测"_s});
+    }
+    return payload;
+}
+
+/// One edit such as a user makes, or a parse, or another video.
+void editAtRandom(SegmentListEditor& editor, std::mt19937& random)
+{
+    const auto pick = [&](qsizetype count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
+    const SegmentList& list = editor.list();
+    const int rows = static_cast<int>(list.segments.size());
+    const int what = rows == 0 ? 8 + pick(3) : pick(11);
+    if (what == 0)
+        editor.setEnabled({pick(rows)}, pick(2) == 0);
+    else if (what == 1)
+        editor.setAllEnabled(pick(2) == 0);
+    else if (what <= 3)
+        std::ignore = editor.retime(
+            pick(rows), pick(2) == 0 ? SegmentEdge::start : SegmentEdge::end, formatHMS(pick(1200) / 10.0),
+            pick(2) == 0 ? SegmentListEditor::Series::none : SegmentListEditor::Series::movedEnd);
+    else if (what == 4)
+        editor.remove(pick(rows));
+    else if (what == 5)
+        std::ignore = editor.edit(u"x"_s, [&](SegmentList& edited) {
+            return joinSegments(edited, {pick(rows), pick(rows)});
+        });
+    else if (what == 6)
+        std::ignore = editor.edit(
+            u"x"_s, [&](SegmentList& edited) { return splitSegment(edited, pick(rows), pick(1200) / 10.0); });
+    else if (what == 7 && list.payload && !list.payload->events.isEmpty())
+        std::ignore = editor.edit(u"x"_s, [&](SegmentList& edited) {
+            const TransitionEvent& event = edited.payload->events.at(pick(edited.payload->events.size()));
+            return pick(2) == 0
+                       ? rejectEvent(event, edited.segments, edited.endsBeforeJoin)
+                       : restoreEvent(event, edited.segments, edited.endsBeforeJoin, edited.payload->keepSegments);
+        });
+    else if (what == 8)
+        editor.append();
+    else if (what == 9) {
+        const DetectorPayload payload = randomPayload(random);
+        editor.replace({FileURL(u"/films/a.mp4"_s), payload, buildEditableSegments(payload)});
+    } else
+        editor.changeVideo(FileURL(u"/films/%1.mp4"_s.arg(pick(3))));
+}
+
+QAction* action(const WindowUnderTest& test, const QString& name)
+{
+    auto* found = test.window().findChild<QAction*>(name);
+    if (!found)
+        qFatal("no action %s", qPrintable(name));
+    return found;
+}
+
+} // namespace
+
+class ListHistoryTest final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    /// Whatever was done, all of it can be taken back and made again, and a stored list is the list.
+    void randomEditing()
+    {
+        const int sequences = qEnvironmentVariableIntValue("KESTREL_SEQUENCES");
+        for (unsigned seed = 0; seed < static_cast<unsigned>(std::max(sequences, 300)); ++seed) {
+            std::mt19937 random(seed);
+            SegmentListEditor editor;
+            SegmentTableModel model(&editor, nullptr);
+            const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+            for (auto edits = 1 + random() % 40; edits > 0; --edits)
+                editAtRandom(editor, random);
+            const SegmentList last = editor.list();
+            while (editor.history().canUndo())
+                editor.undo();
+            QVERIFY2(editor.list() == SegmentList(), qPrintable(QString::number(seed)));
+            while (editor.history().canRedo())
+                editor.redo();
+            QVERIFY2(editor.list() == last, qPrintable(QString::number(seed)));
+            QCOMPARE(model.rowCount(), last.segments.size());
+
+            KestrelList document;
+            document.list = last;
+            document.video.path = last.videoURL.value_or(FileURL()).path();
+            document.otherKestrelKeys = {{u"later"_s, 1}};
+            const KestrelList read = decodeKestrelList(encodeKestrelList(document));
+            QCOMPARE(read.list.segments, last.segments);
+            QCOMPARE(read.list.payload, last.payload);
+            QCOMPARE(encodeKestrelList(read), encodeKestrelList(document));
+        }
+    }
+
+    /// An edge that is moved picture by picture is one step; back where it was, it is none.
+    void movedEdgeIsOneStep()
+    {
+        using Series = SegmentListEditor::Series;
+        SegmentListEditor editor;
+        editor.append();
+        editor.append();
+        const auto move = [&](int row, const QString& text) {
+            QCOMPARE(editor.retime(row, SegmentEdge::end, text, Series::movedEnd), std::nullopt);
+        };
+        for (const QString& text : {u"00:00:01.040"_s, u"00:00:01.080"_s, u"00:00:01.120"_s})
+            move(0, text);
+        QCOMPARE(editor.history().count(), 3);
+        move(1, u"00:00:02.040"_s);
+        QCOMPARE(editor.history().count(), 4);
+        move(1, u"00:00:02.000"_s);
+        QCOMPARE(editor.history().count(), 3);
+        editor.undo();
+        QCOMPARE(editor.segments().first().end, 1.0);
+    }
+
+    /// Rejecting, another video and a failed parse are taken back with the keys, and the fields follow the list.
+    void undoReachesEverything()
+    {
+        const WindowUnderTest test;
+        installMainMenu(&test.window());
+        const QString first = test.addVideo(u"a.mp4"_s, "answer([(10, 10), (20, 20)], [(0, 10), (10, 20), (20, 60)])");
+        const QString second = test.addVideo(u"b.mp4"_s, "fail('nein')");
+        test.chooseVideo(first);
+        test.parse();
+        test.selectEvent(0);
+        QTableView* events = test.window().eventTableView;
+        QTest::keyClick(events, Qt::Key_Delete);
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:20.000"_s);
+        QCOMPARE(test.segmentCell(1, 0).data(Qt::CheckStateRole).toInt(), int(Qt::Unchecked));
+        QVERIFY(events->model()->index(0, 1).data(Qt::FontRole).value<QFont>().strikeOut());
+        QCOMPARE(events->model()->index(0, 1).data(Qt::AccessibleDescriptionRole).toString(),
+                 u"已否决，前后片段合并"_s);
+        QCOMPARE(action(test, u"rejectEventAction"_s)->text(), u"恢复为换场"_s);
+
+        test.chooseVideo(second);
+        QCOMPARE(test.eventCount(), 0);
+        test.parse();
+        QCOMPARE(test.takeAlert(), u"解析失败：nein"_s);
+        action(test, u"undoListAction"_s)->trigger();
+        QCOMPARE(test.status(), u"已撤销：选择视频。"_s);
+        QCOMPARE(test.line("videoPathField")->text(), first);
+        QCOMPARE(test.eventCount(), 2);
+        QCOMPARE(test.summary(), u"换场 2 个，保留片段 3 个"_s);
+        QVERIFY(test.window().splitButton->isEnabled());
+        action(test, u"undoListAction"_s)->trigger();
+        QCOMPARE(test.status(), u"已撤销：不是换场。"_s);
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:10.000"_s);
+        action(test, u"redoListAction"_s)->trigger();
+        QCOMPARE(test.status(), u"已重做：不是换场。"_s);
+        test.window().activateWindow(); // the alert has had the focus
+        test.selectEvent(0);
+        QTRY_VERIFY(events->hasFocus());
+        QTest::keyClick(events, Qt::Key_Delete); // again: takes it back
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:10.000"_s);
+    }
+
+    /// The keys belong to a text field with something to undo, and to the list otherwise.
+    void keysServeTheFieldFirst()
+    {
+        const WindowUnderTest test;
+        installMainMenu(&test.window());
+        click(test.window().addSegmentButton);
+        QLineEdit* prefix = test.line("prefixField");
+        prefix->setFocus();
+        test.window().activateWindow();
+        QTRY_VERIFY(prefix->hasFocus());
+        QTest::keyClicks(prefix, u"ab"_s);
+        QTest::keyClick(prefix, Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(prefix->text(), QString());
+        QCOMPARE(test.segmentCount(), 1);
+        QTest::keyClick(prefix, Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(test.segmentCount(), 0);
+        QTest::keyClick(prefix, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(prefix->text(), u"ab"_s);
+        QTest::keyClick(prefix, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(test.segmentCount(), 1);
+    }
+
+    void severalRowsAtOnce()
+    {
+        const WindowUnderTest test;
+        const QString video = test.addVideo(u"a.mp4"_s, "answer([], [(0, 10), (10, 20), (20, 30), (30, 60)])");
+        test.chooseVideo(video);
+        test.parse();
+        const auto enabled = [&] {
+            QString boxes;
+            for (int row = 0; row < test.segmentCount(); ++row)
+                boxes += test.segmentCell(row, 0).data(Qt::CheckStateRole).toInt() == Qt::Checked ? u'1' : u'0';
+            return boxes;
+        };
+        QItemSelectionModel* selection = test.window().segmentTableView->selectionModel();
+        const auto select = [&](const QList<int>& rows) {
+            selection->clearSelection();
+            for (const int row : rows)
+                selection->select(test.segmentCell(row, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        };
+        select({1, 2});
+        action(test, u"keepOnlySelectedAction"_s)->trigger();
+        QCOMPARE(enabled(), u"0110"_s);
+        action(test, u"invertSegmentsAction"_s)->trigger();
+        QCOMPARE(enabled(), u"1001"_s);
+        select({0, 3});
+        action(test, u"joinSegmentsAction"_s)->trigger();
+        QCOMPARE(enabled(), u"1000"_s);
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:01:00.000"_s);
+        action(test, u"undoListAction"_s)->trigger();
+        action(test, u"undoListAction"_s)->trigger();
+        select({0, 1, 3});
+        action(test, u"keepOnlySelectedAction"_s)->trigger();
+        select({0, 2});
+        action(test, u"joinSegmentsAction"_s)->trigger();
+        QCOMPARE(test.status(), u"只能合并已启用的片段。"_s);
+        select({0, 3});
+        action(test, u"joinSegmentsAction"_s)->trigger();
+        QCOMPARE(test.status(), u"选中的片段之间还有别的片段，没有合并。"_s);
+        action(test, u"copyTimesAction"_s)->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"00:00:00.000\t00:00:10.000\n00:00:30.000\t00:01:00.000\n"_s);
+        action(test, u"pasteTimesAction"_s)->trigger();
+        QCOMPARE(test.segmentCount(), 6);
+        QGuiApplication::clipboard()->setText(u"0:0:1\t0:0:2\r\n\n0:0:3\tx"_s);
+        action(test, u"pasteTimesAction"_s)->trigger();
+        QCOMPARE(test.status(), u"第 3 行不是“开始时间、制表符、结束时间”，没有粘贴。"_s);
+        QCOMPARE(test.segmentCount(), 6);
+    }
+
+    /// What was changed by hand is there again after the window went, however it went.
+    void editsSurviveTheWindow()
+    {
+        const WindowUnderTest test;
+        const QString video = test.addVideo(u"a.mp4"_s, "answer([(10, 10)], [(0, 10), (10, 60)])");
+        {
+            MainWindowController earlier;
+            earlier.window()->segmentList->replace({FileURL(video),
+                                                    DetectorPayload{video, 25, 60, true, {}, {}, {}},
+                                                    {{0, true, 0, 10, false}, {1, true, 10, 60, false}}});
+            earlier.window()->segmentList->setEnabled({1}, false);
+            earlier.window()->segmentList->append();
+        }
+        test.chooseVideo(video);
+        test.parse();
+        QAction* restore = action(test, u"restoreEditsAction"_s);
+        QTRY_VERIFY(restore->isVisible());
+        QVERIFY2(restore->text().startsWith(u"恢复上次的修改（1 处，今天 "_s), qPrintable(restore->text()));
+        restore->trigger();
+        QCOMPARE(test.segmentCount(), 3);
+        QVERIFY(!restore->isVisible());
+        action(test, u"undoListAction"_s)->trigger();
+        QCOMPARE(test.segmentCount(), 2);
+        QCOMPARE(test.eventCount(), 1);
+    }
+
+    void hostileCopiesCountAsAbsent()
+    {
+        const QTemporaryDir folder;
+        const QString copies = folder.filePath(u"edits"_s);
+        const RecoveryStore store(copies);
+        const auto path = [&](const QString& name) {
+            return QFile::encodeName(copies + u'/' + name + u".kestrel.json"_s);
+        };
+        QVERIFY(store.save(u"good"_s, "text"));
+        QCOMPARE(store.load(u"good"_s)->document, "text");
+        QVERIFY(!store.save(u"large"_s, QByteArray(RecoveryStore::largestCopy + 1, 'x')));
+        QVERIFY(QFile::link(QString::fromUtf8(path(u"good"_s)), QString::fromUtf8(path(u"link"_s))));
+        QCOMPARE(::mkfifo(path(u"fifo"_s).constData(), 0600), 0);
+        QVERIFY(QDir(copies).mkdir(u"folder.kestrel.json"_s));
+        for (const QString& name : {u"absent"_s, u"link"_s, u"fifo"_s, u"folder"_s})
+            QVERIFY2(!store.load(name), qPrintable(name));
+        for (int i = 0; i < RecoveryStore::mostCopies + 5; ++i)
+            QVERIFY(store.save(u"many%1"_s.arg(i), "x"));
+        QVERIFY(QDir(copies).entryList({u"*.kestrel.json"_s}, QDir::Files | QDir::NoSymLinks).size() <=
+                RecoveryStore::mostCopies);
+
+        const QString linked = folder.filePath(u"linked"_s);
+        QVERIFY(QFile::link(copies, linked));
+        QVERIFY(!RecoveryStore(linked).save(u"x"_s, "x"));
+        QVERIFY(!RecoveryStore(linked).load(u"good"_s));
+    }
+};
+
+QTEST_MAIN(ListHistoryTest)
+#include "tst_ListHistory.moc"
