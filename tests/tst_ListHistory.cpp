@@ -10,6 +10,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QAction>
+#include <QFileDialog>
 #include <QtTest>
 
 #include <random>
@@ -276,6 +277,52 @@ private Q_SLOTS:
         action(test, u"undoListAction"_s)->trigger();
         QCOMPARE(test.segmentCount(), 2);
         QCOMPARE(test.eventCount(), 1);
+    }
+
+    /// A review that was stored comes back with its fields, in one step; foreign lists become manual rows; what is no
+    /// list changes nothing.
+    void storesAndOpensLists()
+    {
+        const WindowUnderTest test;
+        const QString video = test.addVideo(u"a.mp4"_s, "answer([(10, 10), (20, 20)], [(0, 10), (10, 20), (20, 60)])");
+        const auto choose = [&](const QString& command, const QString& name) {
+            action(test, command)->trigger();
+            const QPointer<QFileDialog> dialog = test.window().findChild<QFileDialog*>();
+            QVERIFY(dialog);
+            dialog->findChild<QLineEdit*>(u"fileNameEdit"_s)->setText(test.path(name));
+            QTest::keyClick(dialog->findChild<QLineEdit*>(u"fileNameEdit"_s), Qt::Key_Return);
+            QTRY_VERIFY(!dialog);
+        };
+        test.chooseVideo(video);
+        type(test.line("prefixField"), u"p"_s);
+        type(test.line("cropField"), u"8:8:0:0"_s);
+        test.parse();
+        test.selectEvent(0);
+        action(test, u"rejectEventAction"_s)->trigger();
+        choose(u"saveListAction"_s, u"a.kestrel.json"_s);
+        QCOMPARE(test.status(), u"列表已存储："_s + test.path(u"a.kestrel.json"_s));
+        QVERIFY(test.read(u"a.kestrel.json"_s).contains("\n{\"enabled\":false,\"end\":20,"));
+        choose(u"exportListAction"_s, u"a.llc"_s);
+        QCOMPARE(test.status(), u"已导出："_s + test.path(u"a.llc"_s));
+
+        type(test.line("prefixField"), u"other"_s);
+        type(test.line("cropField"), QString());
+        action(test, u"undoListAction"_s)->trigger();
+        choose(u"openListAction"_s, u"a.kestrel.json"_s);
+        QCOMPARE(test.status(), u"列表已打开：3 个片段。"_s);
+        QCOMPARE(test.line("prefixField")->text(), u"p"_s);
+        QCOMPARE(test.line("cropField")->text(), u"8:8:0:0"_s);
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:20.000"_s);
+        action(test, u"undoListAction"_s)->trigger();
+        QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:10.000"_s);
+
+        choose(u"openListAction"_s, u"a.llc"_s);
+        QCOMPARE(test.segmentCount(), 3);
+        QVERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
+        test.write(u"bad.json"_s, "{\"video\": 1}");
+        choose(u"openListAction"_s, u"bad.json"_s);
+        QCOMPARE(test.takeAlert(), u"无法打开列表 bad.json：video：应为文本，实际是数字。"_s);
+        QCOMPARE(test.segmentCount(), 3);
     }
 
     void hostileCopiesCountAsAbsent()

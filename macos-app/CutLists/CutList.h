@@ -16,6 +16,9 @@ struct FrameRate
     /// What timecodes count in: 24 for 24000/1001, 30 for 30000/1001.
     [[nodiscard]] qint64 roundedUp() const { return (numerator + denominator - 1) / denominator; }
 
+    /// The rate that is meant by a number such as 29.97, 25 or 12.5; nothing for one that is none.
+    [[nodiscard]] static std::optional<FrameRate> of(double picturesPerSecond);
+
     friend bool operator==(const FrameRate&, const FrameRate&) = default;
 };
 

@@ -77,17 +77,17 @@ bool isLosslessCutCsv(const QString& suffix, const QByteArray& /*bytes*/)
 const QList<CutListKind>& cutListKinds()
 {
     static const QList<CutListKind> kinds = {
-        {u"otio"_s, u"OpenTimelineIO"_s, u"otio"_s, false, oneFile<writeOtio>, readOtio, isOtio},
-        {u"edl"_s, u"EDL (CMX 3600)"_s, u"edl"_s, false, writeEdl, readEdl, isEdl},
-        {u"llc"_s, u"LosslessCut 项目"_s, u"llc"_s, true, oneFile<writeLosslessCutProject>, readLosslessCutProject,
-         isLosslessCutProject},
-        {u"ffmetadata"_s, u"FFmetadata 章节"_s, u"ffmeta"_s, false, oneFile<writeFFMetadata>, readFFMetadata,
+        {u"otio"_s, u"OpenTimelineIO"_s, u"otio"_s, false, true, oneFile<writeOtio>, readOtio, isOtio},
+        {u"edl"_s, u"EDL (CMX 3600)"_s, u"edl"_s, false, true, writeEdl, readEdl, isEdl},
+        {u"llc"_s, u"LosslessCut 项目"_s, u"llc"_s, true, false, oneFile<writeLosslessCutProject>,
+         readLosslessCutProject, isLosslessCutProject},
+        {u"ffmetadata"_s, u"FFmetadata 章节"_s, u"ffmeta"_s, false, false, oneFile<writeFFMetadata>, readFFMetadata,
          isFFMetadata},
-        {u"mkvxml"_s, u"Matroska 章节"_s, u"xml"_s, false, oneFile<writeMatroskaChapters>, readMatroskaChapters,
+        {u"mkvxml"_s, u"Matroska 章节"_s, u"xml"_s, false, false, oneFile<writeMatroskaChapters>, readMatroskaChapters,
          isMatroskaXml},
-        {u"scenes"_s, u"场景列表 CSV"_s, u"csv"_s, false, oneFile<writeSceneCsv>, readSceneCsv, isSceneCsv},
-        {u"csv"_s, u"CSV 表格"_s, u"csv"_s, true, oneFile<writePlainCsv>, readPlainCsv, isPlainCsv},
-        {u"llccsv"_s, u"LosslessCut CSV"_s, u"csv"_s, false, oneFile<writeLosslessCutCsv>, readLosslessCutCsv,
+        {u"scenes"_s, u"场景列表 CSV"_s, u"csv"_s, false, true, oneFile<writeSceneCsv>, readSceneCsv, isSceneCsv},
+        {u"csv"_s, u"CSV 表格"_s, u"csv"_s, true, false, oneFile<writePlainCsv>, readPlainCsv, isPlainCsv},
+        {u"llccsv"_s, u"LosslessCut CSV"_s, u"csv"_s, false, false, oneFile<writeLosslessCutCsv>, readLosslessCutCsv,
          isLosslessCutCsv},
     };
     return kinds;

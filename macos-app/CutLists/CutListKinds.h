@@ -11,6 +11,7 @@ struct CutListKind
     QString title;              ///< for the user: "OpenTimelineIO"
     QString suffix;             ///< of its files, without a point
     bool takesDisabled = false; ///< disabled segments are written too
+    bool needsPictures = false; ///< it counts pictures, so that their numbers must be known
     /// One file, or several where a list does not fit into one. Throws CutListError.
     QList<QByteArray> (*write)(const CutList& list) = nullptr;
     /// The clips; the second argument describes the video that they are meant for. Throws CutListError.

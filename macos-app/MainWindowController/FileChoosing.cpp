@@ -3,6 +3,7 @@
 #include "Controls/OnScreen.h"
 
 #include <QFileDialog>
+#include <QPointer>
 
 using namespace Qt::StringLiterals;
 
@@ -42,4 +43,41 @@ void chooseFolder(QWidget* window, const std::optional<FileURL>& startingFolder,
     if (startingFolder)
         dialog->setDirectory(startingFolder->path());
     openDialog(window, dialog, onChosen);
+}
+
+void chooseList(QWidget* window, const std::optional<FileURL>& startingFolder,
+                const std::function<void(const FileURL&)>& onChosen)
+{
+    auto* dialog = new QFileDialog(window, u"打开列表"_s);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setOption(QFileDialog::HideNameFilterDetails);
+    dialog->setNameFilter(u"列表 (*.json *.otio *.edl *.llc *.csv *.tsv *.txt *.ffmeta *.xml)"_s);
+    if (startingFolder)
+        dialog->setDirectory(startingFolder->path());
+    openDialog(window, dialog, onChosen);
+}
+
+void chooseNewFile(QWidget* window, const QString& title, const FileURL& suggestion, const QStringList& nameFilters,
+                   const std::function<void(const FileURL&, int filter)>& onChosen)
+{
+    auto* dialog = new QFileDialog(window, title);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setNameFilters(nameFilters);
+    dialog->setDirectory(suggestion.deletingLastPathComponent().path());
+    dialog->selectFile(suggestion.lastPathComponent());
+    const auto suffixOf = [](const QString& filter) {
+        const qsizetype point = filter.lastIndexOf(u"(*."_s);
+        return filter.mid(point + 3).chopped(1);
+    };
+    dialog->setDefaultSuffix(suffixOf(nameFilters.first()));
+    QObject::connect(dialog, &QFileDialog::filterSelected, dialog, [dialog, suffixOf](const QString& filter) {
+        dialog->setDefaultSuffix(suffixOf(filter));
+        const QString name = dialog->selectedFiles().value(0);
+        if (!name.isEmpty()) // its suffix follows the kind
+            dialog->selectFile(FileURL(name).baseName() + u'.' + suffixOf(filter));
+    });
+    const QPointer<QFileDialog> guarded(dialog);
+    openDialog(window, dialog, [guarded, nameFilters, onChosen](const FileURL& file) {
+        onChosen(file, guarded ? static_cast<int>(nameFilters.indexOf(guarded->selectedNameFilter())) : 0);
+    });
 }

@@ -77,6 +77,7 @@ MainWindowController::MainWindowController()
     , m_viewer(*m_window, [this] { return viewerContent(); })
     , m_listActions(*m_window)
     , m_editRecovery(*m_window->segmentList)
+    , m_listDocuments(*m_window, [this] { return m_generatedJobs; })
     , m_alerts(m_window.get())
     , m_split([this] { return currentConcurrency(); })
 {
@@ -84,6 +85,7 @@ MainWindowController::MainWindowController()
     connectFadeStrategies();
     connectTables();
     connectHistory();
+    connectDocuments();
     m_detections.onProgress = [this](const QString& line) { showStatus(line); };
     m_detections.onResult = [this](const auto& request, const auto& result) { showResult(request, result); };
     m_detections.onEnd = [this] { updateButtons(); };
@@ -171,17 +173,37 @@ void MainWindowController::connectHistory()
     connect(&m_hintTimer, &QTimer::timeout, this, [this] { m_window->statusLabel->setText(m_hint); });
 }
 
-/// The fields that belong to the list follow it.
+void MainWindowController::connectDocuments()
+{
+    connect(&m_listDocuments, &ListDocuments::told, this, &MainWindowController::showStatus);
+    connect(&m_listDocuments, &ListDocuments::failed, this, &MainWindowController::showError);
+    connect(&m_listDocuments, &ListDocuments::opened, this,
+            [this](const KestrelList& document, const QString& stepName) {
+                m_detections.forget();
+                m_window->cropField->setText(document.crop);
+                m_window->prefixField->setText(document.prefix);
+                m_window->segmentList->replace(document.list, stepName);
+                showVideoOfList();
+                showStatus(u"列表已打开：%1 个片段。"_s.arg(list().segments.size()));
+            });
+}
+
 void MainWindowController::showListOfHistory(const QString& status)
 {
-    const auto& video = list().videoURL;
-    if (FileURL::fromUserPath(m_window->videoPathField->text().trimmed()) != video.value_or(FileURL())) {
-        m_detections.forget();
-        m_window->videoPathField->setText(video ? video->path() : QString());
-        if (video && followsVideoDirectory())
-            applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
-    }
+    showVideoOfList();
     showStatus(status);
+}
+
+/// The fields that belong to the list's video follow it.
+void MainWindowController::showVideoOfList()
+{
+    const auto& video = list().videoURL;
+    if (FileURL::fromUserPath(m_window->videoPathField->text().trimmed()) == video.value_or(FileURL()))
+        return;
+    m_detections.forget();
+    m_window->videoPathField->setText(video ? video->path() : QString());
+    if (video && followsVideoDirectory())
+        applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
 }
 
 // Video and output folder

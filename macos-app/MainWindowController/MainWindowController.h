@@ -4,6 +4,7 @@
 #include "MainWindowController/DetectionRequests.h"
 #include "MainWindowController/EditRecovery.h"
 #include "MainWindowController/ListActions.h"
+#include "MainWindowController/ListDocuments.h"
 #include "MainWindowController/RunningSplit.h"
 #include "MainWindowController/ViewerConnection.h"
 #include "Models/FFmpegJob.h"
@@ -53,7 +54,9 @@ private:
     void splitVideo();
 
     void connectHistory();
+    void connectDocuments();
     void showListOfHistory(const QString& status);
+    void showVideoOfList();
     void segmentListReplaced();
     void jobInputEdited();
     void refreshGeneratedJobs();
@@ -84,6 +87,7 @@ private:
     ViewerConnection m_viewer;
     ListActions m_listActions;
     EditRecovery m_editRecovery;
+    ListDocuments m_listDocuments;
     AlertQueue m_alerts;
     DetectionRequests m_detections;
     RunningSplit m_split;

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "CutLists/CutListKinds.h"
+#include "CutLists/KestrelList.h"
+#include "Models/FFmpegJob.h"
+
+#include <QObject>
+
+#include <functional>
+
+class MainWindow;
+
+/// Lists as files: stores and opens a review, reads the lists of other programs and writes lists for them.
+class ListDocuments final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `jobs` tells what a split would run.
+    ListDocuments(MainWindow& window, std::function<QList<FFmpegJob>()> jobs);
+
+    /// Opens a list of any kind, as the command does after its dialog.
+    void open(const FileURL& file);
+    /// Whether a file is taken for a list when it is dropped.
+    [[nodiscard]] static bool isListName(const FileURL& file);
+
+Q_SIGNALS:
+    /// Takes the place of the present list: one step of the history of that name.
+    void opened(const KestrelList& document, const QString& stepName);
+    void told(const QString& status);
+    void failed(const QString& message);
+
+private:
+    void addActions();
+    void chooseAndStore();
+    void store(const FileURL& file);
+    void chooseAndOpen();
+    void findVideo(KestrelList document, const FileURL& file);
+    void compareVideo(const KestrelList& document);
+    void import(const QByteArray& bytes, const FileURL& file);
+    void chooseAndExport();
+    void exportTo(const FileURL& file, const CutListKind& kind);
+    [[nodiscard]] CutList cutList(bool takesDisabled) const;
+
+    MainWindow& m_window;
+    const std::function<QList<FFmpegJob>()> m_jobs;
+    QJsonObject m_otherKeys; ///< of the document that was opened last, for when it is stored again
+    QJsonObject m_otherKestrelKeys;
+};
