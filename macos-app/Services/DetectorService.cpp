@@ -11,7 +11,6 @@
 #include <QFile>
 #include <QThreadPool>
 
-#include <algorithm>
 #include <atomic>
 #include <sys/stat.h>
 
@@ -23,10 +22,8 @@ namespace {
 constexpr int stopPollMilliseconds = 50;
 /// Requests wait for children instead of computing, so their number is not bound to that of the cores.
 constexpr int mostBackgroundRequests = 64;
-/// Bounds for what a detector prints, so that one that runs wild fills no memory.
-constexpr qsizetype bytesPerMegabyte = qsizetype(1024) * 1024;
+/// Of one line of progress, so that a detector that ends none fills no memory.
 constexpr qsizetype longestLine = qsizetype(64) * 1024;
-constexpr qsizetype longestDocument = 64 * bytesPerMegabyte;
 
 std::atomic<bool> stopRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
@@ -86,7 +83,7 @@ QByteArray runDetector(const ChildCommand& command, const DetectorService::Progr
     ChildProcess detector(command);
     detector.onOutput = [&](const QByteArray& chunk) {
         output.append(chunk);
-        document.append(chunk.constData(), std::min(chunk.size(), longestDocument + 1 - document.size()));
+        document.append(chunk);
     };
     detector.onErrorOutput = [&](const QByteArray& chunk) {
         error.append(chunk);
@@ -111,8 +108,6 @@ QByteArray runDetector(const ChildCommand& command, const DetectorService::Progr
 
 DetectorPayload decodeDocument(const QByteArray& document)
 {
-    if (document.size() > longestDocument)
-        refuseOutput(u"输出超过 %1 MB。"_s.arg(longestDocument / bytesPerMegabyte));
     if (!document.isValidUtf8())
         refuseOutput(u"输出不是 UTF-8 文本。"_s);
     try {
