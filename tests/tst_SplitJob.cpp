@@ -2,7 +2,7 @@
 #include "Jobs/OlderFiles.h"
 #include "Jobs/SideNames.h"
 #include "Jobs/SplitJob.h"
-#include "Services/AppRuntimeError.h"
+#include "Services/MessageError.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -379,7 +379,7 @@ private Q_SLOTS:
         split.tool.write(u"ffmpeg"_s, "no program");
         QVERIFY_THROWS_EXCEPTION(ProcessLaunchError, split.launch());
         QFile::link(split.path(u"in.mp4"_s), split.path(u"2.mp4"_s)); // made since the split started
-        QVERIFY_THROWS_EXCEPTION(AppRuntimeError, split.launch(u"2.mp4"_s));
+        QVERIFY_THROWS_EXCEPTION(OutputError, split.launch(u"2.mp4"_s));
         QCOMPARE(split.files(), u"2.mp4>in.mp4 in.mp4=source out.mp4=old"_s);
     }
 

@@ -2,7 +2,7 @@
 
 #include "Jobs/OutputSafety.h"
 #include "Jobs/SideNames.h"
-#include "Services/AppRuntimeError.h"
+#include "Services/MessageError.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -14,11 +14,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-AppRuntimeError placeError(const QString& name, int error)
+OutputError placeError(const QString& name, int error)
 {
-    return AppRuntimeError::missingDependency(u"无法写入输出文件 "_s + name + u"："_s +
-                                              writingFailureText(std::error_code(error, std::generic_category())) +
-                                              u"。"_s);
+    return OutputError(u"无法写入输出文件 "_s + name + u"："_s +
+                       writingFailureText(std::error_code(error, std::generic_category())) + u"。"_s);
 }
 
 QString keptAs(const QString& name)
@@ -55,7 +54,7 @@ OutputPlace::OutputPlace(const FFmpegJob& job, std::shared_ptr<WrittenClips> wri
     setOlderAside();
     try {
         createClip();
-    } catch (const AppRuntimeError&) {
+    } catch (const OutputError&) {
         putOlderBack();
         throw;
     }

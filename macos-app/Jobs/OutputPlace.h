@@ -17,7 +17,7 @@
 class OutputPlace final
 {
 public:
-    /// Throws AppRuntimeError with everything as it was when the place cannot be had, or the source lies there.
+    /// Throws OutputError with everything as it was when the place cannot be had, or the source lies there.
     OutputPlace(const FFmpegJob& job, std::shared_ptr<WrittenClips> writtenClips);
     ~OutputPlace();
     Q_DISABLE_COPY_MOVE(OutputPlace)

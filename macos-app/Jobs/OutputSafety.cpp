@@ -1,7 +1,5 @@
 #include "Jobs/OutputSafety.h"
 
-#include "Jobs/FileIdentity.h"
-
 #include <QFile>
 
 #include <algorithm>
@@ -11,31 +9,35 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+std::filesystem::path pathOf(const FileURL& url)
+{
+    return QFile::encodeName(url.path()).toStdString();
+}
+
+bool areOne(const FileURL& left, const FileURL& right)
+{
+    std::error_code error; // one that names nothing is none of the other
+    return std::filesystem::equivalent(pathOf(left), pathOf(right), error);
+}
+
 /// A file that does not exist yet can only be the source by its place: the same name in the same folder.
 bool isSource(const FileURL& output, const FileURL& source)
 {
-    const auto outputIdentity = FileIdentity::of(output);
-    if (outputIdentity) {
-        const auto sourceIdentity = FileIdentity::of(source);
-        return sourceIdentity && outputIdentity->sameFile(*sourceIdentity);
-    }
-    if (output.lastPathComponent() != source.lastPathComponent())
-        return false;
-    const auto outputFolder = FileIdentity::of(output.deletingLastPathComponent());
-    const auto sourceFolder = FileIdentity::of(source.deletingLastPathComponent());
-    return outputFolder && sourceFolder && outputFolder->sameFile(*sourceFolder);
+    std::error_code error;
+    if (std::filesystem::exists(pathOf(output), error))
+        return areOne(output, source);
+    return output.lastPathComponent() == source.lastPathComponent() &&
+           areOne(output.deletingLastPathComponent(), source.deletingLastPathComponent());
 }
 
 } // namespace
 
 void createOutputDirectory(const FileURL& url)
 {
-    const std::filesystem::path path(QFile::encodeName(url.path()).toStdString());
     std::error_code error;
-    std::filesystem::create_directories(path, error);
+    std::filesystem::create_directories(pathOf(url), error);
     if (error)
-        throw AppRuntimeError::missingDependency(u"无法创建输出目录 "_s + url.path() + u"："_s +
-                                                 writingFailureText(error) + u"。"_s);
+        throw OutputError(u"无法创建输出目录 "_s + url.path() + u"："_s + writingFailureText(error) + u"。"_s);
 }
 
 void requireSourcesAreSafe(const QList<FFmpegJob>& jobs)
@@ -45,9 +47,9 @@ void requireSourcesAreSafe(const QList<FFmpegJob>& jobs)
         throw sourceWouldBeOverwritten();
 }
 
-AppRuntimeError sourceWouldBeOverwritten()
+OutputError sourceWouldBeOverwritten()
 {
-    return AppRuntimeError::missingDependency(u"输出文件会覆盖源视频，请更换输出目录或前缀。"_s);
+    return OutputError(u"输出文件会覆盖源视频，请更换输出目录或前缀。"_s);
 }
 
 QString writingFailureText(const std::error_code& error)

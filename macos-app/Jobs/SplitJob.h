@@ -22,7 +22,7 @@ public:
     using Owner = std::unique_ptr<SplitJob, Release>;
 
     /// Returns once ffmpeg runs in the output's folder. Throws ProcessLaunchError when it cannot be started, and
-    /// AppRuntimeError when it must not write there; then everything is as it was.
+    /// OutputError when it must not write there; then everything is as it was.
     [[nodiscard]] static Owner launch(const FFmpegJob& job, const RuntimeConfiguration& runtime,
                                       const std::shared_ptr<WrittenClips>& writtenClips);
 
