@@ -107,9 +107,9 @@ public:
         m_loop.quit();
     }
 
-    [[nodiscard]] const QList<RunRow>& rows() const
+    [[nodiscard]] const QList<JobRow>& rows() const
     {
-        return static_cast<const RunTableModel*>(overview.window()->jobTableView->model())->rows();
+        return static_cast<const JobTableModel*>(overview.window()->jobTableView->model())->rows();
     }
 
 private:
@@ -177,8 +177,8 @@ void goodClips(int count)
     run.start(jobs, 2, realFFmpeg());
     run.waitForFinish();
     int doubted = 0;
-    for (const RunRow& row : run.rows()) {
-        if (row.state != RunState::completed) {
+    for (const JobRow& row : run.rows()) {
+        if (row.state != JobState::completed) {
             ++doubted;
             std::printf("  start %.3f duration %.3f source %s: %s\n", row.job.start, row.job.duration,
                         qPrintable(row.job.inputURL.lastPathComponent()), qPrintable(row.remark));
@@ -223,9 +223,9 @@ void runBadJobs(const char* kind, const QStringList& sources, double start, doub
     run.waitForFinish();
     int doubtful = 0;
     int failed = 0;
-    for (const RunRow& row : run.rows()) {
-        doubtful += row.state == RunState::doubtful ? 1 : 0;
-        failed += row.state == RunState::failed ? 1 : 0;
+    for (const JobRow& row : run.rows()) {
+        doubtful += row.state == JobState::doubtful ? 1 : 0;
+        failed += row.state == JobState::failed ? 1 : 0;
     }
     std::printf("bad: %s: %d of %d marked (%d doubtful, %d failed), \"%s\"\n", kind, doubtful + failed,
                 int(jobs.size()), doubtful, failed, qPrintable(run.rows().constFirst().remark));
@@ -302,8 +302,8 @@ void randomStops(int count)
         wrongFinishes += run.finishes != 1 ? 1 : 0;
         wrongTotals += run.completed + run.failed != jobCount ? 1 : 0;
         int completedRows = 0;
-        for (const RunRow& row : run.rows()) {
-            const bool isComplete = row.state == RunState::completed;
+        for (const JobRow& row : run.rows()) {
+            const bool isComplete = row.state == JobState::completed;
             completedRows += isComplete ? 1 : 0;
             const QString path = row.job.outputURL.path();
             if (!isComplete)

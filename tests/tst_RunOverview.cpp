@@ -60,7 +60,7 @@ public:
             texts << model->index(row, column).data().toString();
         return texts.join(u' ');
     }
-    [[nodiscard]] QString states() const { return column(RunTableModel::stateColumn); }
+    [[nodiscard]] QString states() const { return column(JobTableModel::stateColumn); }
     void select(int row) const { overview.window()->jobTableView->selectRow(row); }
 
 private:
@@ -122,7 +122,7 @@ private Q_SLOTS:
         window.stopSelectedAction->trigger();
         QTRY_COMPARE(splits.finishes, QStringList{u"1 3 4"_s});
         QCOMPARE(splits.states(), u"已停止 失败 已停止 完成"_s);
-        QVERIFY(splits.column(RunTableModel::remarkColumn).contains(u"ffmpeg 意外结束"_s));
+        QVERIFY(splits.column(JobTableModel::remarkColumn).contains(u"ffmpeg 意外结束"_s));
         QVERIFY(!tool.exists(u"1"_s) && !tool.exists(u"3"_s) && tool.exists(u"4"_s));
         QCOMPARE(window.totalProgressBar->value(), window.totalProgressBar->maximum());
         QVERIFY(!window.stopAllAction->isEnabled() && window.retryAction->isEnabled());
@@ -132,7 +132,7 @@ private Q_SLOTS:
         QCOMPARE(splits.states(), u"运行中 等待 等待 完成"_s);
         QTRY_COMPARE(splits.finishes, QStringList({u"1 3 4"_s, u"3 0 3"_s}));
         QCOMPARE(splits.states(), u"完成 完成 完成 完成"_s);
-        QCOMPARE(splits.column(RunTableModel::numberColumn), u"1 2 3 4"_s);
+        QCOMPARE(splits.column(JobTableModel::numberColumn), u"1 2 3 4"_s);
         QVERIFY(tool.exists(u"1"_s) && tool.exists(u"2"_s) && tool.exists(u"3"_s));
         QVERIFY(!window.retryAction->isEnabled());
     }
@@ -176,8 +176,8 @@ private Q_SLOTS:
         tool.makeGate(u"gate"_s);
         Splits splits(tool.runtime(), 1);
         splits.run({tool.job(u"1"_s), tool.job(u"2"_s)});
-        QTRY_COMPARE(splits.column(RunTableModel::progressColumn), u"50% 0%"_s);
-        QCOMPARE(splits.column(RunTableModel::speedColumn).trimmed(), u"2.4x"_s);
+        QTRY_COMPARE(splits.column(JobTableModel::progressColumn), u"50% 0%"_s);
+        QCOMPARE(splits.column(JobTableModel::speedColumn).trimmed(), u"2.4x"_s);
         const RunOverviewWindow& window = *splits.overview.window();
         QTRY_COMPARE(window.totalProgressBar->value(), 250);
         QTRY_COMPARE(window.remainingLabel->text(), u"剩余不到 15 秒"_s);
@@ -189,9 +189,9 @@ private Q_SLOTS:
         for (QLabel* label : {window.elapsedLabel, window.remainingLabel})
             QCOMPARE(accessible(label)->text(QAccessible::Name), label->text());
         QAccessibleTableInterface* table = accessible(window.jobTableView)->tableInterface();
-        QCOMPARE(table->columnDescription(RunTableModel::progressColumn), u"进度"_s);
-        QCOMPARE(table->cellAt(0, RunTableModel::stateColumn)->text(QAccessible::Name), u"运行中"_s);
-        QCOMPARE(table->cellAt(0, RunTableModel::progressColumn)->text(QAccessible::Name), u"50%"_s);
+        QCOMPARE(table->columnDescription(JobTableModel::progressColumn), u"进度"_s);
+        QCOMPARE(table->cellAt(0, JobTableModel::stateColumn)->text(QAccessible::Name), u"运行中"_s);
+        QCOMPARE(table->cellAt(0, JobTableModel::progressColumn)->text(QAccessible::Name), u"50%"_s);
 
         splits.coordinator->stopAll();
         QTRY_COMPARE(splits.finishes.size(), 1);

@@ -27,17 +27,17 @@ constexpr int updateMilliseconds = 500; ///< as often as ffmpeg reports
 /// Below it the time left is told in words: one clip that takes a second longer would make any number wrong.
 constexpr double leastNumberedSeconds = 15;
 
-RunState stateOf(JobOutcome outcome)
+JobState stateOf(JobOutcome outcome)
 {
     switch (outcome) {
     case JobOutcome::completed:
-        return RunState::completed;
+        return JobState::completed;
     case JobOutcome::doubtful:
-        return RunState::doubtful;
+        return JobState::doubtful;
     case JobOutcome::failed:
-        return RunState::failed;
+        return JobState::failed;
     case JobOutcome::stopped:
-        return RunState::stopped;
+        return JobState::stopped;
     }
     Q_UNREACHABLE();
 }
@@ -112,7 +112,7 @@ void RunOverview::watchAgain(const QList<int>& rows, int lanes, const std::share
     m_rowOfJob = rows;
     QList<double> durations;
     for (const int row : rows) {
-        m_model.setState(row, RunState::waiting);
+        m_model.setState(row, JobState::waiting);
         durations.append(m_model.rows().at(row).job.duration);
     }
     m_remainingTime.emplace(durations, lanes, QThread::idealThreadCount());
@@ -147,7 +147,7 @@ void RunOverview::setMayRetry(bool mayRetry)
 void RunOverview::jobDidLaunch(int job)
 {
     m_remainingTime->launch(job, now());
-    m_model.setState(m_rowOfJob.at(job), RunState::running);
+    m_model.setState(m_rowOfJob.at(job), JobState::running);
 }
 
 void RunOverview::jobDidProgress(int job, const FFmpegReport& report)
@@ -198,8 +198,8 @@ QList<int> RunOverview::rowsToRetry() const
 {
     QList<int> rows;
     for (int row = 0; row < m_model.rows().size(); ++row) {
-        const RunState state = m_model.rows().at(row).state;
-        if (state == RunState::failed || state == RunState::stopped)
+        const JobState state = m_model.rows().at(row).state;
+        if (state == JobState::failed || state == JobState::stopped)
             rows.append(row);
     }
     return rows;

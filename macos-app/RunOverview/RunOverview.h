@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Jobs/RemainingTime.h"
-#include "RunOverview/RunTableModel.h"
+#include "RunOverview/JobTableModel.h"
 #include "RunOverview/SleepInhibitor.h"
 #include "RunOverview/TaskbarProgress.h"
 #include "SplitCoordinator/SplitJobObserver.h"
@@ -61,7 +61,7 @@ private:
     [[nodiscard]] bool isRunning() const { return m_updateTimer.isActive(); }
     [[nodiscard]] double now() const { return static_cast<double>(m_clock.elapsed()) / 1000; }
 
-    RunTableModel m_model;
+    JobTableModel m_model;
     std::unique_ptr<RunOverviewWindow> m_window;
     std::weak_ptr<SplitCoordinator> m_coordinator;
     QList<int> m_rowOfJob;

@@ -3,8 +3,8 @@
 #include "Controls/OnScreen.h"
 #include "Controls/SharedActions.h"
 #include "RunOverview/JobTableView.h"
-#include "RunOverview/RunBarDelegate.h"
-#include "RunOverview/RunTableModel.h"
+#include "RunOverview/JobBarDelegate.h"
+#include "RunOverview/JobTableModel.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -58,7 +58,7 @@ QLabel* makeTimeLabel(const QString& name)
 
 } // namespace
 
-RunOverviewWindow::RunOverviewWindow(RunTableModel* model)
+RunOverviewWindow::RunOverviewWindow(JobTableModel* model)
 {
     setObjectName(u"runOverviewWindow"_s);
     setWindowTitle(u"分解总览"_s);
@@ -133,13 +133,13 @@ void RunOverviewWindow::makeActions()
     shareWithEveryWindow(showAction);
 }
 
-QTableView* RunOverviewWindow::makeTable(RunTableModel* model)
+QTableView* RunOverviewWindow::makeTable(JobTableModel* model)
 {
     jobTableView = new JobTableView(copyCommandAction);
     jobTableView->setObjectName(u"jobTableView"_s);
     jobTableView->setAccessibleName(u"任务列表"_s);
     jobTableView->setModel(model);
-    jobTableView->setItemDelegateForColumn(RunTableModel::progressColumn, new RunBarDelegate(jobTableView));
+    jobTableView->setItemDelegateForColumn(JobTableModel::progressColumn, new JobBarDelegate(jobTableView));
     jobTableView->setSelectionBehavior(QAbstractItemView::SelectRows);
     jobTableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
     jobTableView->setAlternatingRowColors(true);

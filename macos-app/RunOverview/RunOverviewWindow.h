@@ -6,13 +6,13 @@ class QAction;
 class QLabel;
 class QProgressBar;
 class QTableView;
-class RunTableModel;
+class JobTableModel;
 
 /// The view of a run: its total at the top, a row per job, and what can be done about them. Knows no run.
 class RunOverviewWindow final : public QWidget
 {
 public:
-    explicit RunOverviewWindow(RunTableModel* model);
+    explicit RunOverviewWindow(JobTableModel* model);
 
     /// Shows the window at its corner of the screen without taking the focus from anybody; an open one stays as it is.
     void present();
@@ -32,7 +32,7 @@ public:
 
 private:
     [[nodiscard]] QWidget* makeTotal();
-    [[nodiscard]] QTableView* makeTable(RunTableModel* model);
+    [[nodiscard]] QTableView* makeTable(JobTableModel* model);
     void makeActions();
     [[nodiscard]] QWidget* makeButtons() const;
 };

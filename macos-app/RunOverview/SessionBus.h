@@ -4,5 +4,5 @@
 
 #include <optional>
 
-/// The desktop's message bus; nothing where none runs. None is ever started for us: it would outlive the run.
+/// The desktop's message bus; nothing where none runs. None is ever started for us: it would outlive us.
 [[nodiscard]] std::optional<QDBusConnection> sessionBus();

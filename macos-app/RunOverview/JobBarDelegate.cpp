@@ -1,7 +1,7 @@
-#include "RunOverview/RunBarDelegate.h"
+#include "RunOverview/JobBarDelegate.h"
 
 #include "Controls/Appearance.h"
-#include "RunOverview/RunTableModel.h"
+#include "RunOverview/JobTableModel.h"
 
 #include <QApplication>
 #include <QPainter>
@@ -12,19 +12,19 @@ constexpr int margin = 6;
 constexpr int barHeight = 6;
 constexpr int percentageWidth = 44;
 
-QColor barColor(RunState state, const QPalette& palette)
+QColor barColor(JobState state, const QPalette& palette)
 {
     switch (state) {
-    case RunState::completed:
+    case JobState::completed:
         return systemGreen();
-    case RunState::failed:
+    case JobState::failed:
         return systemRed();
-    case RunState::doubtful:
+    case JobState::doubtful:
         return systemOrange();
-    case RunState::waiting:
-    case RunState::stopped:
+    case JobState::waiting:
+    case JobState::stopped:
         return secondaryTextColor(palette);
-    case RunState::running:
+    case JobState::running:
         return palette.color(QPalette::Highlight);
     }
     Q_UNREACHABLE();
@@ -32,7 +32,7 @@ QColor barColor(RunState state, const QPalette& palette)
 
 } // namespace
 
-void RunBarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
+void JobBarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     QStyleOptionViewItem cell = option;
     initStyleOption(&cell, index);
@@ -41,13 +41,13 @@ void RunBarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
     style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, cell.widget);
 
     const bool isSelected = cell.state & QStyle::State_Selected;
-    const auto state = static_cast<RunState>(index.data(RunTableModel::stateRole).toInt());
+    const auto state = static_cast<JobState>(index.data(JobTableModel::stateRole).toInt());
     const QColor text = cell.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text);
     QRectF track(cell.rect.adjusted(margin, 0, -percentageWidth, 0));
     track.setTop(track.center().y() - barHeight / 2.0);
     track.setHeight(barHeight);
     QRectF bar = track;
-    bar.setWidth(track.width() * index.data(RunTableModel::fractionRole).toDouble());
+    bar.setWidth(track.width() * index.data(JobTableModel::fractionRole).toDouble());
 
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);

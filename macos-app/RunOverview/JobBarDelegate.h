@@ -3,7 +3,7 @@
 #include <QStyledItemDelegate>
 
 /// Paints how much of a clip is written as a bar with its percentage beside it.
-class RunBarDelegate final : public QStyledItemDelegate
+class JobBarDelegate final : public QStyledItemDelegate
 {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;

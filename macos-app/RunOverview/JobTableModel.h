@@ -6,7 +6,7 @@
 #include <QAbstractTableModel>
 #include <QSet>
 
-enum class RunState {
+enum class JobState {
     waiting,
     running,
     completed,
@@ -16,21 +16,21 @@ enum class RunState {
 };
 
 /// One job of a run and how it goes.
-struct RunRow
+struct JobRow
 {
     FFmpegJob job;
-    RunState state = RunState::waiting;
+    JobState state = JobState::waiting;
     FFmpegReport report;
     QString remark; ///< why the clip is doubtful; otherwise the log's last error
 
-    [[nodiscard]] bool hasEnded() const { return state != RunState::waiting && state != RunState::running; }
+    [[nodiscard]] bool hasEnded() const { return state != JobState::waiting && state != JobState::running; }
     /// How much of the clip is written, 0 to 1.
     [[nodiscard]] double fraction() const;
 };
 
 /// The jobs of a run in their order. What a job reports is shown when `announceReports()` is called, so that many
 /// reports cost one repaint.
-class RunTableModel final : public QAbstractTableModel
+class JobTableModel final : public QAbstractTableModel
 {
     Q_OBJECT
 
@@ -43,7 +43,7 @@ public:
         progressColumn,
         speedColumn,
         remarkColumn,
-        columnCountOfRun
+        columnCountOfJobs
     };
     enum Role {
         fractionRole = Qt::UserRole,
@@ -52,13 +52,13 @@ public:
 
     using QAbstractTableModel::QAbstractTableModel;
 
-    [[nodiscard]] const QList<RunRow>& rows() const { return m_rows; }
+    [[nodiscard]] const QList<JobRow>& rows() const { return m_rows; }
     /// How much of all the clips' video is dealt with, 0 to 1. A job that has ended counts whole, whatever came of it.
     [[nodiscard]] double totalFraction() const;
 
     void setJobs(const QList<FFmpegJob>& jobs);
     void setReport(int row, const FFmpegReport& report);
-    void setState(int row, RunState state, const FFmpegReport& report = {}, const QString& remark = {});
+    void setState(int row, JobState state, const FFmpegReport& report = {}, const QString& remark = {});
     void announceReports();
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
@@ -67,8 +67,8 @@ public:
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    [[nodiscard]] static QString text(const RunRow& row, int column);
+    [[nodiscard]] static QString text(const JobRow& row, int column);
 
-    QList<RunRow> m_rows;
+    QList<JobRow> m_rows;
     QSet<int> m_unannounced;
 };

@@ -1,4 +1,4 @@
-#include "RunOverview/RunTableModel.h"
+#include "RunOverview/JobTableModel.h"
 
 #include "Controls/Appearance.h"
 #include "Models/NumberText.h"
@@ -12,74 +12,74 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString stateText(RunState state)
+QString stateText(JobState state)
 {
     switch (state) {
-    case RunState::waiting:
+    case JobState::waiting:
         return u"等待"_s;
-    case RunState::running:
+    case JobState::running:
         return u"运行中"_s;
-    case RunState::completed:
+    case JobState::completed:
         return u"完成"_s;
-    case RunState::failed:
+    case JobState::failed:
         return u"失败"_s;
-    case RunState::stopped:
+    case JobState::stopped:
         return u"已停止"_s;
-    case RunState::doubtful:
+    case JobState::doubtful:
         return u"可疑"_s;
     }
     Q_UNREACHABLE();
 }
 
 /// What needs a look is told by its colour, too.
-QVariant stateColor(RunState state)
+QVariant stateColor(JobState state)
 {
     const QColor background = QGuiApplication::palette().color(QPalette::Base);
-    if (state == RunState::failed)
+    if (state == JobState::failed)
         return readableAgainst(systemRed(), background);
-    if (state == RunState::doubtful)
+    if (state == JobState::doubtful)
         return readableAgainst(systemOrange(), background);
     return {};
 }
 
 Qt::Alignment alignment(int column)
 {
-    const bool isNumber = column == RunTableModel::numberColumn || column == RunTableModel::speedColumn;
+    const bool isNumber = column == JobTableModel::numberColumn || column == JobTableModel::speedColumn;
     return (isNumber ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter;
 }
 
 } // namespace
 
-double RunRow::fraction() const
+double JobRow::fraction() const
 {
-    if (state == RunState::completed || state == RunState::doubtful)
+    if (state == JobState::completed || state == JobState::doubtful)
         return 1;
     const double written = report.length().value_or(0);
     return job.duration > 0 ? std::clamp(written / job.duration, 0.0, 1.0) : 0;
 }
 
-double RunTableModel::totalFraction() const
+double JobTableModel::totalFraction() const
 {
     double done = 0;
     double total = 0;
-    for (const RunRow& row : m_rows) {
+    for (const JobRow& row : m_rows) {
         done += row.job.duration * (row.hasEnded() ? 1 : row.fraction());
         total += row.job.duration;
     }
     return total > 0 ? done / total : 0;
 }
 
-void RunTableModel::setJobs(const QList<FFmpegJob>& jobs)
+void JobTableModel::setJobs(const QList<FFmpegJob>& jobs)
 {
     beginResetModel();
     m_unannounced.clear();
     m_rows.clear();
     for (const FFmpegJob& job : jobs)
-        m_rows.append(RunRow{.job = job, .state = RunState::waiting, .report = {}, .remark = {}});
+        m_rows.append(JobRow{.job = job, .state = JobState::waiting, .report = {}, .remark = {}});
     endResetModel();
 }
 
-void RunTableModel::setReport(int row, const FFmpegReport& report)
+void JobTableModel::setReport(int row, const FFmpegReport& report)
 {
     if (m_rows[row].report == report)
         return;
@@ -88,32 +88,32 @@ void RunTableModel::setReport(int row, const FFmpegReport& report)
     m_unannounced.insert(row);
 }
 
-void RunTableModel::setState(int row, RunState state, const FFmpegReport& report, const QString& remark)
+void JobTableModel::setState(int row, JobState state, const FFmpegReport& report, const QString& remark)
 {
     m_rows[row].state = state;
     m_rows[row].report = report;
     m_rows[row].remark = remark;
     m_unannounced.remove(row);
-    Q_EMIT dataChanged(index(row, stateColumn), index(row, columnCountOfRun - 1));
+    Q_EMIT dataChanged(index(row, stateColumn), index(row, columnCountOfJobs - 1));
 }
 
-void RunTableModel::announceReports()
+void JobTableModel::announceReports()
 {
     for (const int row : std::exchange(m_unannounced, {}))
         Q_EMIT dataChanged(index(row, progressColumn), index(row, remarkColumn));
 }
 
-int RunTableModel::rowCount(const QModelIndex& parent) const
+int JobTableModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : static_cast<int>(m_rows.size());
 }
 
-int RunTableModel::columnCount(const QModelIndex& parent) const
+int JobTableModel::columnCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : columnCountOfRun;
+    return parent.isValid() ? 0 : columnCountOfJobs;
 }
 
-QString RunTableModel::text(const RunRow& row, int column)
+QString JobTableModel::text(const JobRow& row, int column)
 {
     switch (column) {
     case numberColumn:
@@ -127,7 +127,7 @@ QString RunTableModel::text(const RunRow& row, int column)
     case progressColumn:
         return QString::number(static_cast<int>(row.fraction() * 100)) + u'%';
     case speedColumn:
-        return row.state == RunState::running && row.report.speed > 0.0 ? formatFixed(*row.report.speed, 1) + u'x'
+        return row.state == JobState::running && row.report.speed > 0.0 ? formatFixed(*row.report.speed, 1) + u'x'
                                                                         : u""_s;
     case remarkColumn:
         return row.remark;
@@ -136,11 +136,11 @@ QString RunTableModel::text(const RunRow& row, int column)
     }
 }
 
-QVariant RunTableModel::data(const QModelIndex& index, int role) const
+QVariant JobTableModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid())
         return {};
-    const RunRow& row = m_rows.at(index.row());
+    const JobRow& row = m_rows.at(index.row());
     switch (role) {
     case Qt::DisplayRole:
         return text(row, index.column());
@@ -161,7 +161,7 @@ QVariant RunTableModel::data(const QModelIndex& index, int role) const
     }
 }
 
-QVariant RunTableModel::headerData(int section, Qt::Orientation orientation, int role) const
+QVariant JobTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     static const QStringList titles = {u"#"_s, u"文件"_s, u"范围"_s, u"状态"_s, u"进度"_s, u"速度"_s, u"说明"_s};
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
