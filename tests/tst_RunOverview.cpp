@@ -7,9 +7,13 @@
 #include <QAccessible>
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
+#include <QDesktopServices>
+#include <QHeaderView>
 #include <QLabel>
 #include <QProgressBar>
+#include <QScrollBar>
 #include <QTableView>
 #include <QTest>
 
@@ -43,7 +47,7 @@ public:
         std::shared_ptr(coordinator)->start();
     }
 
-    void splitCoordinatorDidStart(int, int) override {}
+    void splitCoordinatorDidStart(int, int) override { overview.present(); }
     void splitCoordinatorDidUpdate(int, int, int) override {}
     void splitCoordinatorDidFinish(int completed, int failed, int total) override
     {
@@ -61,7 +65,11 @@ public:
         return texts.join(u' ');
     }
     [[nodiscard]] QString states() const { return column(JobTableModel::stateColumn); }
-    void select(int row) const { overview.window()->jobTableView->selectRow(row); }
+    void select(int row) const
+    {
+        overview.window()->jobTableView->clearSelection(); // a modifier pressed last would have it extended
+        overview.window()->jobTableView->selectRow(row);
+    }
 
 private:
     void makeCoordinator(const QList<FFmpegJob>& jobs)
@@ -79,6 +87,11 @@ private:
 class RunOverviewTest final : public QObject
 {
     Q_OBJECT
+
+    QUrl m_opened;
+
+public Q_SLOTS:
+    void open(const QUrl& url) { m_opened = url; }
 
 private Q_SLOTS:
     void cleanup()
@@ -122,10 +135,30 @@ private Q_SLOTS:
         window.stopSelectedAction->trigger();
         QTRY_COMPARE(splits.finishes, QStringList{u"1 3 4"_s});
         QCOMPARE(splits.states(), u"已停止 失败 已停止 完成"_s);
-        QVERIFY(splits.column(JobTableModel::remarkColumn).contains(u"ffmpeg 意外结束"_s));
+        QCOMPARE(splits.column(JobTableModel::remarkColumn).simplified(), u"ffmpeg 意外结束，没有说明原因"_s);
+        QVERIFY(splits.overview.hasFailures());
         QVERIFY(!tool.exists(u"1"_s) && !tool.exists(u"3"_s) && tool.exists(u"4"_s));
-        QCOMPARE(window.totalProgressBar->value(), window.totalProgressBar->maximum());
+        QCOMPARE(window.totalProgressBar->value(), 250);
         QVERIFY(!window.stopAllAction->isEnabled() && window.retryAction->isEnabled());
+
+        window.problemsBox->click();
+        QCOMPARE(splits.states(), u"失败"_s);
+        splits.select(0);
+        window.copyCommandAction->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), jobs.at(1).shellCommand());
+        window.problemsBox->click();
+        const QHeaderView* header = window.jobTableView->horizontalHeader();
+        const QPoint progress(header->sectionViewportPosition(JobTableModel::progressColumn) + 9, 9);
+        for (const QString& order : {u"1 2 3 4"_s, u"4 1 2 3"_s, u"1 2 3 4"_s}) {
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, progress);
+            QCOMPARE(splits.column(JobTableModel::numberColumn), order);
+        }
+        QDesktopServices::setUrlHandler(u"file"_s, this, "open");
+        const QRect row = window.jobTableView->visualRect(window.jobTableView->model()->index(3, 1));
+        QTest::mouseClick(window.jobTableView->viewport(), Qt::LeftButton, {}, row.center());
+        QTest::mouseDClick(window.jobTableView->viewport(), Qt::LeftButton, {}, row.center());
+        QDesktopServices::unsetUrlHandler(u"file"_s);
+        QCOMPARE(m_opened, QUrl::fromLocalFile(jobs.at(3).outputURL.path()));
 
         tool.write(u"again"_s, "");
         window.retryAction->trigger();
@@ -153,19 +186,88 @@ private Q_SLOTS:
         splits.select(2);
         QTest::keyClick(window->jobTableView, Qt::Key_Delete);
         QCOMPARE(splits.states(), u"运行中 运行中 已停止"_s);
-        QTest::keyClick(window->jobTableView, Qt::Key_Period, Qt::ControlModifier);
+        QWidget other;
+        other.show();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        QTest::keyClick(&other, Qt::Key_Period, Qt::ControlModifier);
+        QCOMPARE(splits.states(), u"正在停止 正在停止 已停止"_s);
+        QCOMPARE(window->remainingLabel->text(), u"正在停止"_s);
         QTRY_COMPARE(splits.finishes, QStringList{u"0 3 3"_s});
         QCOMPARE(splits.states(), u"已停止 已停止 已停止"_s);
+        QVERIFY(!splits.overview.hasFailures());
         for (const QWidget* control : window->findChildren<QWidget*>()) {
             const bool takesFocus = control->focusPolicy() & Qt::TabFocus;
             QVERIFY2(!takesFocus || !control->accessibleName().isEmpty(), control->metaObject()->className());
         }
         window->close();
-        QWidget other;
-        other.show();
-        QVERIFY(QTest::qWaitForWindowActive(&other));
         QTest::keySequence(&other, window->showAction->shortcut());
         QVERIFY(window->isVisible());
+    }
+
+    void logsOfEarlierSplitsAreClosedTogether()
+    {
+        const FakeFFmpeg tool("test -e again && read line < gate; exit 1");
+        tool.makeGate(u"gate"_s);
+        const auto openLogs = [] {
+            QWidgetList logs;
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                if (widget->isVisible() && widget->windowTitle().startsWith(u"分解任务"))
+                    logs << widget;
+            }
+            return logs;
+        };
+        Splits splits(tool.runtime(), 2);
+        const RunOverviewWindow& window = *splits.overview.window();
+        splits.run({tool.job(u"1"_s), tool.job(u"2"_s)});
+        QTRY_COMPARE(splits.finishes.size(), 1);
+        tool.write(u"again"_s, "");
+        window.retryAction->trigger();
+        QCOMPARE(openLogs().size(), 4);
+        window.closeIdleLogsAction->trigger();
+        QTRY_COMPARE(openLogs().size(), 2);
+        QVERIFY(!window.closeIdleLogsAction->isEnabled());
+        splits.select(1);
+        window.showLogAction->trigger();
+        QTRY_COMPARE(QApplication::activeWindow()->windowTitle(), u"分解任务 2/2"_s);
+        splits.overview.stopAll();
+        QTRY_COMPARE(splits.finishes.size(), 2);
+    }
+
+    void followsTheRunningRowsUntilTheUserScrolls()
+    {
+        const FakeFFmpeg tool("case \"$output\" in *[0-9]9) read line < gate;; esac");
+        tool.makeGate(u"gate"_s);
+        QList<FFmpegJob> jobs;
+        for (int number = 1; number <= 100; ++number)
+            jobs << tool.job(QString::number(number));
+        Splits splits(tool.runtime(), 1);
+        splits.run(jobs);
+        const QTableView* table = splits.overview.window()->jobTableView;
+        const auto shows = [table](int row) {
+            return table->viewport()->rect().contains(table->visualRect(table->model()->index(row, 1)).center());
+        };
+        QTRY_VERIFY(shows(18));
+        table->verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMinimum);
+        splits.coordinator->stop(18);
+        QTRY_COMPARE(table->model()->index(28, JobTableModel::stateColumn).data(), u"运行中"_s);
+        QTRY_COMPARE(splits.overview.window()->totalProgressBar->value(), 270); // it was updated
+        QVERIFY(shows(0));
+        splits.overview.stopAll();
+        QTRY_COMPARE(splits.finishes.size(), 1);
+    }
+
+    void endlessDurationsAreNoNumbers()
+    {
+        JobTableModel model;
+        constexpr double endless = std::numeric_limits<double>::infinity();
+        model.setJobs({{1, {}, {}, 0, endless, {}}, {2, {}, {}, 0, 1e308, {}}, {3, {}, {}, 0, 1e308, {}}});
+        FFmpegReport report;
+        report.outTime = endless;
+        for (int row = 0; row < 3; ++row)
+            model.setReport(row, report);
+        QCOMPARE(model.index(0, JobTableModel::progressColumn).data(), u"0%"_s);
+        QCOMPARE(model.index(1, JobTableModel::progressColumn).data(), u"100%"_s);
+        QCOMPARE(model.totalFraction(), 0.0);
     }
 
     void rowsFollowTheReports()

@@ -86,7 +86,7 @@ JobEnd SplitJob::judgedEnd()
         return judgedClip();
     const FFmpegReport& said = report();
     if (m_stopped)
-        return {JobOutcome::stopped, said, remarkOf(said.reason(), m_place.discard())};
+        return {JobOutcome::stopped, said, m_place.discard()}; // what ffmpeg says of the signal is no news
     const bool canBePlayed = m_place.holdsClip() && contentOfClip(m_place.clip()) == ClipContent::playable;
     const QString reason = said.reason().isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : said.reason();
     return {JobOutcome::failed, said, remarkOf(reason, canBePlayed ? m_place.keepUnfinished() : m_place.discard())};

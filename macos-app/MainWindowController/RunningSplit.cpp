@@ -86,12 +86,12 @@ void RunningSplit::end()
 void RunningSplit::stopForQuitting()
 {
     m_isQuitting = true;
-    if (const auto coordinator = m_coordinator)
-        coordinator->stopAll();
+    m_overview->stopAll();
 }
 
 void RunningSplit::splitCoordinatorDidStart(int totalJobs, int workerCount)
 {
+    m_overview->present(); // in front of the workers' windows
     Q_EMIT statusChanged(u"开始分解：%1 个任务，%2 个并发窗口。"_s.arg(totalJobs).arg(workerCount));
 }
 
@@ -104,7 +104,7 @@ void RunningSplit::splitCoordinatorDidFinish(int completed, int failedJobs, int 
 {
     end();
     Q_EMIT statusChanged(u"分解完成：成功 %1 / %2，失败 %3。"_s.arg(completed).arg(total).arg(failedJobs));
-    if (failedJobs > 0 && !m_isQuitting)
+    if (m_overview->hasFailures() && !m_isQuitting)
         Q_EMIT failed(u"共有 %1 个 ffmpeg 任务失败，请检查子窗口日志。"_s.arg(failedJobs));
     Q_EMIT ended();
 }

@@ -22,6 +22,7 @@ QColor barColor(JobState state, const QPalette& palette)
     case JobState::doubtful:
         return systemOrange();
     case JobState::waiting:
+    case JobState::stopping:
     case JobState::stopped:
         return secondaryTextColor(palette);
     case JobState::running:

@@ -7,6 +7,7 @@
 #include <QGuiApplication>
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -19,6 +20,8 @@ QString stateText(JobState state)
         return u"等待"_s;
     case JobState::running:
         return u"运行中"_s;
+    case JobState::stopping:
+        return u"正在停止"_s;
     case JobState::completed:
         return u"完成"_s;
     case JobState::failed:
@@ -27,6 +30,21 @@ QString stateText(JobState state)
         return u"已停止"_s;
     case JobState::doubtful:
         return u"可疑"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+JobState stateOf(JobOutcome outcome)
+{
+    switch (outcome) {
+    case JobOutcome::completed:
+        return JobState::completed;
+    case JobOutcome::doubtful:
+        return JobState::doubtful;
+    case JobOutcome::failed:
+        return JobState::failed;
+    case JobOutcome::stopped:
+        return JobState::stopped;
     }
     Q_UNREACHABLE();
 }
@@ -52,21 +70,22 @@ Qt::Alignment alignment(int column)
 
 double JobRow::fraction() const
 {
-    if (state == JobState::completed || state == JobState::doubtful)
+    if (hasClip())
         return 1;
-    const double written = report.length().value_or(0);
-    return job.duration > 0 ? std::clamp(written / job.duration, 0.0, 1.0) : 0;
+    const double part = report.length().value_or(0) / job.duration;
+    return part > 0 ? std::min(part, 1.0) : 0; // without a length, or with an endless one, it is no number
 }
 
 double JobTableModel::totalFraction() const
 {
-    double done = 0;
+    double written = 0;
     double total = 0;
     for (const JobRow& row : m_rows) {
-        done += row.job.duration * (row.hasEnded() ? 1 : row.fraction());
+        if (row.hasClip() || !row.hasEnded())
+            written += row.job.duration * row.fraction();
         total += row.job.duration;
     }
-    return total > 0 ? done / total : 0;
+    return written > 0 && std::isfinite(total) ? std::min(written / total, 1.0) : 0;
 }
 
 void JobTableModel::setJobs(const QList<FFmpegJob>& jobs)
@@ -75,8 +94,21 @@ void JobTableModel::setJobs(const QList<FFmpegJob>& jobs)
     m_unannounced.clear();
     m_rows.clear();
     for (const FFmpegJob& job : jobs)
-        m_rows.append(JobRow{.job = job, .state = JobState::waiting, .report = {}, .remark = {}});
+        m_rows.append(JobRow{.job = job, .state = JobState::waiting, .report = {}, .remark = {}, .log = {}});
     endResetModel();
+}
+
+void JobTableModel::setWaiting(int row)
+{
+    m_rows[row] = JobRow{.job = m_rows.at(row).job, .state = JobState::waiting, .report = {}, .remark = {}, .log = {}};
+    announce(row);
+}
+
+void JobTableModel::setRunning(int row, QWidget* log)
+{
+    m_rows[row].state = JobState::running;
+    m_rows[row].log = log;
+    announce(row);
 }
 
 void JobTableModel::setReport(int row, const FFmpegReport& report)
@@ -84,15 +116,27 @@ void JobTableModel::setReport(int row, const FFmpegReport& report)
     if (m_rows[row].report == report)
         return;
     m_rows[row].report = report;
-    m_rows[row].remark = report.lastError;
+    if (m_rows[row].state == JobState::running) // what it says about being stopped is no news
+        m_rows[row].remark = report.lastError;
     m_unannounced.insert(row);
 }
 
-void JobTableModel::setState(int row, JobState state, const FFmpegReport& report, const QString& remark)
+void JobTableModel::setStopping(int row)
 {
-    m_rows[row].state = state;
-    m_rows[row].report = report;
-    m_rows[row].remark = remark;
+    m_rows[row].state = JobState::stopping;
+    announce(row);
+}
+
+void JobTableModel::setEnded(int row, const JobEnd& end)
+{
+    m_rows[row].state = stateOf(end.outcome);
+    m_rows[row].report = end.report;
+    m_rows[row].remark = end.remark;
+    announce(row);
+}
+
+void JobTableModel::announce(int row)
+{
     m_unannounced.remove(row);
     Q_EMIT dataChanged(index(row, stateColumn), index(row, columnCountOfJobs - 1));
 }
@@ -136,6 +180,24 @@ QString JobTableModel::text(const JobRow& row, int column)
     }
 }
 
+QVariant JobTableModel::sortKey(const JobRow& row, int column)
+{
+    switch (column) {
+    case numberColumn:
+        return row.job.index;
+    case rangeColumn:
+        return row.job.start;
+    case stateColumn:
+        return static_cast<int>(row.state);
+    case progressColumn:
+        return row.fraction();
+    case speedColumn:
+        return row.state == JobState::running ? row.report.speed.value_or(0) : 0;
+    default:
+        return text(row, column);
+    }
+}
+
 QVariant JobTableModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid())
@@ -156,6 +218,8 @@ QVariant JobTableModel::data(const QModelIndex& index, int role) const
         return row.fraction();
     case stateRole:
         return static_cast<int>(row.state);
+    case sortRole:
+        return sortKey(row, index.column());
     default:
         return {};
     }

@@ -31,18 +31,23 @@ public:
 
     [[nodiscard]] QList<FFmpegJob> jobs(const QList<int>& rows) const;
 
-    /// Opens the window with new rows for a split that is about to start; `lanes` jobs run at a time.
+    /// Fills the window with new rows for a split that is about to start; `lanes` jobs run at a time.
     void watch(const QList<FFmpegJob>& jobs, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator);
     /// The same for the jobs of these rows. The other rows stay as they were.
     void watchAgain(const QList<int>& rows, int lanes, const std::shared_ptr<SplitCoordinator>& coordinator);
     /// The coordinator has sent its last report.
     void splitDidFinish();
+    void stopAll();
+    /// Brings the window to the front without taking the focus from anybody.
+    void present();
+    /// Whether any job of the last split failed otherwise than by being stopped here.
+    [[nodiscard]] bool hasFailures() const;
     /// Whether `onRetry` may be called at present; at first it may.
     void setMayRetry(bool mayRetry);
 
     [[nodiscard]] RunOverviewWindow* window() const { return m_window.get(); }
 
-    void jobDidLaunch(int job) override;
+    void jobDidLaunch(int job, QWidget* log) override;
     void jobDidProgress(int job, const FFmpegReport& report) override;
     void jobDidEnd(int job, const JobEnd& end) override;
 
@@ -52,19 +57,26 @@ private:
     void updateTotal();
     void updateActions();
     void stopSelected();
-    void stopAll();
     void retry();
+    void openClip();
     void reveal();
+    void showLog();
+    void closeIdleLogs();
     void showWindow();
     void copyCommands();
+    void stop(const QList<int>& rows);
+    void followRunningRows();
     [[nodiscard]] QList<int> rowsToRetry() const;
+    [[nodiscard]] bool isBusy(const QWidget* log) const;
+    [[nodiscard]] QString timeLeft();
     [[nodiscard]] bool isRunning() const { return m_updateTimer.isActive(); }
     [[nodiscard]] double now() const { return static_cast<double>(m_clock.elapsed()) / 1000; }
 
     JobTableModel m_model;
     std::unique_ptr<RunOverviewWindow> m_window;
     std::weak_ptr<SplitCoordinator> m_coordinator;
-    QList<int> m_rowOfJob;
+    QList<int> m_rowOfJob;           ///< ascending
+    QList<QPointer<QWidget>> m_logs; ///< of all splits so far, whether anybody has closed them or not
     std::optional<RemainingTime> m_remainingTime;
     double m_processorTime = 0; ///< of all children that had ended when a job last did
     QElapsedTimer m_clock;

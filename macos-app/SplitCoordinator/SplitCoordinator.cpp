@@ -65,6 +65,14 @@ int SplitCoordinator::unfinishedJobs() const
     return totalJobs() - m_completedJobs - m_failedJobs;
 }
 
+QWidgetList SplitCoordinator::logs() const
+{
+    QWidgetList logs;
+    for (const auto& worker : m_workers)
+        logs.append(worker->windowController().window());
+    return logs;
+}
+
 void SplitCoordinator::scheduleNext(WorkerRunner& worker)
 {
     while (m_nextJobOffset < totalJobs()) {
@@ -85,7 +93,7 @@ bool SplitCoordinator::launch(int job, WorkerRunner& worker)
         worker.run(m_jobs[job], job + 1, totalJobs());
         m_runningJobs.insert(&worker, job);
         if (observer)
-            observer->jobDidLaunch(job);
+            observer->jobDidLaunch(job, worker.windowController().window());
         return true;
     } catch (const std::exception& error) {
         worker.windowController().appendLog(u"启动失败："_s + errorDescription(error) + u'\n');

@@ -36,6 +36,8 @@ public:
     void stopAll();
     /// Running and not yet started jobs.
     [[nodiscard]] int unfinishedJobs() const;
+    /// The windows of all workers.
+    [[nodiscard]] QWidgetList logs() const;
 
 private:
     void scheduleNext(WorkerRunner& worker);
