@@ -62,8 +62,14 @@ QVariant stateColor(JobState state)
 
 Qt::Alignment alignment(int column)
 {
-    const bool isNumber = column == JobTableModel::numberColumn || column == JobTableModel::speedColumn;
-    return (isNumber ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter;
+    switch (column) {
+    case JobTableModel::numberColumn:
+        return Qt::AlignRight | Qt::AlignVCenter;
+    case JobTableModel::speedColumn: // between two columns, one of which it would touch
+        return Qt::AlignCenter;
+    default:
+        return Qt::AlignLeft | Qt::AlignVCenter;
+    }
 }
 
 } // namespace
@@ -72,6 +78,8 @@ double JobRow::fraction() const
 {
     if (hasClip())
         return 1;
+    if (state == JobState::stopped) // and its file removed
+        return 0;
     const double part = report.length().value_or(0) / job.duration;
     return part > 0 ? std::min(part, 1.0) : 0; // without a length, or with an endless one, it is no number
 }
@@ -81,7 +89,7 @@ double JobTableModel::totalFraction() const
     double written = 0;
     double total = 0;
     for (const JobRow& row : m_rows) {
-        if (row.hasClip() || !row.hasEnded())
+        if (row.state != JobState::failed)
             written += row.job.duration * row.fraction();
         total += row.job.duration;
     }

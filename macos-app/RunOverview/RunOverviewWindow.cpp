@@ -28,7 +28,7 @@ constexpr int margin = 16;
 constexpr int titleBarRoom = 30; ///< the frame is not known before the window is shown
 constexpr int spacing = 10;
 constexpr int rowHeight = 28;
-constexpr std::array columnWidths = {36, 150, 196, 64, 140, 56};
+constexpr std::array columnWidths = {36, 150, 196, 72, 140, 64};
 
 QAction* makeAction(QWidget* window, const QString& text, const QString& name, const QKeySequence& shortcut)
 {
