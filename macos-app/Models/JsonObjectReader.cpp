@@ -1,6 +1,6 @@
 #include "Models/JsonObjectReader.h"
 
-#include "Models/JsonStrictness.h"
+#include "Models/JsonCorrection.h"
 
 #include <QJsonDocument>
 

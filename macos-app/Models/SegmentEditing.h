@@ -13,8 +13,8 @@ enum class SegmentEdge {
 /// would turn the segment round; the segment is unchanged then.
 [[nodiscard]] std::optional<QString> retimeSegment(EditableSegment& segment, SegmentEdge edge, const QString& text);
 
-/// The row that "追加行" adds: enabled, one second long from the end of the last row, kept within the payload's
-/// duration when there is a payload, and never shorter than a millisecond.
+/// The row that "追加行" adds: enabled, one second long from the end of the last row, cut off at the payload's duration
+/// when there is a payload, and a millisecond long when nothing is left before that.
 [[nodiscard]] EditableSegment makeManualSegment(const QList<EditableSegment>& segments,
                                                 const std::optional<DetectorPayload>& payload);
 

@@ -13,6 +13,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// How long a child may take to end after SIGTERM before it gets SIGKILL.
+constexpr int terminationGraceMilliseconds = 3000;
 /// How soon it is noticed that the last of a child is gone.
 constexpr int pollMilliseconds = 10;
 /// How long what got SIGKILL is awaited. It runs no more, but it may be held by a device, or its status be asked for

@@ -40,13 +40,11 @@ void refuseWhatIsNoFile(const FileURL& video)
 
 ChildCommand detectorCommand(const RuntimeConfiguration& runtime, const DetectionRequest& request)
 {
-    ChildCommand command;
-    command.program = runtime.pythonURL.path();
-    command.arguments = detectorArguments(runtime.detectorScriptURL, request);
-    command.workingDirectory = runtime.detectorScriptURL.deletingLastPathComponent().path();
-    command.environment = runtime.subprocessEnvironment();
-    command.sharesInput = true;
-    return command;
+    return {.program = runtime.pythonURL.path(),
+            .arguments = detectorArguments(runtime.detectorScriptURL, request),
+            .workingDirectory = runtime.detectorScriptURL.deletingLastPathComponent().path(),
+            .environment = runtime.subprocessEnvironment(),
+            .sharesInput = true};
 }
 
 QString decodedLine(const QByteArray& line)

@@ -28,18 +28,6 @@ void throwIfLaunchMustFail(const QString& program, const QString& workingDirecto
         throw ProcessLaunchError(u"execvp: "_s + qt_error_string(errno));
 }
 
-void useOwnProcessGroup(QProcess& process)
-{
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
-}
-
-void startOrThrow(QProcess& process)
-{
-    process.start(QIODevice::ReadOnly);
-    if (!process.waitForStarted(-1)) // waits for exec alone, not for the program's work
-        throw ProcessLaunchError(process.errorString());
-}
-
 void signalProcessGroup(const QProcess& process, int signal)
 {
     const auto pid = static_cast<pid_t>(process.processId());
@@ -47,12 +35,6 @@ void signalProcessGroup(const QProcess& process, int signal)
         return;
     const bool leadsGroup = ::getpgid(pid) == pid;
     ::kill(leadsGroup ? -pid : pid, signal);
-}
-
-void killRestOfGroup(qint64 leader)
-{
-    if (leader > 0)
-        ::kill(static_cast<pid_t>(-leader), SIGKILL);
 }
 
 double processorTimeOfEndedChildren()

@@ -1,4 +1,4 @@
-#include "Models/JsonStrictness.h"
+#include "Models/JsonCorrection.h"
 
 #include "Models/NumberText.h"
 
