@@ -12,9 +12,9 @@ namespace {
 
 void center(QWidget* window)
 {
-    QRect frame(QPoint(), window->size());
-    frame.moveCenter(window->screen()->availableGeometry().center());
-    window->move(frame.topLeft());
+    QRect place(QPoint(), window->size());
+    place.moveCenter(window->screen()->availableGeometry().center());
+    window->setGeometry(place);
 }
 
 } // namespace

@@ -31,11 +31,12 @@ void fit(QWidget* window)
     window->setMinimumSize(window->minimumSize().boundedTo(room.size()));
     if (const QSize size = window->size().boundedTo(room.size()); size != window->size())
         window->resize(size);
-    const QSize whole = window->size().grownBy(frame);
-    const QPoint place(std::max(available.left(), std::min(window->x(), available.right() + 1 - whole.width())),
-                       std::max(available.top(), std::min(window->y(), available.bottom() + 1 - whole.height())));
-    if (place != window->pos())
-        window->move(place);
+    // By what is inside the frame: a place that counts the frame would be asked of the system in another way from then
+    // on.
+    const QPoint place(std::max(room.left(), std::min(window->geometry().left(), room.right() + 1 - window->width())),
+                       std::max(room.top(), std::min(window->geometry().top(), room.bottom() + 1 - window->height())));
+    if (place != window->geometry().topLeft())
+        window->setGeometry(QRect(place, window->size()));
 }
 
 /// By the first painting the system has put its frame around the window.
