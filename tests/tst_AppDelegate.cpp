@@ -1,14 +1,19 @@
 #include "AppMain/AppDelegate.h"
+#include "Controls/DroppablePathField.h"
 #include "Controls/OnScreen.h"
 #include "MainWindowController/MainWindow.h"
 
 #include <QApplication>
+#include <QFileOpenEvent>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -19,6 +24,19 @@ class TestAppDelegate final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        m_bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+        if (m_bus.waitForReadyRead())
+            qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
+    }
+
+    void cleanupTestCase()
+    {
+        m_bus.terminate();
+        m_bus.waitForFinished();
+    }
+
     void init()
     {
         m_delegate = std::make_unique<AppDelegate>();
@@ -53,6 +71,30 @@ private Q_SLOTS:
         large.grab();
         QCoreApplication::processEvents();
         QCOMPARE(large.pos(), QPoint(300, 300));
+    }
+
+    void opensWhatTheDesktopAsksFor()
+    {
+        const QTemporaryDir folder;
+        const QStringList videos = {folder.filePath(u"一.mp4"_s), folder.filePath(u"二 %20.mp4"_s)};
+        for (const QString& video : videos)
+            QVERIFY(QFile(video).open(QIODevice::WriteOnly));
+        QFileOpenEvent event(videos.first());
+        QCoreApplication::sendEvent(qApp, &event);
+        QCOMPARE(m_window->videoPathField->text(), videos.first());
+#ifdef KESTREL_DBUS
+        if (m_bus.state() != QProcess::Running || QStandardPaths::findExecutable(u"gdbus"_s).isEmpty())
+            QSKIP("no message bus to ask over");
+        QProcess call;
+        const QString uris = u"['%1', '%2']"_s.arg(QString::fromLatin1(QUrl::fromLocalFile(folder.path()).toEncoded()),
+                                                   QString::fromLatin1(QUrl::fromLocalFile(videos[1]).toEncoded()));
+        call.start(u"gdbus"_s,
+                   {u"call"_s, u"--session"_s, u"--dest=org.kestrel.kestrel"_s, u"--object-path=/org/kestrel/kestrel"_s,
+                    u"--method=org.freedesktop.Application.Open"_s, uris, u"{}"_s});
+        QTRY_COMPARE(call.state(), QProcess::NotRunning);
+        QCOMPARE(call.readAllStandardError(), QByteArray());
+        QCOMPARE(m_window->videoPathField->text(), videos[1]);
+#endif
     }
 
     void hasExactlyTheMenu()
@@ -121,6 +163,7 @@ private Q_SLOTS:
     }
 
 private:
+    QProcess m_bus; ///< private to this test
     std::unique_ptr<AppDelegate> m_delegate;
     QPointer<MainWindow> m_window;
 };

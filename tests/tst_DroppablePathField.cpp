@@ -1,5 +1,6 @@
 #include "Controls/DroppablePathField.h"
 
+#include <QDir>
 #include <QDragEnterEvent>
 #include <QFile>
 #include <QMimeData>
@@ -60,6 +61,26 @@ private Q_SLOTS:
             QCOMPARE(field.text(), taken.isEmpty() ? u"before"_s : taken);
             QCOMPARE(reported,
                      taken.isEmpty() ? QStringList() : QStringList({taken, taken})); // the field shows it by then
+        }
+    }
+
+    void understandsPastedPaths()
+    {
+        const QString literal = m_folder.filePath(u"'a'"_s);
+        QVERIFY(QFile(literal).open(QIODevice::WriteOnly));
+        QVERIFY(QDir::setCurrent(m_folder.path()));
+        const QString address = QString::fromLatin1(QUrl::fromLocalFile(m_file).toEncoded());
+        for (const auto& [pasted, text] : {std::pair(address, m_file),
+                                           {u' ' + address + u'\n', m_file},
+                                           {u"file://localhost/x"_s, u"/x"_s},
+                                           {u"file://elsewhere/x"_s, u"file://elsewhere/x"_s},
+                                           {u"\"/tmp/a b\""_s, u"/tmp/a b"_s},
+                                           {u"'b'"_s, u"b"_s},
+                                           {u"'a'"_s, u"'a'"_s}, // there is a file of that name
+                                           {u"~/%20"_s, u"~/%20"_s}}) {
+            DroppablePathField field;
+            field.insert(pasted);
+            QCOMPARE(field.text(), text);
         }
     }
 

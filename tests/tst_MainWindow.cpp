@@ -110,7 +110,7 @@ private Q_SLOTS:
         window.resize(1420, 800);
         const int rightEdge = window.parseButton->geometry().right();
         const QString path = u"/tmp/"_s + QString(3000, u'x') + u"/clip-01.mp4"_s;
-        for (QLabel* label : {window.statusLabel, window.namingPreviewLabel, window.summaryLabel})
+        for (QLabel* label : QList<QLabel*>{window.statusLabel, window.namingPreviewLabel, window.summaryLabel})
             label->setText(path);
         window.prefixField->setText(path);
         QTRY_VERIFY(window.statusLabel->height() > 2 * window.namingPreviewLabel->height()); // wraps where it must
@@ -173,6 +173,7 @@ private Q_SLOTS:
         while (visited.size() < 24) {
             const QWidget* stop = QApplication::focusWidget();
             visited += stop->objectName();
+            QVERIFY2(!stop->toolTip().isEmpty() || qobject_cast<const QTableView*>(stop), qPrintable(visited.last()));
             QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         }
         QCOMPARE(visited.join(u' '),

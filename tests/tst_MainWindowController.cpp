@@ -103,12 +103,29 @@ private Q_SLOTS:
         QCOMPARE(folder(), m_test->folder.path());
     }
 
+    void takesDropsAnywhere()
+    {
+        const QString video = m_test->addVideo(u"one.mp4"_s, twoScenes);
+        const QString clips = m_test->path(u"clips"_s);
+        QVERIFY(QDir().mkpath(clips));
+        drop(window().segmentTableView, {video});
+        QCOMPARE(window().videoPathField->text(), video);
+        QCOMPARE(m_test->status(), u"视频已准备好，点击“解析”生成结果和脚本。"_s);
+        drop(window().videoPathField, {clips}); // aimed at and refused
+        QCOMPARE(window().outputDirectoryField->text(), m_test->folder.path());
+        drop(window().statusLabel, {clips});
+        QCOMPARE(m_test->preview(), clips + u"/one-01.mp4"_s);
+        QCOMPARE(window().videoPathField->text(), video);
+    }
+
     void choosesInDialogs()
     {
+        QString startingFolder = QDir::currentPath();
         const auto choose = [&](QAbstractButton* button, const QString& path) {
             click(button);
             QPointer<QFileDialog> dialog = window().findChild<QFileDialog*>();
             QVERIFY(dialog && dialog->isModal());
+            QCOMPARE(dialog->directory().path(), startingFolder);
             QVERIFY(dialog->testOption(QFileDialog::ShowDirsOnly) ||
                     !dialog->nameFilters().join(u' ').contains(u"(*)"_s));
             dialog->setDirectory(QFileInfo(path).path());
@@ -124,7 +141,11 @@ private Q_SLOTS:
         choose(window().selectVideoButton, video);
         QCOMPARE(window().videoPathField->text(), video);
         QCOMPARE(m_test->status(), u"视频已准备好，点击“解析”生成结果和脚本。"_s);
+        startingFolder = m_test->folder.path();
         choose(window().selectOutputDirectoryButton, clips);
+        window().selectVideoButton->click();
+        QCOMPARE(window().findChild<QFileDialog*>()->directory().path(), startingFolder);
+        window().findChild<QFileDialog*>()->close();
         drop(window().videoPathField, {video});
         QCOMPARE(window().outputDirectoryField->text(), clips);
     }

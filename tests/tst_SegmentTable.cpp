@@ -4,6 +4,8 @@
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "MainWindowController/ToolTips.h"
+#include "Models/JobBuilder.h"
 
 #include <QAbstractItemModelTester>
 #include <QMessageBox>
@@ -237,6 +239,25 @@ private Q_SLOTS:
             QCOMPARE(table()->selectionModel()->selectedRows().size(), 2);
         }
         QVERIFY(!openField());
+    }
+
+    void tellsWhatBecomesOfARow()
+    {
+        const QList<EditableSegment> segments = {
+            {1, true, 0, 1.5, false}, {2, false, 2, 5, false}, {3, true, 9, 7, false}, {4, true, 10, 24.62, true}};
+        const auto tips = [&](const QList<FFmpegJob>& jobs) {
+            QStringList texts;
+            for (int row = 0; row < segments.size(); ++row)
+                texts += segmentToolTip(segments, jobs, row);
+            return texts;
+        };
+        const QStringList without = {u"不写文件：未启用。长 3.000 秒"_s, u"不写文件：结束时间不在开始时间之后。"_s};
+        const auto jobs = buildJobs(segments, FileURL(u"/v/movie.mp4"_s), FileURL(u"/out"_s), {}, {});
+        QCOMPARE(tips(jobs),
+                 QStringList(u"→ movie-01.mp4，1.500 秒"_s) + without + QStringList(u"→ movie-02.mp4，14.620 秒"_s));
+        QCOMPARE(tips({}).first(), u"不写文件：还没有视频。长 1.500 秒"_s);
+        m_window->segmentTableModel->rowToolTip = [](int row) { return u"<%1>"_s.arg(row); };
+        QVERIFY(cell(2, 1).data(Qt::ToolTipRole).toString().endsWith(u"&lt;2&gt;"_s)); // a name is no markup
     }
 
     void deletesManualRowsOnly()

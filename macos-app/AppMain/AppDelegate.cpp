@@ -1,5 +1,6 @@
 #include "AppMain/AppDelegate.h"
 
+#include "AppMain/DesktopRequests.h"
 #include "AppMain/MainMenu.h"
 #include "AppMain/QuitGuard.h"
 #include "Controls/OnScreen.h"
@@ -35,4 +36,5 @@ void AppDelegate::applicationDidFinishLaunching()
     window->show();
     window->raise();
     window->activateWindow();
+    m_desktopRequests = std::make_unique<DesktopRequests>(*m_mainWindowController);
 }

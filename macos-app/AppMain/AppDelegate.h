@@ -4,6 +4,7 @@
 
 #include <memory>
 
+class DesktopRequests;
 class MainWindowController;
 class QuitGuard;
 
@@ -21,4 +22,5 @@ public:
 private:
     std::unique_ptr<MainWindowController> m_mainWindowController;
     std::unique_ptr<QuitGuard> m_quitGuard;
+    std::unique_ptr<DesktopRequests> m_desktopRequests;
 };

@@ -38,7 +38,7 @@ int run(int argc, char* argv[])
     QApplication application(argc, argv);
     std::setlocale(LC_NUMERIC, "C"); // the application object has taken over the user's decimal point
     installChinese(application);
-    QApplication::setDesktopFileName(u"kestrel"_s); // so that a desktop shows the entry's name and icon
+    QApplication::setDesktopFileName(u"org.kestrel.kestrel"_s); // so that a desktop shows the entry's name and icon
     QApplication::setWindowIcon(QIcon::fromTheme(u"kestrel"_s));
     const int status = runDelegate();
     DetectorService::waitForAll(); // their windows are gone, they themselves may take a moment

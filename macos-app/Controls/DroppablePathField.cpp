@@ -10,6 +10,8 @@
 #include <QSysInfo>
 #include <QUrl>
 
+#include <optional>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -33,6 +35,22 @@ QString localPath(QUrl url)
     return path;
 }
 
+/// The path that is meant by a text in quotes or by a file's address; nothing for any other text, and for one that is
+/// the name of something here.
+std::optional<QString> plainPath(const QString& typed)
+{
+    const QString text = typed.trimmed();
+    if (QFileInfo::exists(text))
+        return std::nullopt;
+    for (const QChar quote : {u'"', u'\''}) {
+        if (text.size() > 2 && text.startsWith(quote) && text.endsWith(quote))
+            return text.mid(1, text.size() - 2);
+    }
+    const QString path = text.startsWith(u"file://"_s) ? localPath(QUrl(text)) : QString();
+    const bool isPlain = path.size() > 1 && !path.startsWith(u"//"_s); // else it names another machine, or nothing yet
+    return isPlain ? std::optional(path) : std::nullopt;
+}
+
 bool isOfKind(const QString& path, DroppablePathField::AcceptKind kind)
 {
     const QFileInfo info(path);
@@ -52,11 +70,35 @@ DroppablePathField::DroppablePathField(AcceptKind kind, QWidget* parent)
     setFont(monospacedFont());
     setTextMargins(sideMargin, heightMargin, sideMargin, heightMargin);
     centerMixedText(this);
+    connect(this, &QLineEdit::textEdited, this, &DroppablePathField::replaceByPlainPath);
+}
+
+bool DroppablePathField::considerDrop(const QMimeData* dragged)
+{
+    setDropHighlight(!firstAcceptedPath(dragged).isEmpty());
+    return m_isHighlightedForDrop;
+}
+
+void DroppablePathField::forgetDrop()
+{
+    setDropHighlight(false);
+}
+
+bool DroppablePathField::takeDrop(const QMimeData* dragged)
+{
+    setDropHighlight(false);
+    const QString path = firstAcceptedPath(dragged);
+    if (path.isEmpty())
+        return false;
+    setText(path);
+    if (const auto notify = onURLDropped)
+        notify(path);
+    return true;
 }
 
 void DroppablePathField::dragEnterEvent(QDragEnterEvent* event)
 {
-    setDropHighlight(!firstAcceptedPath(event->mimeData()).isEmpty());
+    considerDrop(event->mimeData());
     dragMoveEvent(event);
 }
 
@@ -68,22 +110,13 @@ void DroppablePathField::dragMoveEvent(QDragMoveEvent* event)
 
 void DroppablePathField::dragLeaveEvent(QDragLeaveEvent* /*event*/)
 {
-    setDropHighlight(false);
+    forgetDrop();
 }
 
 void DroppablePathField::dropEvent(QDropEvent* event)
 {
-    setDropHighlight(false);
-    const QString path = firstAcceptedPath(event->mimeData());
-    if (path.isEmpty()) {
-        event->ignore();
-        return;
-    }
     event->setDropAction(Qt::CopyAction);
-    event->accept();
-    setText(path);
-    if (const auto notify = onURLDropped)
-        notify(path);
+    event->setAccepted(takeDrop(event->mimeData()));
 }
 
 void DroppablePathField::paintEvent(QPaintEvent* event)
@@ -126,6 +159,15 @@ QString DroppablePathField::firstAcceptedPath(const QMimeData* dragged) const
             return path;
     }
     return QString();
+}
+
+/// As an edit, which can be undone.
+void DroppablePathField::replaceByPlainPath(const QString& typed)
+{
+    if (const auto path = plainPath(typed)) {
+        selectAll();
+        insert(*path);
+    }
 }
 
 void DroppablePathField::setDropHighlight(bool highlighted)

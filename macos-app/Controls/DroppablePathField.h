@@ -7,6 +7,7 @@
 class QMimeData;
 
 /// A field for a path, which also takes a file or folder dropped from the file manager. Dropped text is refused.
+/// A path that comes in quotes or as a file's address becomes the plain path as soon as it is typed or pasted.
 /// While it is not being edited, a path longer than the field keeps its beginning and its file name visible.
 class DroppablePathField final : public QLineEdit
 {
@@ -25,6 +26,14 @@ public:
     /// Called with the absolute path after a drop; the field shows it already.
     std::function<void(const QString& path)> onURLDropped;
 
+    // What a drag does here, for a window that passes on what is dragged elsewhere over it.
+
+    /// Shows whether a drop would be taken.
+    bool considerDrop(const QMimeData* dragged);
+    void forgetDrop();
+    /// Whether it was taken.
+    bool takeDrop(const QMimeData* dragged);
+
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
@@ -36,6 +45,7 @@ protected:
 private:
     [[nodiscard]] QString firstAcceptedPath(const QMimeData* dragged) const;
     void setDropHighlight(bool highlighted);
+    void replaceByPlainPath(const QString& typed);
 
     bool m_isHighlightedForDrop = false;
 };

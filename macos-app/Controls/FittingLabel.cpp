@@ -1,5 +1,7 @@
 #include "Controls/FittingLabel.h"
 
+#include "Controls/PlainToolTip.h"
+
 #include <QAccessibleWidget>
 #include <QHelpEvent>
 #include <QPainter>
@@ -77,13 +79,14 @@ int FittingLabel::heightForWidth(int width) const
 
 bool FittingLabel::event(QEvent* event)
 {
-    if (event->type() == QEvent::ToolTip && lines(width()).join(QString()) != singleParagraph(text())) {
-        const QString shown =
-            u"<p style='white-space:pre-wrap'>"_s + text().left(mostCharactersLaidOut).toHtmlEscaped();
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), shown, this);
-        return true;
-    }
-    return QLabel::event(event);
+    if (event->type() != QEvent::ToolTip)
+        return QLabel::event(event);
+    const QString more = moreToTell ? moreToTell() : QString();
+    if (more.isEmpty() && lines(width()).join(QString()) == singleParagraph(text()))
+        return QLabel::event(event);
+    const QString whole = text().left(mostCharactersLaidOut) + (more.isEmpty() ? QString() : u'\n' + more);
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), plainToolTip(whole), this);
+    return true;
 }
 
 void FittingLabel::paintEvent(QPaintEvent* /*event*/)

@@ -77,6 +77,8 @@ QVariant EventTableModel::data(const QModelIndex& index, int role) const
     const TransitionEvent& event = list.payload->events.at(index.row());
     if (role == Qt::DisplayRole)
         return cellText(event, index.column());
+    if (role == Qt::ToolTipRole)
+        return u"得分 "_s + QString::number(event.score);
     const bool dependsOnRejection =
         role == Qt::FontRole || role == Qt::ForegroundRole || role == Qt::AccessibleDescriptionRole;
     if (dependsOnRejection && isRejected(event, list.segments, list.payload->keepSegments))
@@ -87,7 +89,12 @@ QVariant EventTableModel::data(const QModelIndex& index, int role) const
 QVariant EventTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     static const QStringList titles = {u"#"_s, u"类型"_s, u"开始时间"_s, u"结束时间"_s, u"时长"_s, u"来源"_s};
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+    static const QStringList toolTips = {
+        u"换场的编号。"_s,     u"检测脚本认出的类型：cut 硬切，fade 淡出淡入，dissolve 叠化，wipe 划像。"_s,
+        u"换场从这里开始。"_s, u"换场到这里结束。"_s,
+        u"换场持续的秒数。"_s, u"检测脚本凭什么认出它；得分见各行。"_s,
+    };
+    if (orientation != Qt::Horizontal || (role != Qt::DisplayRole && role != Qt::ToolTipRole))
         return QVariant();
-    return titles.value(section);
+    return (role == Qt::DisplayRole ? titles : toolTips).value(section);
 }

@@ -9,8 +9,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void openDialog(QWidget* window, QFileDialog* dialog, const std::function<void(const FileURL&)>& onChosen)
+void openDialog(QWidget* window, QFileDialog* dialog, const std::optional<FileURL>& startingFolder,
+                const std::function<void(const FileURL&)>& onChosen)
 {
+    if (startingFolder)
+        dialog->setDirectory(startingFolder->path());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowModality(Qt::WindowModal);
 #ifndef Q_OS_MACOS
@@ -24,14 +27,15 @@ void openDialog(QWidget* window, QFileDialog* dialog, const std::function<void(c
 
 } // namespace
 
-void chooseVideo(QWidget* window, const std::function<void(const FileURL&)>& onChosen)
+void chooseVideo(QWidget* window, const std::optional<FileURL>& startingFolder,
+                 const std::function<void(const FileURL&)>& onChosen)
 {
     auto* dialog = new QFileDialog(window, u"选择视频"_s);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setOption(QFileDialog::HideNameFilterDetails);
     dialog->setNameFilter(u"视频 (*.mp4 *.m4v *.mov *.qt *.avi *.mkv *.webm *.mpg *.mpeg *.mpe *.m1v *.m2v *.vob *.ts "
                           "*.mts *.m2ts *.wmv *.asf *.flv *.f4v *.ogv *.3gp *.3g2 *.mxf *.dv *.divx *.rm *.rmvb)"_s);
-    openDialog(window, dialog, onChosen);
+    openDialog(window, dialog, startingFolder, onChosen);
 }
 
 void chooseFolder(QWidget* window, const std::optional<FileURL>& startingFolder,
@@ -40,9 +44,7 @@ void chooseFolder(QWidget* window, const std::optional<FileURL>& startingFolder,
     auto* dialog = new QFileDialog(window, u"选择目录"_s);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
-    if (startingFolder)
-        dialog->setDirectory(startingFolder->path());
-    openDialog(window, dialog, onChosen);
+    openDialog(window, dialog, startingFolder, onChosen);
 }
 
 void chooseList(QWidget* window, const std::optional<FileURL>& startingFolder,
@@ -52,9 +54,7 @@ void chooseList(QWidget* window, const std::optional<FileURL>& startingFolder,
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setOption(QFileDialog::HideNameFilterDetails);
     dialog->setNameFilter(u"列表 (*.json *.otio *.edl *.llc *.csv *.tsv *.txt *.ffmeta *.xml)"_s);
-    if (startingFolder)
-        dialog->setDirectory(startingFolder->path());
-    openDialog(window, dialog, onChosen);
+    openDialog(window, dialog, startingFolder, onChosen);
 }
 
 void chooseNewFile(QWidget* window, const QString& title, const FileURL& suggestion, const QStringList& nameFilters,
@@ -77,7 +77,7 @@ void chooseNewFile(QWidget* window, const QString& title, const FileURL& suggest
             dialog->selectFile(FileURL(name).baseName() + u'.' + suffixOf(filter));
     });
     const QPointer<QFileDialog> guarded(dialog);
-    openDialog(window, dialog, [guarded, nameFilters, onChosen](const FileURL& file) {
+    openDialog(window, dialog, std::nullopt, [guarded, nameFilters, onChosen](const FileURL& file) {
         onChosen(file, guarded ? static_cast<int>(nameFilters.indexOf(guarded->selectedNameFilter())) : 0);
     });
 }

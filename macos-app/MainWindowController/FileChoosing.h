@@ -8,11 +8,11 @@
 #include <optional>
 
 /// The dialogs in which the user picks a video or a folder. They return at once; `onChosen` is called when one was
-/// confirmed.
+/// confirmed. They begin in `startingFolder`, if that is given.
 
 /// Offers the files that are videos by their names, in whatever letter case.
-void chooseVideo(QWidget* window, const std::function<void(const FileURL&)>& onChosen);
-/// Begins in `startingFolder`, if that is given.
+void chooseVideo(QWidget* window, const std::optional<FileURL>& startingFolder,
+                 const std::function<void(const FileURL&)>& onChosen);
 void chooseFolder(QWidget* window, const std::optional<FileURL>& startingFolder,
                   const std::function<void(const FileURL&)>& onChosen);
 /// A list to open, Kestrel's own or another program's.

@@ -183,7 +183,7 @@ void ListDocuments::findVideo(KestrelList document, const FileURL& file)
         }
     }
     Q_EMIT told(u"列表的视频不在原处，请选择："_s + named.lastPathComponent());
-    chooseVideo(&m_window, [this, document](const FileURL& place) mutable {
+    chooseVideo(&m_window, std::nullopt, [this, document](const FileURL& place) mutable {
         document.list.videoURL = place;
         compareVideo(document);
     });

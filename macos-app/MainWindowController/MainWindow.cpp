@@ -15,10 +15,12 @@
 #include "MainWindowController/SegmentTableAccessibility.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "MainWindowController/ToolTips.h"
 #include "Models/NumberText.h"
 
 #include <QAccessible>
 #include <QCheckBox>
+#include <QDragEnterEvent>
 #include <QEvent>
 #include <QGridLayout>
 #include <QRadioButton>
@@ -105,10 +107,12 @@ MainWindow::MainWindow()
     : segmentList(new SegmentListEditor(this))
 {
     setWindowTitle(u"Kestrel"_s);
+    setAcceptDrops(true);
     for (const auto& factory : {speakSegmentTable, speakToggle})
         QAccessible::installFactory(factory); // at most once
     buildUI();
     nameControls();
+    addToolTips(*this);
     updateSecondaryColor();
 }
 
@@ -131,6 +135,38 @@ void MainWindow::changeEvent(QEvent* event)
     if (event->type() == QEvent::PaletteChange)
         updateSecondaryColor();
     QMainWindow::changeEvent(event);
+}
+
+/// What is dragged over the window counts as dragged over the first field that takes it. A field that was aimed at and
+/// refused has the last word.
+void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    m_dropField = nullptr;
+    if (qobject_cast<DroppablePathField*>(childAt(event->position().toPoint())))
+        return;
+    for (DroppablePathField* field : {videoPathField, outputDirectoryField}) {
+        if (!m_dropField && field->considerDrop(event->mimeData()))
+            m_dropField = field;
+    }
+    dragMoveEvent(event);
+}
+
+void MainWindow::dragMoveEvent(QDragMoveEvent* event)
+{
+    event->setDropAction(Qt::CopyAction);
+    event->setAccepted(m_dropField != nullptr);
+}
+
+void MainWindow::dragLeaveEvent(QDragLeaveEvent* /*event*/)
+{
+    if (m_dropField)
+        m_dropField->forgetDrop();
+}
+
+void MainWindow::dropEvent(QDropEvent* event)
+{
+    event->setDropAction(Qt::CopyAction);
+    event->setAccepted(m_dropField && m_dropField->takeDrop(event->mimeData()));
 }
 
 void MainWindow::buildUI()

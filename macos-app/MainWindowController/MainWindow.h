@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Controls/FittingLabel.h"
 #include "MainWindowController/FadeStrategyRow.h"
 
 #include <QMainWindow>
@@ -41,7 +42,7 @@ public:
     QLineEdit* cropField = nullptr;
     QLineEdit* skipStartField = nullptr;
     std::array<FadeStrategyRow, FadeRemovalStrategy::allCases.size()> fadeStrategyRows; ///< in the order of allCases
-    QLabel* namingPreviewLabel = nullptr;
+    FittingLabel* namingPreviewLabel = nullptr;
     QLineEdit* concurrencyField = nullptr;
     QSpinBox* concurrencyStepper = nullptr;
     QLabel* statusLabel = nullptr;
@@ -71,6 +72,10 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void buildUI();
@@ -87,4 +92,6 @@ private:
     void configureSegmentTable();
     void nameControls();
     void updateSecondaryColor();
+
+    DroppablePathField* m_dropField = nullptr; ///< which takes what is dragged over other parts of the window
 };

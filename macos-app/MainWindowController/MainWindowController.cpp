@@ -1,13 +1,16 @@
 #include "MainWindowController/MainWindowController.h"
 
 #include "Controls/DroppablePathField.h"
+#include "Controls/FittingLabel.h"
 #include "Controls/HoverAwareTableRowView.h"
+#include "Jobs/OlderFiles.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "MainWindowController/ToolTips.h"
 #include "Models/InputReading.h"
 #include "Models/JobBuilder.h"
 #include "Models/NumberText.h"
@@ -147,6 +150,12 @@ void MainWindowController::connectTables()
     connect(window.segmentMasterCheckbox, &QAbstractButton::clicked, this,
             &MainWindowController::setAllSegmentsEnabled);
     connect(window.addSegmentButton, &QAbstractButton::clicked, this, &MainWindowController::addSegmentRow);
+    window.segmentTableModel->rowToolTip = [this](int row) {
+        return segmentToolTip(list().segments, m_generatedJobs, row);
+    };
+    window.namingPreviewLabel->moreToTell = [this] {
+        return replacementToolTip(olderFilesToTrash(m_generatedJobs, m_split.writtenClips()));
+    };
     window.segmentRowHover->hoverChanged = [this](int row, bool entered) { segmentRowHovered(row, entered); };
 }
 
@@ -210,7 +219,17 @@ void MainWindowController::showVideoOfList()
 
 void MainWindowController::selectVideo()
 {
-    chooseVideo(m_window.get(), [this](const FileURL& url) { applyVideoURL(url); });
+    const auto& video = list().videoURL;
+    chooseVideo(m_window.get(), video ? std::optional(video->deletingLastPathComponent()) : std::nullopt,
+                [this](const FileURL& url) { applyVideoURL(url); });
+}
+
+void MainWindowController::openVideo(const FileURL& url)
+{
+    if (isExistingFile(url))
+        applyVideoURL(url);
+    m_window->raise();
+    m_window->activateWindow();
 }
 
 void MainWindowController::selectOutputDirectory()

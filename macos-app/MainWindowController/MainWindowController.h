@@ -28,6 +28,10 @@ public:
 
     [[nodiscard]] RunningSplit& split() { return m_split; }
 
+    /// What the file manager opens with this program: as if it were dropped on its field. The window comes to the
+    /// front.
+    void openVideo(const FileURL& url);
+
 private:
     void connectInputs();
     void connectFadeStrategies();

@@ -1,5 +1,6 @@
 #include "MainWindowController/SegmentTableModel.h"
 
+#include "Controls/PlainToolTip.h"
 #include "Models/TimeText.h"
 
 using namespace Qt::StringLiterals;
@@ -68,6 +69,8 @@ QVariant SegmentTableModel::data(const QModelIndex& index, int role) const
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return QVariant();
     const EditableSegment& segment = m_list->segments().at(index.row());
+    if (role == Qt::ToolTipRole)
+        return rowToolTip ? QVariant(plainToolTip(rowToolTip(index.row()))) : QVariant();
     if (role == isManualRole)
         return segment.isManual;
     if (role == Qt::AccessibleDescriptionRole && segment.isManual)
@@ -102,9 +105,12 @@ Qt::ItemFlags SegmentTableModel::flags(const QModelIndex& index) const
 QVariant SegmentTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     static const QStringList titles = {u"启用"_s, u"开始时间"_s, u"结束时间"_s};
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+    static const QStringList toolTips = {u"启用的片段各写成一个文件；Shift + 空格切换所选的各行。"_s,
+                                         u"片段从这里开始；单击或按 F2 修改。"_s,
+                                         u"片段到这里结束；单击或按 F2 修改。"_s};
+    if (orientation != Qt::Horizontal || (role != Qt::DisplayRole && role != Qt::ToolTipRole))
         return QVariant();
-    return titles.value(section);
+    return (role == Qt::DisplayRole ? titles : toolTips).value(section);
 }
 
 bool SegmentTableModel::retime(const QModelIndex& index, const QString& text)

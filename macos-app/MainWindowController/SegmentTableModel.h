@@ -4,6 +4,8 @@
 
 #include <QAbstractTableModel>
 
+#include <functional>
+
 /// The segments that the user edits, one a row, in display order.
 class SegmentTableModel final : public QAbstractTableModel
 {
@@ -21,6 +23,9 @@ public:
     /// Shows and edits that list, which lives longer. Another list is other data: the selection and an open editor are
     /// lost then.
     SegmentTableModel(SegmentListEditor* list, QObject* parent);
+
+    /// What there is to tell about a row where the pointer rests.
+    std::function<QString(int row)> rowToolTip;
 
     /// Disables the rows of these cells when all of them are enabled, else enables them.
     void toggle(const QModelIndexList& cells);

@@ -1,6 +1,19 @@
 # The menu entry, the icons, the software centre's description and the manual page.
 
-install(FILES linux/kestrel.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+# A program without the message bus cannot be activated over it.
+find_package(Qt6 6.4 QUIET OPTIONAL_COMPONENTS DBus)
+set(is_activatable false)
+if(TARGET Qt6::DBus)
+    set(is_activatable true)
+    # The prefix is known only when it is installed.
+    set(service ${CMAKE_CURRENT_BINARY_DIR}/${application_id}.service)
+    install(CODE "set(executable \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kestrel\")
+set(application_id ${application_id})
+configure_file(\"${CMAKE_CURRENT_SOURCE_DIR}/linux/kestrel.service.in\" \"${service}\" @ONLY)")
+    install(FILES ${service} DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
+endif()
+configure_file(linux/kestrel.desktop.in ${application_id}.desktop @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${application_id}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 
 set(icons ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
 install(FILES icons/kestrel.svg DESTINATION ${icons}/scalable/apps)
@@ -33,7 +46,8 @@ install_compressed(${CMAKE_CURRENT_BINARY_DIR}/kestrel.1 ${CMAKE_INSTALL_MANDIR}
 if(KESTREL_TESTS)
     find_program(DESKTOP_FILE_VALIDATE desktop-file-validate)
     if(DESKTOP_FILE_VALIDATE)
-        add_test(NAME DesktopEntry COMMAND ${DESKTOP_FILE_VALIDATE} ${CMAKE_CURRENT_SOURCE_DIR}/linux/kestrel.desktop)
+        add_test(NAME DesktopEntry COMMAND ${DESKTOP_FILE_VALIDATE} 
+                                           ${CMAKE_CURRENT_BINARY_DIR}/${application_id}.desktop)
     endif()
     find_program(APPSTREAMCLI appstreamcli)
     if(APPSTREAMCLI)
