@@ -231,6 +231,9 @@ private Q_SLOTS:
         QTRY_COMPARE(QApplication::activeWindow()->windowTitle(), u"分解任务 2/2"_s);
         splits.overview.stopAll();
         QTRY_COMPARE(splits.finishes.size(), 2);
+        for (QWidget* log : openLogs())
+            log->close();
+        QTRY_VERIFY(!window.showLogAction->isEnabled());
     }
 
     void followsTheRunningRowsUntilTheUserScrolls()

@@ -121,8 +121,10 @@ void RunOverview::watchAgain(const QList<int>& rows, int lanes, const std::share
     m_clock.start();
     m_updateTimer.start();
     m_sleepInhibitor = std::make_unique<SleepInhibitor>();
-    for (QWidget* log : coordinator->logs())
+    for (QWidget* log : coordinator->logs()) {
         m_logs.append(log);
+        connect(log, &QObject::destroyed, this, &RunOverview::updateActions);
+    }
     m_window->showAction->setEnabled(true);
     m_window->startFollowing();
     update();
@@ -287,8 +289,10 @@ void RunOverview::reveal()
 
 void RunOverview::showLog()
 {
-    for (const int row : m_window->selectedRows().first(1))
-        bringToUser(m_model.rows().at(row).log);
+    for (const int row : m_window->selectedRows().first(1)) {
+        if (QWidget* log = m_model.rows().at(row).log)
+            bringToUser(log);
+    }
 }
 
 /// Those of earlier splits and those whose worker has nothing to do.
