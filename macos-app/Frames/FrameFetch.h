@@ -1,16 +1,13 @@
 #pragma once
 
 #include "Frames/FrameReplyReader.h"
+#include "Services/ChildProcess.h"
 #include "Services/LineSplitter.h"
 #include "Services/RuntimeConfiguration.h"
 
-#include <QObject>
-#include <QProcess>
-
 #include <functional>
 
-/// One ffmpeg at low priority that answers one query. Its destructor kills the process and waits until it is gone,
-/// which a killed reader is at once; nothing else here blocks.
+/// One ffmpeg at low priority that answers one query. Ending the object kills the process and waits until it is gone.
 class FrameFetch final : public QObject
 {
 public:
@@ -19,10 +16,9 @@ public:
 
     FrameFetch(const FrameQuery& query, const FileURL& videoURL, const RuntimeConfiguration& runtime,
                Completion completion);
-    ~FrameFetch() override;
 
     void start();
-    /// Ends the process at once; it writes nothing that could be lost. The completion is not called any more.
+    /// Kills the process; it writes nothing that could be lost. The completion is not called any more.
     void stop();
 
     [[nodiscard]] const FrameQuery& query() const { return m_reader.query(); }
@@ -32,12 +28,12 @@ public:
     std::function<void()> onEnd;
 
 private:
-    void finish();
+    void finish(const QString& failure);
     [[nodiscard]] QString failure() const;
 
     FileURL m_videoURL;
     FrameReplyReader m_reader;
     LineSplitter m_lines;
     Completion m_completion;
-    QProcess m_process; // last: its signals reach the members above
+    ChildProcess m_process;
 };

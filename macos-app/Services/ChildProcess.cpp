@@ -132,8 +132,8 @@ bool ChildProcess::waitForEnd(int milliseconds)
 
 QString ChildProcess::endDescription() const
 {
-    const bool wasKilled = m_process.exitStatus() == QProcess::CrashExit; // and its code is the signal's number
-    return wasKilled ? u"被信号 %1 终止"_s.arg(m_process.exitCode()) : u"退出状态 %1"_s.arg(m_process.exitCode());
+    const int code = m_process.exitCode(); // or the signal's number
+    return wasKilled() ? u"被信号 %1 终止"_s.arg(code) : u"退出状态 %1"_s.arg(code);
 }
 
 void ChildProcess::signalAll(int signal) const

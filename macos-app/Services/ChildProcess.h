@@ -58,6 +58,8 @@ public:
     {
         return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
     }
+    /// After the end, whether a signal brought it.
+    [[nodiscard]] bool wasKilled() const { return m_process.exitStatus() == QProcess::CrashExit; }
     /// After the end, how it came: "退出状态 1", "被信号 9 终止".
     [[nodiscard]] QString endDescription() const;
 
