@@ -204,7 +204,8 @@ private Q_SLOTS:
             ViewerContent content;
             content.events = {{1, u"fade"_s, 10, row.end, row.end - 10, 1, {}}};
             content.segments = row.segments;
-            const FramePlan plan = planFrames(content, {ViewerSubject::Kind::transition, 0}, video.index, video.clock);
+            const FramePlan plan =
+                planFrames(content, {ViewerSubject::Kind::transition, 0}, {}, video.index, video.clock);
             QList<qint64> numbers;
             QList<bool> kept;
             for (const PlannedFrame& planned : plan.frames) {
@@ -229,17 +230,22 @@ Stream mapping:
 [Parsed_showinfo_4 @ 0x56] config in time_base: 1/15360, frame_rate: 60/1
 [Parsed_showinfo_1 @ 0x55] n:   0 pts:  30976 pts_time:2.01667 pos: 68 fmt:yuv420p sar:1/1 s:320x180 i:P
 [Parsed_showinfo_1 @ 0x55] n:   1 pts:  31232 pts_time:2.03333 pos: 69 fmt:yuv420p sar:1/1 s:320x180 i:P
-[Parsed_showinfo_4 @ 0x56] n:   0 pts:  31232 pts_time:2.03333 pos: 69 fmt:rgb24 sar:1/1 s:2x1 i:P
+[Parsed_showinfo_1 @ 0x55] n:   2 pts:  31232 pts_time:2.03333 pos: 69 fmt:yuv420p sar:1/1 s:320x180 i:P
+[Parsed_showinfo_4 @ 0x56] n:   0 pts:  NOPTS pts_time:NOPTS pos: 69 fmt:rgb24 sar:1/1 s:2x1 i:P
+[Parsed_showinfo_4 @ 0x56] n:   1 pts:  31232 pts_time:2.03333 pos: 69 fmt:rgb24 sar:1/1 s:2x1 i:P
+[Parsed_showinfo_4 @ 0x56] n:   2 pts:  31232 pts_time:2.03333 pos: 69 fmt:rgb24 sar:1/1 s:2x1 i:P
 )";
         for (const QByteArray& line : log.split('\n'))
             reader.readLine(line);
-        for (const char byte : QByteArray("P6\n2 1\n255\n\xff\x00\x00\x00\xff\x00P6\n2 1\n255\n\x01", 29))
+        const QByteArray red("P6\n2 1\n255\n\xff\x00\x00\xff\x00\x00", 17);
+        const QByteArray green("P6\n2 1\n255\n\xff\x00\x00\x00\xff\x00", 17);
+        for (const char byte : red + green + red + red.first(12))
             reader.readPictures(QByteArray(1, byte));
 
         const auto reply = reader.reply();
         QVERIFY(reply);
         QCOMPARE(reply->clock, (VideoClock{1, 15360, 60, 1, 16016, false, true}));
-        QCOMPARE(reply->frames, (QList<qint64>{30976, 31232}));
+        QCOMPARE(reply->frames, (QList<qint64>{30976, 31232, 31232}));
         QCOMPARE(reply->from, 30966); // 2.016016 s
         QCOMPARE(reply->to, 30976 + 15360);
         QCOMPARE(reply->pictures.size(), 1);

@@ -13,6 +13,9 @@ namespace {
 const QByteArray timedPrefix = "[Parsed_showinfo_1 @";
 const QByteArray drawnPrefix = "[Parsed_showinfo_4 @";
 
+/// What lies farther away is damage, and could not be reckoned with.
+constexpr qint64 farthestTicks = qint64(1) << 60;
+
 std::optional<QRegularExpressionMatch> matched(const QRegularExpression& expression, const QByteArray& line)
 {
     auto match = expression.match(QString::fromUtf8(line));
@@ -60,14 +63,15 @@ void FrameReplyReader::readLine(const QByteArray& line)
 
 void FrameReplyReader::readTimedFrame(const QByteArray& line)
 {
-    static const QRegularExpression frame(uR"(\] n: *\d+ pts: *(-?\d+) .* s:(\d+)x(\d+) )"_s);
+    static const QRegularExpression frame(uR"(\] n: *\d+ pts: *(-?\d+|NOPTS) .* s:(\d+)x(\d+) )"_s);
     const auto match = matched(frame, line);
     if (!match)
         return;
-    const qint64 ticks = match->captured(1).toLongLong();
+    bool hasTime = false;
+    const qint64 ticks = match->captured(1).toLongLong(&hasTime);
     if (line.startsWith(drawnPrefix)) {
-        m_drawnFrames.append(ticks);
-    } else {
+        m_drawnFrames.append(hasTime ? std::optional(ticks) : std::nullopt);
+    } else if (hasTime && std::abs(ticks) < farthestTicks) {
         m_frames.append(ticks);
         m_sourceSize = QSize(match->captured(2).toInt(), match->captured(3).toInt());
     }
@@ -133,7 +137,10 @@ std::optional<FrameReply> FrameReplyReader::decodedReply() const
                         [last](const FrameNeed& need) { return last < need.from; }))
             reply.to = FrameIndex::end;
     }
-    for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i)
-        reply.pictures.append({m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});
+    for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i) {
+        // Of several frames at one time a clip begins with the first.
+        if (m_drawnFrames[i] && m_drawnFrames.indexOf(m_drawnFrames[i]) == i)
+            reply.pictures.append({*m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});
+    }
     return reply;
 }

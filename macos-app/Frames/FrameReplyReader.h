@@ -64,7 +64,7 @@ private:
     int m_videoStreamCount = 0;
     QSize m_sourceSize;
     QList<qint64> m_frames;
-    QList<qint64> m_drawnFrames;
+    QList<std::optional<qint64>> m_drawnFrames; ///< nothing for a frame without a time
     QList<QImage> m_images;
     QByteArray m_pending;
     QByteArray m_lastWords;

@@ -11,8 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int mostTransitionPictures = 5;
-constexpr int fewestTransitionPictures = 4; // which are the largest
+constexpr int mostInRow = 5;
+constexpr int fewestInRow = 4; // which are the largest
 constexpr int edgePictures = 3;
 constexpr int edgeSpacing = 24;
 /// More would only cost time: a picture this large shows all that there is to judge.
@@ -22,7 +22,7 @@ constexpr QSize largestBox(1920, 1200);
 
 FramePages::FramePages(QWidget* parent)
     : QStackedWidget(parent)
-    , m_transitionStrip(new FrameStrip(mostTransitionPictures))
+    , m_row(new FrameStrip(mostInRow))
     , m_segmentPage(new QWidget)
     , m_startStrip(new FrameStrip(edgePictures))
     , m_endStrip(new FrameStrip(edgePictures))
@@ -39,15 +39,14 @@ FramePages::FramePages(QWidget* parent)
     edges->addWidget(m_endStrip);
     m_startStrip->setHeading(u"起点"_s, true); // so that the page knows its height
     m_endStrip->setHeading(u"终点"_s, false);
-    for (QWidget* page :
-         {m_emptyPage, static_cast<QWidget*>(m_transitionStrip), m_segmentPage, static_cast<QWidget*>(m_largeView)})
+    for (QWidget* page : {m_emptyPage, static_cast<QWidget*>(m_row), m_segmentPage, static_cast<QWidget*>(m_largeView)})
         addWidget(page);
 
     const auto report = [this](qsizetype place) {
         if (onDoubleClick)
             onDoubleClick(place);
     };
-    for (const FrameStrip* strip : {m_transitionStrip, m_startStrip, m_endStrip}) {
+    for (const FrameStrip* strip : {m_row, m_startStrip, m_endStrip}) {
         const qsizetype first = strip == m_endStrip ? edgePictures : 0;
         for (qsizetype i = 0; i < strip->views().size(); ++i)
             strip->views()[i]->onDoubleClick = [report, place = first + i] { report(place); };
@@ -60,10 +59,10 @@ void FramePages::showNothing()
     showPage(m_emptyPage, {});
 }
 
-void FramePages::showTransition(const QList<ShownFrame>& frames)
+void FramePages::showRow(const QList<ShownFrame>& frames)
 {
-    m_transitionStrip->setFrames(frames);
-    showPage(m_transitionStrip, frames);
+    m_row->setFrames(frames);
+    showPage(m_row, frames);
 }
 
 void FramePages::showSegment(const QList<ShownFrame>& frames, const QString& startHeading, const QString& endHeading,
@@ -92,7 +91,7 @@ void FramePages::setLarge(std::optional<qsizetype> place)
 
 QSize FramePages::box() const
 {
-    const int width = (this->width() + FrameStrip::spacing) / fewestTransitionPictures - FrameStrip::spacing;
+    const int width = (this->width() + FrameStrip::spacing) / fewestInRow - FrameStrip::spacing;
     const QSize view = m_large ? size() : QSize(width, height());
     return (QSizeF(m_largeView->pictureRoom(view)) * devicePixelRatioF()).toSize().boundedTo(largestBox);
 }

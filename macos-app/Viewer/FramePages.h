@@ -18,7 +18,7 @@ public:
 
     void showNothing();
     /// Up to five pictures.
-    void showTransition(const QList<ShownFrame>& frames);
+    void showRow(const QList<ShownFrame>& frames);
     /// Six pictures, three for either edge.
     void showSegment(const QList<ShownFrame>& frames, const QString& startHeading, const QString& endHeading,
                      bool isEndChosen);
@@ -38,7 +38,7 @@ private:
     void showPage(QWidget* page, const QList<ShownFrame>& frames);
 
     QWidget* m_emptyPage;
-    FrameStrip* m_transitionStrip;
+    FrameStrip* m_row;
     QWidget* m_segmentPage;
     FrameStrip* m_startStrip;
     FrameStrip* m_endStrip;

@@ -172,17 +172,39 @@ FramePlan planSegment(const EditableSegment& segment, FrameSearch& search)
     return plan;
 }
 
+FramePlan planPlace(const EditableSegment& segment, double place, FrameSearch& search)
+{
+    const VideoClock& clock = search.clock();
+    const FrameAnswer at = search.firstFrom(clock.ticksAt(microsecondsOf(place)));
+    const FrameAnswer before = search.lastBefore(clock.ticksAt(microsecondsOf(place)));
+    const FrameAnswer after = search.following(at);
+    FramePlan plan;
+    plan.frames = {{Role::twoBeforePlace, search.preceding(before)},
+                   {Role::oneBeforePlace, before},
+                   {Role::atPlace, at},
+                   {Role::oneAfterPlace, after},
+                   {Role::twoAfterPlace, search.following(after)}};
+    const qint64 start = clock.ticksAt(microsecondsOf(segment.start));
+    const qint64 end = clock.ticksAt(microsecondsOf(segment.end));
+    for (PlannedFrame& planned : plan.frames)
+        planned.isKept = planned.frame.ticks >= start && planned.frame.ticks < end;
+    addNearby(search, plan.frames.first().frame, &FrameSearch::preceding, plan);
+    addNearby(search, plan.frames.last().frame, &FrameSearch::following, plan);
+    return plan;
+}
+
 } // namespace
 
-FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const FrameIndex& index,
-                     const VideoClock& clock)
+FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const std::optional<double>& place,
+                     const FrameIndex& index, const VideoClock& clock)
 {
     FrameSearch search(index, clock);
     FramePlan plan;
     if (subject.kind == ViewerSubject::Kind::transition && subject.row >= 0 && subject.row < content.events.size())
         plan = planTransition(content, content.events[subject.row], search);
     else if (subject.kind == ViewerSubject::Kind::segment && subject.row >= 0 && subject.row < content.segments.size())
-        plan = planSegment(content.segments[subject.row], search);
+        plan = place ? planPlace(content.segments[subject.row], *place, search)
+                     : planSegment(content.segments[subject.row], search);
     plan.needs = search.needs();
     return plan;
 }

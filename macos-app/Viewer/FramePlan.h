@@ -21,7 +21,12 @@ struct PlannedFrame
         secondInside,
         lastButOneInside,
         lastInside,
-        afterEnd
+        afterEnd,
+        twoBeforePlace,
+        oneBeforePlace,
+        atPlace,
+        oneAfterPlace,
+        twoAfterPlace
     };
 
     Role role;
@@ -40,6 +45,7 @@ struct FramePlan
 };
 
 /// Four pictures for a hard cut, five for any other transition, three for either edge of a segment, none for anything
-/// else.
-[[nodiscard]] FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const FrameIndex& index,
+/// else. A place in a segment, in seconds, has five around it instead, of which the middle one begins at or after it.
+[[nodiscard]] FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject,
+                                   const std::optional<double>& place, const FrameIndex& index,
                                    const VideoClock& clock);

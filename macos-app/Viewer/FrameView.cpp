@@ -126,8 +126,8 @@ void FrameView::paintFrame(QPainter& painter) const
     QPainterPath frame;
     frame.addRect(picture.adjusted(-frameWidth, -frameWidth, frameWidth, frameWidth));
     frame.addRect(picture); // odd-even: a hole
-    if (m_frame.isKept)
-        painter.fillPath(frame, palette().color(QPalette::Highlight));
+    if (m_frame.isKept || m_frame.isMarked)
+        painter.fillPath(frame, palette().color(m_frame.isMarked ? QPalette::WindowText : QPalette::Highlight));
     else
         hatch(painter, frame, palette());
 }
@@ -161,7 +161,10 @@ void FrameView::paintMessage(QPainter& painter) const
 /// By base lines, which do not depend on the fonts that a text needs.
 void FrameView::paintCaption(QPainter& painter) const
 {
-    const QFontMetrics metrics = fontMetrics();
+    QFont font = this->font();
+    font.setBold(m_frame.isMarked);
+    painter.setFont(font);
+    const QFontMetrics metrics(font);
     const bool isDecided = !m_scaled.isNull() && !m_frame.isKept && !m_frame.fate.isEmpty();
     const QString whole = isDecided ? m_frame.time + u'　' + m_frame.fate : m_frame.time;
     const QString time = metrics.horizontalAdvance(whole) <= width() ? whole : m_frame.time;

@@ -19,8 +19,9 @@ struct ShownFrame
     QSize shape;      ///< of the picture, also while there is none; in any unit
     QSize sourceSize; ///< in which the crop counts
     std::optional<CropParameters> crop;
-    bool isKept = false; ///< framed in the accent colour; what is not kept has a hatched frame
-    QString fate;        ///< what becomes of the frame, where that is not to be taken for granted
+    bool isKept = false;   ///< framed in the accent colour; what is not kept has a hatched frame
+    QString fate;          ///< what becomes of the frame, where that is not to be taken for granted
+    bool isMarked = false; ///< framed in the text's colour and captioned in bold
 
     /// The time and what becomes of the frame, or why there is no picture.
     [[nodiscard]] QString spoken() const;

@@ -36,6 +36,16 @@ QString captionOf(Role role)
         return u"倒数第二帧"_s;
     case Role::lastInside:
         return u"最后一帧"_s;
+    case Role::twoBeforePlace:
+        return u"前二帧"_s;
+    case Role::oneBeforePlace:
+        return u"前一帧"_s;
+    case Role::atPlace:
+        return u"可在此切开"_s;
+    case Role::oneAfterPlace:
+        return u"后一帧"_s;
+    case Role::twoAfterPlace:
+        return u"后二帧"_s;
     }
     Q_UNREACHABLE();
 }
@@ -48,8 +58,13 @@ QString absenceText(Role role, bool isBeyondEnd)
     case Role::firstKeptAfter:
         return u"之后没有保留的画面"_s;
     case Role::beforeStart:
+    case Role::twoBeforePlace:
+    case Role::oneBeforePlace:
         return u"视频开头"_s;
     case Role::afterEnd:
+    case Role::atPlace:
+    case Role::oneAfterPlace:
+    case Role::twoAfterPlace:
         return u"视频末尾"_s;
     case Role::lastButOneBeforeCut:
     case Role::lastBeforeCut:

@@ -53,6 +53,14 @@ void SubjectFrames::setSubject(const ViewerSubject& subject)
     refresh();
 }
 
+void SubjectFrames::setPlace(const std::optional<double>& place)
+{
+    if (place == m_place)
+        return;
+    m_place = place;
+    refresh();
+}
+
 void SubjectFrames::setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason)
 {
     m_source.setRuntime(runtime, reason);
@@ -116,7 +124,7 @@ bool SubjectFrames::isBeyondEnd(double seconds) const
 
 void SubjectFrames::refresh()
 {
-    m_plan = planFrames(m_content, m_subject, m_source.index(), m_source.clock());
+    m_plan = planFrames(m_content, m_subject, m_place, m_source.index(), m_source.clock());
     Q_EMIT changed();
     if (m_isWatched && !m_isRushing)
         m_source.request(missing(m_plan), m_subjectTimer.isActive() ? QList<FrameNeed>() : missingAhead());
@@ -146,7 +154,7 @@ QList<FrameNeed> SubjectFrames::missingAhead() const
     }
     for (const int step : {1, -1}) {
         const ViewerSubject neighbour = {m_subject.kind, m_subject.row + step};
-        needs += missing(planFrames(m_content, neighbour, m_source.index(), m_source.clock()));
+        needs += missing(planFrames(m_content, neighbour, std::nullopt, m_source.index(), m_source.clock()));
     }
     return needs;
 }

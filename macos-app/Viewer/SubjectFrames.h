@@ -16,6 +16,8 @@ public:
 
     void setContent(const ViewerContent& content);
     void setSubject(const ViewerSubject& subject);
+    /// Seconds inside the segment that is shown, in place of its edges.
+    void setPlace(const std::optional<double>& place);
     /// The tools to fetch pictures with, or the reason why there are none.
     void setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason);
     /// The device pixels into which pictures are fitted, and the place in the plan of the only one that is shown, if
@@ -50,6 +52,7 @@ private:
 
     ViewerContent m_content;
     ViewerSubject m_subject;
+    std::optional<double> m_place;
     FramePlan m_plan;
     FrameSource m_source;
     QDateTime m_videoModified;

@@ -48,7 +48,7 @@ TimelineView::TimelineView(QWidget* parent)
 {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setAccessibleName(u"视频时间线"_s);
-    setToolTip(u"双击可选中那里的换场或片段；滚轮缩放，按住 Shift 滚动"_s);
+    setToolTip(u"单击可到片段中的那一处，双击可选中那里的换场或片段；滚轮缩放，按住 Shift 滚动"_s);
 }
 
 void TimelineView::setContent(const ViewerContent& content)
@@ -185,6 +185,13 @@ void TimelineView::drawTransitions(QPainter& painter) const
         painter.fillRect(merged, color);
         i = next;
     }
+}
+
+void TimelineView::mousePressEvent(QMouseEvent* event)
+{
+    const double seconds = secondsAt(event->position().x());
+    if (event->button() == Qt::LeftButton && m_duration > 0 && isInSight(seconds, seconds) && onClick)
+        onClick(seconds);
 }
 
 void TimelineView::mouseDoubleClickEvent(QMouseEvent* event)

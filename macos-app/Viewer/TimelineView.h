@@ -19,6 +19,8 @@ public:
     void setPosition(double seconds);
     void showWhole();
 
+    /// Called for a click, with the time there in seconds.
+    std::function<void(double seconds)> onClick;
     /// Called for a double-click: the transition there, otherwise the segment there. Not called beside both.
     std::function<void(const ViewerSubject&)> onActivated;
     /// Called when only a part is shown, and when the whole video is shown again.
@@ -31,6 +33,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
 

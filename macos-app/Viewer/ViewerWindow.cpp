@@ -6,6 +6,7 @@
 #include "Models/TimeText.h"
 #include "Viewer/FramePages.h"
 #include "Viewer/FrameWords.h"
+#include "Viewer/PlaceInSegment.h"
 #include "Viewer/TimelineView.h"
 
 #include <QAccessibleWidget>
@@ -61,6 +62,7 @@ ViewerWindow::ViewerWindow(QWidget* parent)
     buildActions();
 
     m_pages->onDoubleClick = [this](qsizetype place) { switchLarge(place); };
+    m_timeline->onClick = [this](double seconds) { goTo(seconds); };
     m_timeline->onActivated = [this](const ViewerSubject& subject) { Q_EMIT subjectActivated(subject); };
     m_timeline->onZoom = [this](bool isZoomed) { m_wholeVideoAction->setEnabled(isZoomed); };
     m_boxTimer.setSingleShot(true);
@@ -77,11 +79,15 @@ void ViewerWindow::buildActions()
     m_largeAction->setCheckable(true);
     m_largeAction->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
     connect(m_largeAction, &QAction::triggered, this, [this] { switchLarge(usualLargePlace()); });
+    m_splitAction = new QAction(u"在此切开"_s, this);
+    m_splitAction->setObjectName(u"splitSegmentAction"_s);
+    m_splitAction->setShortcut(Qt::Key_S);
+    connect(m_splitAction, &QAction::triggered, this, [this] { Q_EMIT splitRequested(subject().row, *timeToSplit()); });
     m_wholeVideoAction = new QAction(u"时间线显示整个视频"_s, this);
     m_wholeVideoAction->setObjectName(u"wholeVideoAction"_s);
     m_wholeVideoAction->setEnabled(false);
     connect(m_wholeVideoAction, &QAction::triggered, this, [this] { m_timeline->showWhole(); });
-    addActions({m_largeAction, m_wholeVideoAction});
+    addActions({m_largeAction, m_splitAction, m_wholeVideoAction});
     setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
@@ -104,6 +110,7 @@ void ViewerWindow::setContent(const ViewerContent& content)
 {
     m_timeline->setContent(content);
     m_frames.setContent(content);
+    m_frames.setPlace(place());
 }
 
 void ViewerWindow::setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason)
@@ -114,7 +121,12 @@ void ViewerWindow::setRuntime(const std::optional<RuntimeConfiguration>& runtime
 void ViewerWindow::setSubject(const ViewerSubject& subject)
 {
     const bool isOtherKind = subject.kind != this->subject().kind;
+    if (m_standing && subject != this->subject() &&
+        subject != ViewerSubject{ViewerSubject::Kind::segment, m_standing->row})
+        m_standing.reset();
+    m_frames.setPlace(std::nullopt);
     m_frames.setSubject(subject);
+    m_frames.setPlace(place());
     if (isOtherKind && m_pages->large())
         showLarge(plan().frames.isEmpty() ? std::nullopt : std::optional(usualLargePlace()));
 }
@@ -143,7 +155,12 @@ bool ViewerWindow::handleKey(const QKeyEvent& event)
     case Qt::Key_Backtab:
         if (!hasEdges || !(isPlain || isShifted))
             return false;
-        chooseEdge(m_edge == SegmentEdge::start ? SegmentEdge::end : SegmentEdge::start);
+        chooseNext(event.key() == Qt::Key_Tab && isPlain ? 1 : -1);
+        return true;
+    case Qt::Key_S:
+        if (!place() || !isPlain)
+            return false;
+        m_splitAction->trigger();
         return true;
     case Qt::Key_Left:
     case Qt::Key_Right:
@@ -220,14 +237,15 @@ void ViewerWindow::showFrames()
     QList<ShownFrame> shown;
     for (const PlannedFrame& planned : plan().frames)
         shown.append(shownFrame(planned));
-    if (const EditableSegment* segment = m_frames.segment())
+    if (const EditableSegment* segment = m_frames.segment(); segment && !place())
         m_pages->showSegment(shown, u"起点　"_s + formatShownTime(segment->start),
                              u"终点　"_s + formatShownTime(segment->end), m_edge == SegmentEdge::end);
-    else if (m_frames.transition())
-        m_pages->showTransition(shown);
+    else if (!shown.isEmpty())
+        m_pages->showRow(shown);
     else
         m_pages->showNothing();
     m_largeAction->setEnabled(!shown.isEmpty());
+    m_splitAction->setEnabled(timeToSplit().has_value());
     m_largeAction->setChecked(m_pages->large().has_value());
     for (QWidget* below : {static_cast<QWidget*>(m_timeline), static_cast<QWidget*>(m_hint)})
         below->setVisible(!m_pages->large()); // there is little room
@@ -244,7 +262,9 @@ void ViewerWindow::showTitle()
         title = u"片段 %1　%2 – %3"_s.arg(QString::number(segment->index), formatShownTime(segment->start),
                                           formatShownTime(segment->end));
         title += segment->isEnabled ? QString() : u"　（未启用）"_s;
-        hint = u"Tab 选择起点或终点　　← → 移动一帧　　Shift + ← → 移动一秒　　"_s + hint;
+        const QString what = place() ? u"S 在此切开　　"_s : u"Tab 起点、终点或中间　　"_s;
+        hint = what + u"← → 移动一帧　　Shift + ← → 移动一秒　　"_s + hint;
+        title += place() ? u"　　片段中 %1"_s.arg(formatShownTime(*place())) : QString();
     } else if (const TransitionEvent* event = m_frames.transition()) {
         title = QStringList{u"换场 %1"_s.arg(event->index), event->type,
                             formatShownTime(event->start) + u" – "_s + formatShownTime(event->end)}
@@ -260,7 +280,9 @@ void ViewerWindow::showTitle()
 void ViewerWindow::describeForScreenReaders(const QList<ShownFrame>& frames)
 {
     QStringList sentences;
-    if (m_frames.segment())
+    if (place())
+        sentences << u"在片段中"_s;
+    else if (m_frames.segment())
         sentences << (m_edge == SegmentEdge::start ? u"正在调整起点"_s : u"正在调整终点"_s);
     if (const auto large = m_pages->large(); large && *large < frames.size())
         sentences << u"放大的是"_s + frames[*large].caption;
@@ -284,6 +306,7 @@ ShownFrame ViewerWindow::shownFrame(const PlannedFrame& planned) const
         return shown;
     }
     shown.isKept = planned.isKept;
+    shown.isMarked = planned.role == PlannedFrame::Role::atPlace;
     if (m_frames.transition())
         shown.fate = planned.isKept ? u"保留"_s : u"删除"_s;
     shown.crop = m_frames.content().crop;
@@ -304,6 +327,8 @@ ShownFrame ViewerWindow::shownFrame(const PlannedFrame& planned) const
 /// Where the viewer looks, in seconds.
 double ViewerWindow::position() const
 {
+    if (const auto seconds = place())
+        return *seconds;
     if (const EditableSegment* segment = m_frames.segment())
         return m_edge == SegmentEdge::start ? segment->start : segment->end;
     const TransitionEvent* event = m_frames.transition();
@@ -313,6 +338,8 @@ double ViewerWindow::position() const
 /// The picture that a user of the keyboard means: the one inside the chosen edge, or the one before the cut.
 qsizetype ViewerWindow::usualLargePlace() const
 {
+    if (place())
+        return 2;
     return m_frames.segment() && m_edge == SegmentEdge::end ? edgePictures + 1 : 1;
 }
 
@@ -329,29 +356,86 @@ void ViewerWindow::showLarge(std::optional<qsizetype> place)
 /// The picture at that place large, or all of them again; what the arrows move is the edge that the picture belongs to.
 void ViewerWindow::switchLarge(qsizetype place)
 {
-    if (m_frames.segment())
+    if (m_frames.segment() && !this->place())
         m_edge = place < edgePictures ? SegmentEdge::start : SegmentEdge::end;
     showLarge(m_pages->large() || plan().frames.isEmpty() ? std::nullopt : std::optional(place));
 }
 
-/// A large picture becomes that of the other edge at the same distance.
-void ViewerWindow::chooseEdge(SegmentEdge edge)
+/// The start, the end and a place between them in turns.
+void ViewerWindow::chooseNext(int direction)
 {
-    m_edge = edge;
-    if (const auto large = m_pages->large())
-        showLarge(2 * edgePictures - 1 - *large);
+    const EditableSegment& segment = *m_frames.segment();
+    const bool wasEnd = m_edge == SegmentEdge::end;
+    if (place()) {
+        m_standing.reset();
+        m_edge = direction > 0 ? SegmentEdge::start : SegmentEdge::end;
+    } else if (wasEnd == (direction > 0)) {
+        m_standing = {subject().row, segment.start + segment.duration() / 2};
+    } else {
+        m_edge = wasEnd ? SegmentEdge::start : SegmentEdge::end;
+    }
+    m_frames.setPlace(place());
+    if (m_pages->large())
+        showLarge(usualLargePlace());
     showFrames();
 }
 
-/// Moves the chosen edge of a segment; from one large picture of a transition to the next. A step for which the frames
-/// are not known yet is left out; holding the key goes on as soon as they are.
+/// Moves what is chosen; from one large picture of a transition to the next. A step for which the frames are not known
+/// yet is left out; holding the key goes on as soon as they are.
 void ViewerWindow::stepSideways(int direction, bool byOneSecond)
 {
     const qsizetype last = plan().frames.size() - 1;
-    if (!m_frames.segment()) {
+    if (place())
+        movePlace(direction, byOneSecond);
+    else if (m_frames.segment())
+        moveEdge(direction, byOneSecond);
+    else
         showLarge(std::clamp<qsizetype>(std::min(*m_pages->large(), last) + direction, 0, last));
+}
+
+std::optional<double> ViewerWindow::place() const
+{
+    const EditableSegment* segment = m_frames.segment();
+    const bool standsThere =
+        m_standing && segment && subject().row == m_standing->row && isInside(*segment, m_standing->seconds);
+    return standsThere ? std::optional(m_standing->seconds) : std::nullopt;
+}
+
+/// To that time in the segment there, the one that is shown before others; nowhere when there is none.
+void ViewerWindow::goTo(double seconds)
+{
+    const bool isHere = m_frames.segment() && isInside(*m_frames.segment(), seconds);
+    const std::optional<int> row = isHere ? subject().row : rowAround(m_frames.content().segments, seconds);
+    if (!row)
         return;
+    m_standing = {*row, seconds};
+    m_frames.setPlace(place());
+    if (!isHere)
+        Q_EMIT subjectActivated({ViewerSubject::Kind::segment, *row});
+}
+
+void ViewerWindow::movePlace(int direction, bool byOneSecond)
+{
+    const EditableSegment& segment = *m_frames.segment();
+    std::optional<double> moved = m_standing->seconds + direction;
+    if (!byOneSecond) {
+        FrameSearch search(source().index(), source().clock());
+        moved = oneFrameOn(search, segment, m_standing->seconds, direction);
     }
+    if (!moved || !isInside(segment, *moved))
+        return;
+    m_standing->seconds = *moved;
+    m_frames.setPlace(place());
+}
+
+std::optional<double> ViewerWindow::timeToSplit() const
+{
+    const EditableSegment* segment = m_frames.segment();
+    return segment ? splitTime(plan(), *segment, source().clock()) : std::nullopt;
+}
+
+void ViewerWindow::moveEdge(int direction, bool byOneSecond)
+{
     const EditableSegment& segment = *m_frames.segment();
     const double time = m_edge == SegmentEdge::start ? segment.start : segment.end;
     std::optional<double> moved = std::max(0.0, time + direction);

@@ -13,7 +13,8 @@ class FramePages;
 class TimelineView;
 struct ShownFrame;
 
-/// The window "画面": the pictures around a transition, or at both edges of a segment as the split cuts it. It is fed
+/// The window "画面": the pictures around a transition, at both edges of a segment as the split cuts it, or around any
+/// place in a segment, where it can be cut in two. It is fed
 /// with values and asks for changes by signals; the keys that it understands may also be pressed in the tables.
 class ViewerWindow final : public QWidget
 {
@@ -37,13 +38,16 @@ public:
     [[nodiscard]] const FramePlan& plan() const { return m_frames.plan(); }
     [[nodiscard]] const FrameSource& source() const { return m_frames.source(); }
 
-    /// Space and Escape close; Tab, Left and Right work on the edges of a segment; Return shows one picture large, and
+    /// Space and Escape close; Tab chooses an edge of a segment or a place in it, which Left and Right move; S cuts the
+    /// segment at that place; Return shows one picture large, and
     /// takes that back as Escape does. Whether the key was used.
     bool handleKey(const QKeyEvent& event);
 
 Q_SIGNALS:
     /// The user moves an edge of that row of the segment table; the text is what would be typed.
     void retimeRequested(int row, SegmentEdge edge, const QString& text);
+    /// The user wants that row of the segment table cut in two at that time, in seconds.
+    void splitRequested(int row, double seconds);
     /// The user points at a row on the line of the video.
     void subjectActivated(const ViewerSubject& subject);
     /// The user presses an arrow up (-1) or down (1) while this window has the focus.
@@ -72,12 +76,25 @@ private:
     [[nodiscard]] qsizetype usualLargePlace() const;
     void showLarge(std::optional<qsizetype> place);
     void switchLarge(qsizetype place);
-    void chooseEdge(SegmentEdge edge);
+    void chooseNext(int direction);
     void stepSideways(int direction, bool byOneSecond);
     void moveEdge(int direction, bool byOneSecond);
 
+    /// Where in the segment the viewer stands instead of at its edges, in seconds.
+    [[nodiscard]] std::optional<double> place() const;
+    void goTo(double seconds);
+    void movePlace(int direction, bool byOneSecond);
+    [[nodiscard]] std::optional<double> timeToSplit() const;
+
     SubjectFrames m_frames;
+    struct Standing
+    {
+        int row; ///< of the segment table
+        double seconds;
+    };
+
     SegmentEdge m_edge = SegmentEdge::start;
+    std::optional<Standing> m_standing;
     std::optional<QPoint> m_place;
     QTimer m_boxTimer;
 
@@ -86,5 +103,6 @@ private:
     TimelineView* m_timeline;
     FittingLabel* m_hint;
     QAction* m_largeAction;
+    QAction* m_splitAction;
     QAction* m_wholeVideoAction;
 };
