@@ -126,6 +126,8 @@ private Q_SLOTS:
         QTRY_COMPARE(subject(), (ViewerSubject{Kind::segment, 0}));
         QTest::keyClick(table, Qt::Key_Left, Qt::ShiftModifier); // the end would come before the start
         QCOMPARE(refusals.count(), 1);
+        Q_EMIT m_connection->viewer()->splitRequested(0, 5.2);
+        QVERIFY(segment(0).end == 5.2 && segment(1).start == 5.2 && segment(1).end == 5.5);
     }
 
     void doubleClicksOnTheLineSelectRows()

@@ -5,6 +5,7 @@
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "Models/SegmentJoining.h"
 #include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 #include "Viewer/ViewerWindow.h"
@@ -59,6 +60,7 @@ void ViewerConnection::connectTable(QTableView* table)
 void ViewerConnection::connectViewer()
 {
     connect(m_viewer, &ViewerWindow::retimeRequested, this, &ViewerConnection::retime);
+    connect(m_viewer, &ViewerWindow::splitRequested, this, &ViewerConnection::split);
     connect(m_viewer, &ViewerWindow::subjectActivated, this, [this](const ViewerSubject& subject) {
         selectRow(subject.kind == ViewerSubject::Kind::segment ? m_window.segmentTableView : m_window.eventTableView,
                   subject.row);
@@ -136,5 +138,12 @@ void ViewerConnection::retime(int row, SegmentEdge edge, const QString& text) co
     using Series = SegmentListEditor::Series;
     const Series series = edge == SegmentEdge::start ? Series::movedStart : Series::movedEnd;
     if (const auto refusal = m_window.segmentList->retime(row, edge, text, series))
+        Q_EMIT m_window.segmentTableModel->editRefused(*refusal);
+}
+
+void ViewerConnection::split(int row, double seconds) const
+{
+    const auto change = [&](SegmentList& list) { return splitSegment(list, row, seconds); };
+    if (const auto refusal = m_window.segmentList->edit(u"切开片段"_s, change))
         Q_EMIT m_window.segmentTableModel->editRefused(*refusal);
 }

@@ -35,6 +35,7 @@ private:
     void refresh();
     void selectRow(QTableView* table, int row);
     void retime(int row, SegmentEdge edge, const QString& text) const;
+    void split(int row, double seconds) const;
 
     MainWindow& m_window;
     std::function<ViewerContent()> m_content;
