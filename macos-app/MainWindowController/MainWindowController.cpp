@@ -2,29 +2,24 @@
 
 #include "Controls/DroppablePathField.h"
 #include "Controls/FittingLabel.h"
-#include "Controls/HoverAwareTableRowView.h"
 #include "Jobs/OlderFiles.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/SegmentListEditor.h"
-#include "MainWindowController/SegmentTableDelegate.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "MainWindowController/ToolTips.h"
 #include "Models/InputReading.h"
 #include "Models/JobBuilder.h"
 #include "Models/NumberText.h"
-#include "Models/OutputNaming.h"
 #include "Models/SegmentEditing.h"
 #include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 
-#include <QCheckBox>
 #include <QFileInfo>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSet>
 #include <QSpinBox>
 #include <QTableView>
 
@@ -48,35 +43,12 @@ bool isExistingFile(const FileURL& url)
     return info.exists() && !info.isDir();
 }
 
-QList<int> rowsWithIndices(const QList<EditableSegment>& segments, const QList<qint64>& indices)
-{
-    const QSet<qint64> wanted(indices.begin(), indices.end());
-    QList<int> rows;
-    for (int row = 0; row < segments.size(); ++row) {
-        if (wanted.contains(segments.at(row).index))
-            rows.append(row);
-    }
-    return rows;
-}
-
-/// Selects exactly these rows, given in ascending order. Neighbours go in together.
-void selectRows(QTableView* table, const QList<int>& rows)
-{
-    QItemSelection selection;
-    for (auto first = rows.begin(); first != rows.end();) {
-        auto last = first;
-        while (last + 1 != rows.end() && *(last + 1) == *last + 1)
-            ++last;
-        selection.select(table->model()->index(*first, 0), table->model()->index(*last, 0));
-        first = last + 1;
-    }
-    table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-}
-
 } // namespace
 
 MainWindowController::MainWindowController()
     : m_window(std::make_unique<MainWindow>())
+    , m_output(*m_window)
+    , m_segmentPanel(*m_window)
     , m_viewer(*m_window, [this] { return viewerContent(); })
     , m_listActions(*m_window)
     , m_editRecovery(*m_window->segmentList)
@@ -95,8 +67,6 @@ MainWindowController::MainWindowController()
     connect(&m_split, &RunningSplit::runningChanged, this, &MainWindowController::updateButtons);
     connect(&m_split, &RunningSplit::statusChanged, this, &MainWindowController::showStatus);
     connect(&m_split, &RunningSplit::failed, this, &MainWindowController::showError);
-    updateNamingPreview();
-    updateSegmentMasterCheckbox();
     updateButtons();
 }
 
@@ -106,23 +76,15 @@ void MainWindowController::connectInputs()
 {
     const auto& window = *m_window;
     window.videoPathField->onURLDropped = [this](const QString& path) { applyVideoURL(FileURL(path)); };
-    window.outputDirectoryField->onURLDropped = [this](const QString& path) {
-        applyOutputDirectoryURL(FileURL(path), true);
-    };
     connect(window.videoPathField, &QLineEdit::textEdited, this, &MainWindowController::videoPathEdited);
-    connect(window.outputDirectoryField, &QLineEdit::textEdited, this, &MainWindowController::outputDirectoryEdited);
-    connect(window.prefixField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
+    connect(&m_output, &OutputFields::changed, this, &MainWindowController::jobInputEdited);
     connect(window.cropField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
     connect(window.skipStartField, &QLineEdit::textEdited, this, &MainWindowController::jobInputEdited);
-    connect(window.concurrencyField, &QLineEdit::textEdited, this, &MainWindowController::concurrencyEdited);
+    connect(window.concurrencyField, &QLineEdit::textEdited, this, [this] { std::ignore = currentConcurrency(); });
     connect(window.concurrencyStepper, &QSpinBox::valueChanged, this,
             [this](int value) { setTextIfDifferent(m_window->concurrencyField, QString::number(value)); });
 
     connect(window.selectVideoButton, &QAbstractButton::clicked, this, &MainWindowController::selectVideo);
-    connect(window.selectOutputDirectoryButton, &QAbstractButton::clicked, this,
-            &MainWindowController::selectOutputDirectory);
-    connect(window.resetOutputDirectoryButton, &QAbstractButton::clicked, this,
-            &MainWindowController::resetOutputDirectory);
     connect(window.parseButton, &QAbstractButton::clicked, this, &MainWindowController::parseVideo);
     connect(window.splitButton, &QAbstractButton::clicked, this, &MainWindowController::splitVideo);
 }
@@ -139,33 +101,29 @@ void MainWindowController::connectFadeStrategies()
 void MainWindowController::connectTables()
 {
     const auto& window = *m_window;
-    connect(window.eventTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this] { highlightRelatedSegments(true); });
     connect(window.segmentList, &SegmentListEditor::replaced, this, &MainWindowController::segmentListReplaced);
     connect(window.segmentList, &SegmentListEditor::videoChanged, this, &MainWindowController::jobInputEdited);
     connect(window.segmentList, &SegmentListEditor::edited, this, &MainWindowController::refreshGeneratedJobs);
     connect(window.segmentTableModel, &SegmentTableModel::editRefused, this, &MainWindowController::showError);
-    connect(window.segmentTableDelegate, &SegmentTableDelegate::deleteRequested, this,
-            &MainWindowController::deleteManualSegmentRow);
-    connect(window.segmentMasterCheckbox, &QAbstractButton::clicked, this,
-            &MainWindowController::setAllSegmentsEnabled);
-    connect(window.addSegmentButton, &QAbstractButton::clicked, this, &MainWindowController::addSegmentRow);
     window.segmentTableModel->rowToolTip = [this](int row) {
         return segmentToolTip(list().segments, m_generatedJobs, row);
     };
     window.namingPreviewLabel->moreToTell = [this] {
         return replacementToolTip(olderFilesToTrash(m_generatedJobs, m_split.writtenClips()));
     };
-    window.segmentRowHover->hoverChanged = [this](int row, bool entered) { segmentRowHovered(row, entered); };
 }
 
 void MainWindowController::connectHistory()
 {
     SegmentListEditor* list = m_window->segmentList;
-    connect(list, &SegmentListEditor::undone, this,
-            [this](const QString& step) { showListOfHistory(u"已撤销："_s + step + u"。"_s); });
-    connect(list, &SegmentListEditor::redone, this,
-            [this](const QString& step) { showListOfHistory(u"已重做："_s + step + u"。"_s); });
+    connect(list, &SegmentListEditor::undone, this, [this](const QString& step) {
+        showVideoOfList();
+        showStatus(u"已撤销："_s + step + u"。"_s);
+    });
+    connect(list, &SegmentListEditor::redone, this, [this](const QString& step) {
+        showVideoOfList();
+        showStatus(u"已重做："_s + step + u"。"_s);
+    });
     connect(&m_listActions, &ListActions::refused, this, &MainWindowController::showStatus);
     connect(&m_listActions, &ListActions::restoreRequested, &m_editRecovery, &EditRecovery::restore);
     connect(&m_editRecovery, &EditRecovery::offered, this, [this](const QString& description) {
@@ -197,12 +155,6 @@ void MainWindowController::connectDocuments()
             });
 }
 
-void MainWindowController::showListOfHistory(const QString& status)
-{
-    showVideoOfList();
-    showStatus(status);
-}
-
 /// The fields that belong to the list's video follow it.
 void MainWindowController::showVideoOfList()
 {
@@ -211,8 +163,7 @@ void MainWindowController::showVideoOfList()
         return;
     m_detections.forget();
     m_window->videoPathField->setText(video ? video->path() : QString());
-    if (video && followsVideoDirectory())
-        applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
+    m_output.followVideo();
 }
 
 // Video and output folder
@@ -232,21 +183,14 @@ void MainWindowController::openVideo(const FileURL& url)
     m_window->activateWindow();
 }
 
-void MainWindowController::selectOutputDirectory()
-{
-    chooseFolder(m_window.get(), resolvedOutputDirectoryURL(),
-                 [this](const FileURL& url) { applyOutputDirectoryURL(url, true); });
-}
-
 void MainWindowController::applyVideoURL(const FileURL& url)
 {
     clearDetectionResults(u"选择视频"_s, url);
     m_window->videoPathField->setText(url.path());
-    if (followsVideoDirectory())
-        applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
+    m_output.followVideo();
     if (m_window->prefixField->text().isEmpty())
         m_window->prefixField->setText(url.baseName());
-    updateNamingPreview();
+    m_output.updateNamingPreview();
     showStatus(u"视频已准备好，点击“解析”生成结果和脚本。"_s);
 }
 
@@ -266,67 +210,8 @@ void MainWindowController::videoPathEdited()
         clearDetectionResults(u"选择视频"_s, url, SegmentListEditor::Series::typedPath);
     else
         m_window->segmentList->changeVideo(url, SegmentListEditor::Series::typedPath);
-    if (followsVideoDirectory())
-        applyOutputDirectoryURL(url.deletingLastPathComponent(), false);
+    m_output.followVideo();
     showStatus(u"视频路径已更新，点击“解析”生成结果和脚本。"_s);
-}
-
-void MainWindowController::applyOutputDirectoryURL(const FileURL& url, bool manual)
-{
-    m_outputDirectoryWasChosenManually = manual;
-    m_selectedOutputDirectoryURL = url;
-    m_window->outputDirectoryField->setText(url.path());
-    jobInputEdited();
-}
-
-void MainWindowController::outputDirectoryEdited()
-{
-    const QString text = m_window->outputDirectoryField->text().trimmed();
-    m_outputDirectoryWasChosenManually = !text.isEmpty();
-    m_selectedOutputDirectoryURL.reset();
-    if (!text.isEmpty())
-        m_selectedOutputDirectoryURL = FileURL::fromUserPath(text);
-    jobInputEdited();
-}
-
-void MainWindowController::resetOutputDirectory()
-{
-    m_outputDirectoryWasChosenManually = false;
-    if (const auto& video = list().videoURL) {
-        applyOutputDirectoryURL(video->deletingLastPathComponent(), false);
-        return;
-    }
-    m_selectedOutputDirectoryURL.reset();
-    m_window->outputDirectoryField->clear();
-    jobInputEdited();
-}
-
-bool MainWindowController::followsVideoDirectory() const
-{
-    return !m_outputDirectoryWasChosenManually || !m_selectedOutputDirectoryURL;
-}
-
-std::optional<FileURL> MainWindowController::resolvedOutputDirectoryURL() const
-{
-    const QString text = m_window->outputDirectoryField->text();
-    if (m_selectedOutputDirectoryURL && text == m_selectedOutputDirectoryURL->path())
-        return m_selectedOutputDirectoryURL; // a chosen folder's name may begin or end with a blank
-    if (!text.trimmed().isEmpty())
-        return FileURL::fromUserPath(text.trimmed());
-    if (m_selectedOutputDirectoryURL)
-        return m_selectedOutputDirectoryURL;
-    if (const auto& video = list().videoURL)
-        return video->deletingLastPathComponent();
-    return std::nullopt;
-}
-
-void MainWindowController::updateNamingPreview()
-{
-    const FileURL video = list().videoURL.value_or(FileURL(u"clip.mp4"_s));
-    const QString prefix = sanitizePrefix(m_window->prefixField->text(), video.baseName());
-    const QString name = makeOutputFileName(prefix, 1, video.pathExtension());
-    const auto directory = resolvedOutputDirectoryURL();
-    m_window->namingPreviewLabel->setText(directory ? directory->appendingPathComponent(name).path() : name);
 }
 
 // Detection
@@ -391,7 +276,7 @@ void MainWindowController::parse(SegmentListEditor::Series series)
         showError(*message);
         return;
     }
-    const auto directory = resolvedOutputDirectoryURL();
+    const auto directory = m_output.directoryURL();
     if (!directory) {
         showError(u"无法确定输出目录。"_s);
         return;
@@ -457,12 +342,11 @@ const SegmentList& MainWindowController::list() const
 
 void MainWindowController::segmentListReplaced()
 {
-    forgetHoveredSegmentRow();
     jobInputEdited();
     if (list().segments.isEmpty() && !list().payload) {
         m_generatedJobs.clear();
         m_window->summaryLabel->setText(resultSummary(std::nullopt, std::nullopt));
-        updateSegmentMasterCheckbox();
+        m_segmentPanel.updateMasterCheckbox();
         updateButtons();
     }
 }
@@ -473,93 +357,29 @@ void MainWindowController::jobInputEdited()
     if (list().payload || !list().segments.isEmpty())
         refreshGeneratedJobs();
     else
-        updateNamingPreview();
+        m_output.updateNamingPreview();
 }
 
 void MainWindowController::refreshGeneratedJobs()
 {
     const QList<EditableSegment>& segments = list().segments;
-    const auto directory = resolvedOutputDirectoryURL();
+    const auto directory = m_output.directoryURL();
     const bool canBuildJobs = list().videoURL && directory;
     m_generatedJobs.clear();
     if (canBuildJobs) {
         m_generatedJobs = buildJobs(segments, *list().videoURL, *directory, m_window->prefixField->text(),
                                     readCropParameters(m_window->cropField->text()));
-        highlightRelatedSegments(false);
+        m_segmentPanel.selectRelatedRows(false);
     }
     const bool hasSomethingToCount = canBuildJobs || !segments.isEmpty();
     m_window->summaryLabel->setText(
         resultSummary(list().payload, hasSomethingToCount ? std::optional(segments.size()) : std::nullopt));
-    updateSegmentMasterCheckbox();
+    m_segmentPanel.updateMasterCheckbox();
     updateButtons();
-    updateNamingPreview();
-}
-
-void MainWindowController::setAllSegmentsEnabled()
-{
-    m_window->segmentList->setAllEnabled(m_window->segmentMasterCheckbox->checkState() != Qt::Unchecked);
-    updateSegmentMasterCheckbox(); // the click may have changed nothing but the box
-}
-
-void MainWindowController::updateSegmentMasterCheckbox()
-{
-    const MasterState state = masterState(list().segments);
-    m_window->segmentMasterCheckbox->setEnabled(state != MasterState::unavailable);
-    m_window->segmentMasterCheckbox->setCheckState(state == MasterState::on      ? Qt::Checked
-                                                   : state == MasterState::mixed ? Qt::PartiallyChecked
-                                                                                 : Qt::Unchecked);
-}
-
-void MainWindowController::addSegmentRow()
-{
-    m_window->segmentList->append();
-    const int lastRow = static_cast<int>(list().segments.size()) - 1;
-    m_window->segmentTableView->scrollTo(m_window->segmentTableModel->index(lastRow, 0));
-    m_window->segmentTableView->selectRow(lastRow);
-}
-
-void MainWindowController::deleteManualSegmentRow(int row)
-{
-    forgetHoveredSegmentRow();
-    m_window->segmentList->remove(row);
-}
-
-void MainWindowController::forgetHoveredSegmentRow()
-{
-    m_hoveredSegmentRow.reset();
-    m_window->segmentTableDelegate->setHoveredRow(std::nullopt);
-}
-
-void MainWindowController::segmentRowHovered(int row, bool entered)
-{
-    if (entered)
-        m_hoveredSegmentRow = row;
-    else if (m_hoveredSegmentRow == row)
-        m_hoveredSegmentRow.reset();
-    m_window->segmentTableDelegate->setHoveredRow(m_hoveredSegmentRow);
-}
-
-/// Selects exactly the segment rows that belong to the selected event.
-void MainWindowController::highlightRelatedSegments(bool scrollThere)
-{
-    const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
-    QList<int> rows;
-    if (const auto& payload = list().payload;
-        payload && !selectedEvents.isEmpty() && selectedEvents.first().row() < payload->events.size()) {
-        const TransitionEvent& event = payload->events.at(selectedEvents.first().row());
-        rows = rowsWithIndices(list().segments, relatedKeepSegmentIndices(event, payload->keepSegments));
-    }
-    selectRows(m_window->segmentTableView, rows);
-    if (scrollThere && !rows.isEmpty())
-        m_window->segmentTableView->scrollTo(m_window->segmentTableModel->index(rows.first(), 0));
+    m_output.updateNamingPreview();
 }
 
 // Split
-
-void MainWindowController::concurrencyEdited()
-{
-    std::ignore = currentConcurrency();
-}
 
 int MainWindowController::currentConcurrency()
 {
@@ -580,7 +400,7 @@ void MainWindowController::splitVideo()
         return;
     }
     refreshGeneratedJobs();
-    m_split.start(m_generatedJobs, resolvedOutputDirectoryURL());
+    m_split.start(m_generatedJobs, m_output.directoryURL());
 }
 
 // What the window shows

@@ -5,7 +5,9 @@
 #include "MainWindowController/EditRecovery.h"
 #include "MainWindowController/ListActions.h"
 #include "MainWindowController/ListDocuments.h"
+#include "MainWindowController/OutputFields.h"
 #include "MainWindowController/RunningSplit.h"
+#include "MainWindowController/SegmentPanel.h"
 #include "MainWindowController/ViewerConnection.h"
 #include "Models/FFmpegJob.h"
 #include "Models/SegmentList.h"
@@ -38,15 +40,10 @@ private:
     void connectTables();
 
     void selectVideo();
-    void selectOutputDirectory();
     void applyVideoURL(const FileURL& url);
-    void applyOutputDirectoryURL(const FileURL& url, bool manual);
-    void resetOutputDirectory();
     void videoPathEdited();
-    void outputDirectoryEdited();
     void fadePaddingEdited();
     void fadeStrategyChosen();
-    void concurrencyEdited();
 
     void parseVideo();
     void parse(SegmentListEditor::Series series);
@@ -59,28 +56,17 @@ private:
 
     void connectHistory();
     void connectDocuments();
-    void showListOfHistory(const QString& status);
     void showVideoOfList();
     void segmentListReplaced();
     void jobInputEdited();
     void refreshGeneratedJobs();
-    void setAllSegmentsEnabled();
-    void addSegmentRow();
-    void deleteManualSegmentRow(int row);
-    void segmentRowHovered(int row, bool entered);
-    void forgetHoveredSegmentRow();
-    void highlightRelatedSegments(bool scrollThere);
 
-    void updateNamingPreview();
-    void updateSegmentMasterCheckbox();
     void updateButtons();
     void showStatus(const QString& text);
     void showHint(const QString& text);
     void showError(const QString& message);
 
     [[nodiscard]] const SegmentList& list() const;
-    [[nodiscard]] std::optional<FileURL> resolvedOutputDirectoryURL() const;
-    [[nodiscard]] bool followsVideoDirectory() const;
     [[nodiscard]] FadeRemovalStrategy currentFadeRemovalStrategy() const;
     [[nodiscard]] DetectionRequest currentDetectionRequest() const;
     [[nodiscard]] int currentConcurrency();
@@ -88,6 +74,8 @@ private:
     [[nodiscard]] ViewerContent viewerContent() const;
 
     std::unique_ptr<MainWindow> m_window;
+    OutputFields m_output;
+    SegmentPanel m_segmentPanel;
     ViewerConnection m_viewer;
     ListActions m_listActions;
     EditRecovery m_editRecovery;
@@ -96,10 +84,7 @@ private:
     DetectionRequests m_detections;
     RunningSplit m_split;
 
-    std::optional<FileURL> m_selectedOutputDirectoryURL;
-    bool m_outputDirectoryWasChosenManually = false;
     QList<FFmpegJob> m_generatedJobs;
-    std::optional<int> m_hoveredSegmentRow;
     SegmentListEditor::Series m_parseSeries = SegmentListEditor::Series::none; ///< of the newest parse
     QString m_hint; ///< for the status line, once its fixed sentence has been read
     QTimer m_hintTimer;
