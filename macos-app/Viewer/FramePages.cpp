@@ -35,8 +35,8 @@ FramePages::FramePages(QWidget* parent)
     auto* edges = new QHBoxLayout(m_segmentPage);
     edges->setContentsMargins(0, 0, 0, 0);
     edges->setSpacing(edgeSpacing);
-    edges->addWidget(m_startStrip);
-    edges->addWidget(m_endStrip);
+    edges->addWidget(m_startStrip, 1); // whatever either strip would like
+    edges->addWidget(m_endStrip, 1);
     m_startStrip->setHeading(u"起点"_s, true); // so that the page knows its height
     m_endStrip->setHeading(u"终点"_s, false);
     for (QWidget* page : {m_emptyPage, static_cast<QWidget*>(m_row), m_segmentPage, static_cast<QWidget*>(m_largeView)})

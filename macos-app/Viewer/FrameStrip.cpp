@@ -17,7 +17,7 @@ FrameStrip::FrameStrip(int mostPictures, QWidget* parent)
     pictures->setSpacing(spacing);
     for (int i = 0; i < mostPictures; ++i) {
         m_views.append(new FrameView);
-        pictures->addWidget(m_views.last());
+        pictures->addWidget(m_views.last(), 1);
     }
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
