@@ -316,7 +316,7 @@ private Q_SLOTS:
         action(test, u"undoListAction"_s)->trigger();
         QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:10.000"_s);
 
-        choose(u"openListAction"_s, u"a.llc"_s);
+        drop(&test.window(), {test.path(u"a.llc"_s)});
         QCOMPARE(test.segmentCount(), 3);
         QVERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
         test.write(u"bad.json"_s, "{\"video\": 1}");

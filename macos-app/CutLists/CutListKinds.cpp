@@ -107,3 +107,11 @@ CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutLis
         throw CutListError(u"列表里没有片段。"_s);
     return list;
 }
+
+bool hasListName(const FileURL& file)
+{
+    const auto& kinds = cutListKinds();
+    const QString suffix = file.pathExtension().toLower();
+    return suffix == u"json" || suffix == u"tsv" ||
+           std::any_of(kinds.begin(), kinds.end(), [&](const CutListKind& kind) { return kind.suffix == suffix; });
+}

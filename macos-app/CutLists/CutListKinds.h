@@ -25,5 +25,8 @@ struct CutListKind
 /// The list in a file of any kind in the table. Throws CutListError when none fits.
 [[nodiscard]] CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutList& video);
 
+/// Whether a file is taken for a list by its name, Kestrel's own included.
+[[nodiscard]] bool hasListName(const FileURL& file);
+
 /// Larger files than this are no lists; in bytes.
 inline constexpr qint64 largestCutList = 100'000'000;

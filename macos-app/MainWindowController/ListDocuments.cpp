@@ -100,12 +100,18 @@ ListDocuments::ListDocuments(MainWindow& window, std::function<QList<FFmpegJob>(
 void ListDocuments::addActions()
 {
     const QList<QTableView*> both = {m_window.eventTableView, m_window.segmentTableView};
+    for (QTableView* table : both) {
+        auto* separator = new QAction(table);
+        separator->setSeparator(true);
+        table->addAction(separator);
+    }
     QAction* save = addAction(m_window, both, u"saveListAction"_s, u"存储列表…"_s, u"Ctrl+S"_s);
     QAction* openList = addAction(m_window, both, u"openListAction"_s, u"打开列表…"_s, u"Ctrl+O"_s);
     QAction* exportList = addAction(m_window, {m_window.segmentTableView}, u"exportListAction"_s, u"导出…"_s);
     connect(save, &QAction::triggered, this, &ListDocuments::chooseAndStore);
     connect(openList, &QAction::triggered, this, &ListDocuments::chooseAndOpen);
     connect(exportList, &QAction::triggered, this, &ListDocuments::chooseAndExport);
+    connect(&m_window, &MainWindow::listDropped, this, &ListDocuments::open);
 }
 
 // Storing
@@ -142,13 +148,6 @@ void ListDocuments::store(const FileURL& file)
 }
 
 // Opening
-
-bool ListDocuments::isListName(const FileURL& file)
-{
-    static const QStringList endings = {u"json"_s, u"otio"_s, u"edl"_s,    u"llc"_s,
-                                        u"csv"_s,  u"tsv"_s,  u"ffmeta"_s, u"xml"_s};
-    return endings.contains(file.pathExtension().toLower());
-}
 
 void ListDocuments::chooseAndOpen()
 {

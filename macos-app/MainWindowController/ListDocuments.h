@@ -21,8 +21,6 @@ public:
 
     /// Opens a list of any kind, as the command does after its dialog.
     void open(const FileURL& file);
-    /// Whether a file is taken for a list when it is dropped.
-    [[nodiscard]] static bool isListName(const FileURL& file);
 
 Q_SIGNALS:
     /// Takes the place of the present list: one step of the history of that name.

@@ -8,6 +8,7 @@
 #include "Controls/Stepper.h"
 #include "Controls/TintedButton.h"
 #include "Controls/ToggleAccessibility.h"
+#include "CutLists/CutListKinds.h"
 #include "MainWindowController/EventTableModel.h"
 #include "MainWindowController/MonospacedDelegate.h"
 #include "MainWindowController/PanelParts.h"
@@ -23,10 +24,12 @@
 #include <QDragEnterEvent>
 #include <QEvent>
 #include <QGridLayout>
+#include <QMimeData>
 #include <QRadioButton>
 #include <QScrollArea>
 #include <QShortcut>
 #include <QTableView>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
@@ -166,6 +169,13 @@ void MainWindow::dragLeaveEvent(QDragLeaveEvent* /*event*/)
 void MainWindow::dropEvent(QDropEvent* event)
 {
     event->setDropAction(Qt::CopyAction);
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (const FileURL first(urls.value(0).toLocalFile()); m_dropField == videoPathField && hasListName(first)) {
+        m_dropField->forgetDrop();
+        event->accept();
+        Q_EMIT listDropped(first);
+        return;
+    }
     event->setAccepted(m_dropField && m_dropField->takeDrop(event->mimeData()));
 }
 

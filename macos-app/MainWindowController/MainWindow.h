@@ -2,6 +2,7 @@
 
 #include "Controls/FittingLabel.h"
 #include "MainWindowController/FadeStrategyRow.h"
+#include "Models/FileURL.h"
 
 #include <QMainWindow>
 
@@ -69,6 +70,10 @@ public:
     /// installed by then.
     void takeOpeningSize();
     void setVisible(bool visible) override;
+
+Q_SIGNALS:
+    /// A list was dropped beside the fields.
+    void listDropped(const FileURL& file);
 
 protected:
     void changeEvent(QEvent* event) override;
