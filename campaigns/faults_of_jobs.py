@@ -29,7 +29,7 @@ def ffmpeg_signals(trial):
     def send_what_is_due():
         for output, pid in trial.ffmpegs().items():
             number = ALL_SIGNALS[int(output.stem.rpartition("-")[2]) - 1]
-            if output not in sent and output.exists():
+            if output not in sent and output in trial.written_clips():
                 with contextlib.suppress(ProcessLookupError):
                     os.kill(pid, number)
                     sent[output] = number
@@ -57,7 +57,7 @@ def endless_ffmpeg(trial):
     trial.parse_segments([(0, 1)] * 20)
     with false_ffmpeg("trap '' TERM; echo part > \"$output\"; while :; do sleep 1; done"):
         trial.start_split()
-        wait_until(lambda: len(list(trial.clips.glob("*.mp4"))) == 12, "twelve running jobs")
+        wait_until(lambda: len(trial.written_clips()) == 12, "twelve running jobs")
         trial.bring_forward()
         trial.desktop.press("ctrl+q")
         text, detail, window = wait_until(trial.kestrel.alert, "the question")
@@ -90,7 +90,7 @@ def stubborn_grandchild(trial):
     shutil.rmtree(trial.clips)
     with false_ffmpeg("sh -c 'trap \"\" TERM; while :; do sleep 1; done' & echo part > \"$output\"; wait"):
         trial.start_split()
-        wait_until(lambda: len(list(trial.clips.glob("*.mp4"))) == 3, "three running jobs")
+        wait_until(lambda: len(trial.written_clips()) == 3, "three running jobs")
         start = time.monotonic()
         trial.stop_all()
         wait_until(lambda: not trial.kestrel.offspring(), "no process is left", STOPPING_SECONDS + 1)
@@ -172,7 +172,7 @@ def split_with_a_fault(trial, fault, running=2, total=8):
     trial.parse_segments([(0, CLIP_SECONDS)] * total)
     with false_ffmpeg(UNHURRIED):
         trial.start_split()
-        wait_until(lambda: len(list(trial.clips.glob("*.mp4"))) == running, "running jobs")
+        wait_until(lambda: len(trial.written_clips()) == running, "running jobs")
         fault()
         completed, failed = trial.finish_split(total)
     return completed, failed

@@ -127,6 +127,10 @@ class Trial:
                     found[pathlib.Path(os.fsdecode(words[-1]))] = pid
         return found
 
+    def written_clips(self):
+        """Those that ffmpeg has begun; it finds its output there, empty."""
+        return [clip for clip in self.clips.glob("*.mp4") if clip.stat().st_size > 0]
+
     def vitals(self):
         """Descriptors, and megabytes of memory now and at most."""
         status = pathlib.Path(f"/proc/{self.pid}/status").read_text()
