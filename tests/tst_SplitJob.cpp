@@ -387,8 +387,9 @@ private Q_SLOTS:
     {
         const Split split("");
         const QString longName = QString(240, u'x') + u".mp4"_s;
-        for (const QString& name : {u"1.mp4"_s, u"2.mp4"_s, u"3.mp4"_s, longName})
+        for (const QString& name : {u"1.mp4"_s, u"2.mp4"_s, u"3.mp4"_s, u"5.mp4"_s, longName})
             split.tool.write(hiddenName(name, 1), "old " + name.first(1).toUtf8());
+        split.tool.write(u"5.mp4"_s, "");
         split.tool.write(hiddenName(u"2.mp4"_s, 2), "two");
         split.tool.write(u"2.mp4"_s, "new");
         split.tool.write(u"3.mp4"_s, "being written");
@@ -397,8 +398,9 @@ private Q_SLOTS:
         const auto remarks =
             putOlderFilesBack({split.tool.job(u"2.mp4"_s), split.tool.job(longName), split.tool.job(u"4.mp4"_s)});
         ::close(writtenByAnother);
-        QCOMPARE(split.files(), u".3.mp4.kestrel-older=old 3 1.mp4=old 1 2 (原文件 2).mp4=two 2 (原文件).mp4=old 2 "
-                                "2.mp4=new 3.mp4=being written in.mp4=source %1=old x"_s.arg(longName));
+        QCOMPARE(split.files(),
+                 u".3.mp4.kestrel-older=old 3 1.mp4=old 1 2 (原文件 2).mp4=two 2 (原文件).mp4=old 2 "
+                 "2.mp4=new 3.mp4=being written 5 (未完成).mp4= 5.mp4=old 5 in.mp4=source %1=old x"_s.arg(longName));
         QCOMPARE(remarks.keys(), QStringList(split.path(u"2.mp4"_s)));
         QVERIFY(remarks.value(split.path(u"2.mp4"_s)).contains(u"上次中断时的原有文件保留为 “2 (原文件"_s));
     }

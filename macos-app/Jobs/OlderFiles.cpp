@@ -1,7 +1,10 @@
 #include "Jobs/OlderFiles.h"
 
+#include "Jobs/ClipContent.h"
 #include "Jobs/Folder.h"
 #include "Jobs/SideNames.h"
+
+#include <QFile>
 
 #include <algorithm>
 #include <map>
@@ -21,6 +24,15 @@ std::optional<QString> hiddenOutput(const QString& hidden, const QStringList& ou
     const auto isHiddenAs = [&](const QString& output) { return hidden == hiddenName(output, 1); };
     const auto found = std::find_if(outputs.begin(), outputs.end(), isHiddenAs);
     return found == outputs.end() ? std::nullopt : std::optional(*found);
+}
+
+/// Whether this is no more than what an ffmpeg that was killed too has left, or one that goes on has begun.
+bool isUnfinished(const Folder& folder, const FileURL& url)
+{
+    const auto entry = folder.entry(url.lastPathComponent());
+    QFile file(url.path());
+    return entry && entry->kind == Folder::Entry::Kind::file && file.open(QIODevice::ReadOnly) &&
+           (file.size() == 0 || contentOfClip(file) == ClipContent::broken);
 }
 
 } // namespace
@@ -51,10 +63,14 @@ QHash<QString, QString> putOlderFilesBack(const QList<FFmpegJob>& jobs)
             const auto name = hiddenOutput(hidden, outputs);
             if (!name || folder.isLocked(*name) || folder.move(hidden, *name))
                 continue;
+            const FileURL url = FileURL(path).appendingPathComponent(*name);
+            if (isUnfinished(folder, url) &&
+                folder.moveToFirstFree(*name, [&](int number) { return unfinishedName(*name, number); }) &&
+                folder.move(hidden, *name))
+                continue;
             if (const auto newName =
                     folder.moveToFirstFree(hidden, [&](int number) { return olderName(*name, number); }))
-                remarks.insert(FileURL(path).appendingPathComponent(*name).path(),
-                               u"上次中断时的原有文件保留为 “"_s + *newName + u"”"_s);
+                remarks.insert(url.path(), u"上次中断时的原有文件保留为 “"_s + *newName + u"”"_s);
         }
     }
     return remarks;
