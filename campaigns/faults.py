@@ -38,6 +38,11 @@ In every case the numbers of completed and failed jobs make up the total, the wi
 is untouched by us, the program ends with status 0, and no process is left. A gap is the longest time for which the main
 thread answered nothing during the fault; what other programs had of the processors meanwhile does not count.
 
+ffmpeg is given a clip's final name, as the command in the log says. Hence two limits that remain: what somebody puts
+under that name in the tenth of a second between ffmpeg's launch and its opening the file is overwritten; and when
+Kestrel and its ffmpegs are killed together, or the power fails, the clips that were being written stay as far as they
+were. What they were to replace is beside them, hidden, until the next split into that folder puts it back.
+
 | Case | What was seen | Descriptors | Memory, MB | Peak, MB | Gap, ms | Time |
 |---|---|---|---|---|---|---|
 """

@@ -63,9 +63,9 @@ def yes_and_failure(trial):
     return expect_failure_with_reason(trial, "subprocess.run('timeout 3 yes >&2', shell=True)\n")
 
 
-@case("detector prints 60 MB of JSON (100,000 events), twice", twice=True)
+@case("detector prints 200 MB of JSON (100,000 events), twice", twice=True)
 def huge_payload(trial):
-    trial.plan("text = 'x' * 500\nanswer([(0, 1)], events=[{'index': n, 'type': 'cut', 'start': n, 'end': n + 1, "
+    trial.plan("text = 'x' * 1900\nanswer([(0, 1)], events=[{'index': n, 'type': 'cut', 'start': n, 'end': n + 1, "
                "'duration': 1, 'score': 1, 'source': text} for n in range(100000)])")
     status, alert = trial.parse()
     expect(status.startswith("解析完成：100000 个换场，1 个保留片段"), f"{status} {alert}")

@@ -33,12 +33,12 @@ def no_descriptors(trial):
     return alert
 
 
-@case("60 MB of JSON with 100 MB of memory")
+@case("200 MB of JSON with 300 MB of memory")
 def little_memory(trial):
     size = int(re.search(r"VmSize:\s+(\d+)", pathlib.Path(f"/proc/{trial.pid}/status").read_text())[1]) * 1024
     trial.plan("import resource\nresource.setrlimit(resource.RLIMIT_AS, (-1, -1))\n"
-               "for _ in range(60): sys.stdout.write(' ' * 1000000)\nanswer([(0, 1)])")
-    subprocess.run(["prlimit", f"--pid={trial.pid}", f"--as={size + 100_000_000}:unlimited"], check=True)
+               "for _ in range(200): sys.stdout.write(' ' * 1000000)\nanswer([(0, 1)])")
+    subprocess.run(["prlimit", f"--pid={trial.pid}", f"--as={size + 300_000_000}:unlimited"], check=True)
     _, alert = trial.parse()
     subprocess.run(["prlimit", f"--pid={trial.pid}", "--as=unlimited:unlimited"], check=True)
     expect_equal(alert, "内存不足。", "the alert")
