@@ -1,13 +1,11 @@
-"""Quits at random moments of a split, in every way: quits.py <build folder> <number> <how many at a time>
+"""Quits at random moments of a split, in every way: quits.py <build folder> <number> <how many at a time> [first seed]
 
 Older clips lie under every name that the split writes, and under others.
 """
 
 import collections
-import pathlib
 import random
 import re
-import sys
 import time
 
 from endings import WAYS
@@ -55,4 +53,4 @@ class Quits(Campaign):
 
 
 if __name__ == "__main__":
-    sys.exit(run_in_parallel(Quits, pathlib.Path(sys.argv[1]).resolve(), int(sys.argv[2]), int(sys.argv[3])))
+    run_in_parallel(Quits)

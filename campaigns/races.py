@@ -1,4 +1,4 @@
-"""Links, renames and folder swaps while jobs are launched and stopped: races.py <build folder> <number> <at a time>
+"""Links, renames and folder swaps while jobs are launched and stopped: races.py <build folder> <number> <at a time> [first]
 
 Run it by scripts/races, in a mount namespace of its own: a false ffmpeg takes as long as its clip lasts. Whatever somebody
 does to the files around a split, no source and no file of anybody else may change or go.
@@ -9,7 +9,6 @@ import pathlib
 import random
 import shutil
 import signal
-import sys
 import time
 
 from endings import WAYS
@@ -275,4 +274,4 @@ ENDS = [finish, stop, stop, stop_and_retry, quit_in_the_middle, quit_in_the_midd
 
 if __name__ == "__main__":
     with false_ffmpeg(UNHURRIED):
-        sys.exit(run_in_parallel(Races, pathlib.Path(sys.argv[1]).resolve(), int(sys.argv[2]), int(sys.argv[3])))
+        run_in_parallel(Races)

@@ -1,14 +1,12 @@
-"""Splits repeated over older clips, each with an end of its own: resplits.py <build folder> <number> <how many at a time>
+"""Splits repeated over older clips, each with an end of its own: resplits.py <build folder> <number> <how many at a time> [first seed]
 
 Run it by scripts/resplits, in a mount namespace of its own: a false ffmpeg takes as long as its clip lasts.
 """
 
 import contextlib
 import os
-import pathlib
 import random
 import signal
-import sys
 import time
 
 from endings import WAYS
@@ -151,4 +149,4 @@ ENDS = [succeed, fail, lose_an_ffmpeg, stop_one, stop_all, stop_and_retry, quit_
 
 if __name__ == "__main__":
     with false_ffmpeg(UNHURRIED):
-        sys.exit(run_in_parallel(Resplits, pathlib.Path(sys.argv[1]).resolve(), int(sys.argv[2]), int(sys.argv[3])))
+        run_in_parallel(Resplits)

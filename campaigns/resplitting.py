@@ -9,6 +9,7 @@ import random
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -192,17 +193,20 @@ class Campaign:
         self._killed.clear()
 
 
-def run_in_parallel(campaign, build_folder, count, at_once):
-    """So many runs of a campaign, each of its own seed; 0 when nothing was wrong with any."""
+def run_in_parallel(campaign):
+    """So many runs of a campaign, each of its own seed, as the command line says: <build folder> <number> <how many at a
+    time> [first seed]. Ends the process, with status 0 when nothing was wrong with any."""
+    build_folder = pathlib.Path(sys.argv[1]).resolve()
+    count, at_once, first = map(int, [*sys.argv[2:], 0][:3])
     start = time.monotonic()
     with concurrent.futures.ProcessPoolExecutor(at_once) as pool:
         parts = list(pool.map(_run_each, [campaign] * at_once, [build_folder] * at_once,
-                              [range(first, count, at_once) for first in range(at_once)]))
+                              [range(first + lane, first + count, at_once) for lane in range(at_once)]))
     wrong = sum(number for number, _ in parts)
     counts = sum((part for _, part in parts), collections.Counter())
     print(f"\n{count - wrong} of {count} {campaign.__name__.lower()} were in order, {time.monotonic() - start:.0f} s, "
           f"{at_once} at a time: " + ", ".join(f"{name} {number}" for name, number in sorted(counts.items())))
-    return 1 if wrong else 0
+    sys.exit(1 if wrong else 0)
 
 
 def _run_each(campaign, build_folder, numbers):
