@@ -1,6 +1,6 @@
 #include "FuzzTarget.h"
+#include "Models/LineSplitter.h"
 #include "Models/Utf8Text.h"
-#include "Services/LineSplitter.h"
 
 #include <QByteArrayList>
 

@@ -23,7 +23,7 @@ FFmpegReport read(const QByteArray& output, qsizetype chunkSize)
 {
     FFmpegOutputReader reader;
     for (qsizetype start = 0; start < output.size(); start += chunkSize)
-        reader.append(QByteArrayView(output).sliced(start, std::min(chunkSize, output.size() - start)));
+        reader.append(output.mid(start, chunkSize));
     reader.finish();
     return reader.report();
 }
@@ -128,6 +128,44 @@ private Q_SLOTS:
         QCOMPARE(read(banner + firstBlock, 7).reason(), QString());
     }
 
+    void theReasonIsNamedBeforeItsConsequences_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("release 5") << QByteArray("[Parsed_crop_0 @ 0x5] Invalid too big size for width '9999'\n"
+                                                 "Error reinitializing filters!\n"
+                                                 "Failed to inject frame into filter network: Invalid argument\n"
+                                                 "Error while processing the decoded data for stream #0:0\n"
+                                                 "Conversion failed!\n")
+                                   << u"Invalid too big size for width '9999'"_s;
+        QTest::newRow("release 7") << QByteArray("[NULL @ 0x5] Unable to choose an output format for 'o.xyz'\n"
+                                                 "[out#0 @ 0x5] Error initializing the muxer: Invalid argument\n"
+                                                 "Error opening output file o.xyz.\n"
+                                                 "Error opening output files: Invalid argument\n")
+                                   << u"Unable to choose an output format for 'o.xyz'"_s;
+        QTest::newRow("not what a decoder met before")
+            << QByteArray("[h264 @ 0x5] error while decoding MB 3 1\n[h264 @ 0x5] co located POCs unavailable, error\n"
+                          "av_interleaved_write_frame(): No space left on device\n")
+            << u"av_interleaved_write_frame(): No space left on device"_s;
+        QTest::newRow("a decoder's, when there is no other")
+            << QByteArray("[h264 @ 0x5] error while decoding MB 3 1\n") << u"error while decoding MB 3 1"_s;
+    }
+
+    void theReasonIsNamedBeforeItsConsequences()
+    {
+        QFETCH(QByteArray, lines);
+        QTEST(read(banner + lines, 13).reason(), "reason");
+    }
+
+    void sourcesThatLosePicturesBeforeAWholeOne()
+    {
+        for (const auto& [container, losesPictures] :
+             {std::pair("mov,mp4,m4a,3gp,3g2,mj2", false), {"matroska,webm", false}, {"avi", true}, {"mpegts", true}})
+            QCOMPARE(read("Input #0, " + QByteArray(container) + ", from 'a':\n", 9).startsAtKeyFrames, losesPictures);
+        QCOMPARE(read("Input #0, a, from 'a':\n  Duration: N/A, start: -0.992000, bitrate: N/A\n", 9).sourceStart,
+                 std::optional(-0.992));
+    }
+
     void messages_data()
     {
         QTest::addColumn<QByteArray>("lines");
@@ -142,11 +180,18 @@ private Q_SLOTS:
                                      << u"Exiting normally, received signal 15."_s << false;
         QTest::newRow("damaged picture")
             << QByteArray("[h264 @ 0x55ce3a94d840] error while decoding MB 33 19, bytestream -27\n")
-            << u"[h264] error while decoding MB 33 19, bytestream -27"_s << true;
+            << u"error while decoding MB 33 19, bytestream -27"_s << true;
         QTest::newRow("full disk") << QByteArray("Error writing trailer of o.mp4: No space left on device\n")
                                    << u"Error writing trailer of o.mp4: No space left on device"_s << true;
         QTest::newRow("harmless after a seek") << QByteArray("[h264 @ 0x5575a7226b00] mmco: unref short failure\n")
-                                               << u"[h264] mmco: unref short failure"_s << false;
+                                               << u"mmco: unref short failure"_s << false;
+        QTest::newRow("speakers are left out")
+            << QByteArray(
+                   "[aist#0:1/mp2] [dec:mp2 @ 0x564647d03d80] Error submitting packet to decoder: Invalid data\n")
+            << u"Error submitting packet to decoder: Invalid data"_s << true;
+        QTest::newRow("a line that nobody reads to its end")
+            << QByteArray("Error " + QByteArray(10'000'000, 'x') + '\n') << u"Error "_s + QString(294, u'x') + u'…'
+            << false;
         QTest::newRow("statistics") << QByteArray("[libx264 @ 0x55] frame I:1     Avg QP:16.37  size:  9691\n"
                                                   "video:319kB audio:0kB muxing overhead: unknown\n")
                                     << QString() << false;

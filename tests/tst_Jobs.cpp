@@ -1,3 +1,4 @@
+#include "Jobs/ClipVerification.h"
 #include "Models/EventSummary.h"
 #include "Models/FadeRemovalStrategy.h"
 #include "Models/JobBuilder.h"
@@ -63,6 +64,68 @@ private Q_SLOTS:
         job.start = -3;
         QCOMPARE(job.arguments().join(u'|'),
                  u"-y|-hide_banner|-ss|0|-i|/v/long film.mp4|-t|30|-strict|-2|/out/c-01.mp4"_s);
+    }
+
+    void doubtsAboutClips_data()
+    {
+        QTest::addColumn<FFmpegReport>("report");
+        QTest::addColumn<ClipContent>("content");
+        QTest::addColumn<QString>("doubt"); // of a clip of 2 seconds
+
+        FFmpegReport good;
+        good.sourceDuration = 60;
+        good.frameRate = 25;
+        good.frames = 50;
+        good.outTime = 2;
+        good.hasSound = true;
+        const auto row = [](const char* name, const FFmpegReport& report, const QString& doubt,
+                            ClipContent content = ClipContent::playable) {
+            QTest::newRow(name) << report << content << doubt;
+        };
+        row("whole", good, {});
+        row("a container that nothing is known of", good, {}, ClipContent::unknown);
+        row("nothing to play", good, u"片段无法播放"_s, ClipContent::broken);
+        FFmpegReport report = good;
+        report.frames = 0;
+        row("no picture", report, u"没有写出任何画面"_s);
+        report.frames = 49;
+        row("one picture less", report, u"只写出 49 个画面，应为 50 个"_s);
+        report.frameRate = 24000.0 / 1001;
+        report.frames = 47;
+        row("a rate that does not fill the piece", report, {});
+        report = good;
+        report.repeatedFrames = 1;
+        row("one picture twice", report, u"只写出 49 个画面，应为 50 个"_s);
+        report = good;
+        report.frames = 30;
+        row("a rate that varies under sound that does not", report, {});
+        report.startsAtKeyFrames = true;
+        row("pictures lost under sound", report, u"只写出 1.200s，应为 2.000s"_s);
+        report = good;
+        report.frames = 30;
+        report.sourceStart = -0.8;
+        row("pictures before zero", report, u"只写出 30 个画面，应为 50 个"_s);
+        report = good;
+        report.sourceDuration = 2;
+        report.frames = 40;
+        row("pictures that are over before the sound", report, {});
+        report = good;
+        report.outTime = 1;
+        report.frames.reset();
+        row("too short", report, u"只写出 1.000s，应为 2.000s"_s);
+        report = good;
+        report.fault = u"damaged"_s;
+        row("damage", report, u"ffmpeg 报告了错误：damaged"_s);
+    }
+
+    void doubtsAboutClips()
+    {
+        QFETCH(FFmpegReport, report);
+        QFETCH(ClipContent, content);
+        const auto doubt = doubtAboutClip(FFmpegJob{1, {}, {}, 0, 2, {}}, report, 1000, content);
+        QTEST(doubt.value_or(ClipDoubt()).text, "doubt");
+        QVERIFY(doubtAboutClip({}, report, std::nullopt, content)->isWorthless);
+        QCOMPARE(doubtAboutClip({}, report, 0, content)->text, u"输出文件是空的"_s);
     }
 
     void eventSummary()

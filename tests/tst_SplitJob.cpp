@@ -92,7 +92,8 @@ struct Split
 
 /// In a script: the clip, as far as it goes when the job is stopped.
 const QByteArray writing = "echo part > \"$output\"; ";
-const QByteArray waiting = "read line < gate & echo ready; wait";
+const QByteArray waiting = "echo ready; read line < gate";
+const QByteArray waitingForTrap = "read line < gate & echo ready; wait";
 const QByteArray succeeding = "echo new > \"$output\"; printf 'out_time_us=1000000\\nprogress=end\\n'";
 
 using Change = std::function<void(const Split&)>;
@@ -121,6 +122,9 @@ private Q_SLOTS:
         runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=160x90:rate=25:duration=12"_s, u"-vf"_s,
                  u"select=lt(t\\,6)+not(mod(n\\,12))"_s, u"-vsync"_s, u"vfr"_s, m_folder.filePath(u"varying.mp4"_s)});
         runTool({u"-i"_s, good, u"-c:v"_s, u"mpeg2video"_s, u"-c:a"_s, u"mp2"_s, m_folder.filePath(u"good.mpg"_s)});
+        runTool({u"-i"_s, good, u"-c"_s, u"copy"_s, m_folder.filePath(u"good.avi"_s)});
+        runTool({u"-i"_s, good, u"-vf"_s, u"setpts=PTS-1/TB"_s, u"-af"_s, u"asetpts=PTS-1/TB"_s,
+                 u"-avoid_negative_ts"_s, u"disabled"_s, m_folder.filePath(u"before zero.mkv"_s)});
         runTool({u"-i"_s, good, u"-an"_s, u"-c"_s, u"copy"_s, m_folder.filePath(u"silent.ts"_s)});
     }
 
@@ -142,6 +146,13 @@ private Q_SLOTS:
             << u"silent.ts"_s << 0.0 << 3.0 << u"o.mp4"_s << JobOutcome::completed << u""_s;
         QTest::newRow("pictures lost by the seek")
             << u"silent.ts"_s << 5.0 << 5.0 << u"o.mp4"_s << JobOutcome::doubtful << u"，应为 5.000s"_s;
+        QTest::newRow("pictures repeated for lost ones")
+            << u"good.mpg"_s << 3.0 << 2.0 << u"o.mpg"_s << JobOutcome::doubtful << u" 个画面，应为 50 个"_s;
+        QTest::newRow("the last picture lost by a start before zero")
+            << u"before zero.mkv"_s << 3.0 << 2.0 << u"o.mkv"_s << JobOutcome::doubtful
+            << u"只写出 49 个画面，应为 50 个"_s;
+        QTest::newRow("AVI lost its beginning")
+            << u"good.avi"_s << 0.04 << 5.0 << u"o.avi"_s << JobOutcome::doubtful << u"应为"_s;
         QTest::newRow("beyond the end") << u"good.mp4"_s << 20.0 << 2.0 << u"o.mp4"_s << JobOutcome::doubtful
                                         << u"没有写出任何画面"_s;
         QTest::newRow("across the truncation")
@@ -189,9 +200,9 @@ private Q_SLOTS:
         row("a new file goes", writing, nothing, nothing, u"in.mp4=source"_s);
         row("nothing written", "", nothing, nothing, u"in.mp4=source"_s);
         row("an older file is put back", writing, older, nothing, u"in.mp4=source out.mp4=old"_s);
-        row("ffmpeg that ends with a status of its own", "trap 'exit 255' TERM; " + writing, older, nothing,
-            u"in.mp4=source out.mp4=old"_s);
-        row("ffmpeg that ignores the request", "trap '' TERM; " + writing, older, nothing,
+        row("ffmpeg that ends with a status of its own", "trap 'exit 255' TERM; " + writing + waitingForTrap, older,
+            nothing, u"in.mp4=source out.mp4=old"_s);
+        row("ffmpeg that ignores the request", "trap '' TERM; " + writing + waitingForTrap, older, nothing,
             u"in.mp4=source out.mp4=old"_s);
         row(
             "an older link is put back, its target untouched", writing,
@@ -246,7 +257,7 @@ private Q_SLOTS:
 
     void aJobThatHadSucceededIsNotStopped()
     {
-        Split split("finish() { " + succeeding + "; exit 0; }; trap finish TERM; " + waiting);
+        Split split("finish() { " + succeeding + "; exit 0; }; trap finish TERM; " + waitingForTrap);
         split.launch();
         QTRY_VERIFY_WITH_TIMEOUT(split.isReady, patience);
         split.job->stop();

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Frames/FrameReplyReader.h"
+#include "Models/LineSplitter.h"
 #include "Services/ChildProcess.h"
-#include "Services/LineSplitter.h"
 #include "Services/RuntimeConfiguration.h"
 
 #include <functional>

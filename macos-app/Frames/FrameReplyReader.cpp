@@ -30,7 +30,6 @@ void FrameReplyReader::readLine(const QByteArray& line)
         m_packets.readLine(line);
         return;
     }
-    static const QRegularExpression containerStart(uR"(^\s*Duration: [^,]+, start: (-?)(\d+)\.(\d{6}))"_s);
     static const QRegularExpression clock(uR"(config in time_base: (\d+)/(\d+), frame_rate: (\d+)/(\d+))"_s);
     if (line.startsWith(timedPrefix)) {
         if (const auto match = matched(clock, line)) {
@@ -43,22 +42,25 @@ void FrameReplyReader::readLine(const QByteArray& line)
             m_hasClock = m_clock.tickNumerator > 0 && m_clock.tickDenominator > 0;
         }
         readTimedFrame(line);
-    } else if (line.startsWith("Input #0, ")) {
-        m_clock.seeksExactly = line.startsWith("Input #0, mov,") || line.startsWith("Input #0, matroska,");
-    } else if (line.startsWith("  Stream #0:") && !line.contains(" -> ") && !m_hasClock) {
-        m_clock.hasOneStream = ++m_streamCount == 1;
-        if (line.contains(": Video: "))
-            m_clock.packetsAreFrames =
-                ++m_videoStreamCount == 1 && line.contains(": h264") && line.contains("progressive");
     } else if (line.startsWith(drawnPrefix)) {
         readTimedFrame(line);
-    } else if (const auto match = m_hasStart ? std::nullopt : matched(containerStart, line)) {
-        m_hasStart = true;
-        const qint64 start = match->captured(2).toLongLong() * 1'000'000 + match->captured(3).toLongLong();
-        m_clock.startMicroseconds = match->captured(1).isEmpty() ? start : -start;
+    } else if (m_source.readLine(line)) {
+        takeBanner();
     } else if (!line.trimmed().isEmpty()) {
         m_lastWords = line.trimmed();
     }
+}
+
+void FrameReplyReader::takeBanner()
+{
+    const SourceBanner& source = m_source.banner();
+    const auto isVideo = [](const SourceStream& stream) { return stream.kind == SourceStream::Kind::video; };
+    const auto video = std::find_if(source.streams.begin(), source.streams.end(), isVideo);
+    m_clock.seeksExactly = source.seeksExactly;
+    m_clock.startMicroseconds = source.startMicroseconds.value_or(0);
+    m_clock.hasOneStream = source.streams.size() <= 1;
+    m_clock.packetsAreFrames = std::count_if(source.streams.begin(), source.streams.end(), isVideo) == 1 &&
+                               video->codec == "h264" && video->description.contains("progressive");
 }
 
 void FrameReplyReader::readTimedFrame(const QByteArray& line)

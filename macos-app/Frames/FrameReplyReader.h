@@ -2,6 +2,7 @@
 
 #include "Frames/FrameQuery.h"
 #include "Frames/PacketTimes.h"
+#include "Models/SourceBanner.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -51,6 +52,7 @@ public:
     [[nodiscard]] const QByteArray& lastWords() const { return m_lastWords; }
 
 private:
+    void takeBanner();
     void readTimedFrame(const QByteArray& line);
     [[nodiscard]] std::optional<FrameReply> packetReply() const;
     [[nodiscard]] std::optional<FrameReply> decodedReply() const;
@@ -59,9 +61,7 @@ private:
     VideoClock m_clock;
     PacketTimes m_packets;
     bool m_hasClock = false; ///< a decoder has told it
-    bool m_hasStart = false;
-    int m_streamCount = 0;
-    int m_videoStreamCount = 0;
+    SourceBannerReader m_source;
     QSize m_sourceSize;
     QList<qint64> m_frames;
     QList<std::optional<qint64>> m_drawnFrames; ///< nothing for a frame without a time

@@ -1,8 +1,10 @@
 #include "Jobs/ClipVerification.h"
 
+#include "Models/NumberText.h"
 #include "Models/TimeText.h"
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +39,36 @@ std::optional<double> expectedLength(const FFmpegJob& job, const FFmpegReport& r
     return std::min(job.duration, *report.sourceDuration - job.start);
 }
 
+/// How many pictures of a constant rate lie in so long a piece at least, wherever it begins. Not known at the source's
+/// end, where the pictures may be over before the sound is.
+std::optional<qint64> leastPictures(const FFmpegJob& job, const FFmpegReport& report)
+{
+    constexpr double longestTail = 0.5;
+    if (!report.frames || !report.frameRate || !report.sourceDuration ||
+        job.start + job.duration > *report.sourceDuration - longestTail)
+        return std::nullopt;
+    const double length = parseDecimal(formatSecondsArgument(job.duration)).value_or(0);
+    const double milliseconds = 1000 / *report.frameRate;
+    const bool standsOnMilliseconds = milliseconds == std::round(milliseconds);
+    const double rounding = standsOnMilliseconds ? -1e-6 : *report.frameRate / 1000; // of times in containers
+    return static_cast<qint64>(std::clamp(std::floor(length * *report.frameRate - rounding), 0.0, 1e15));
+}
+
+/// What is wrong with the number of pictures. A seek loses one or two at the clip's edges, and those before the
+/// source's zero; where more are missing, the rate varies although the source does not own up to it.
+std::optional<ClipDoubt> doubtAboutPictures(const FFmpegJob& job, const FFmpegReport& report)
+{
+    constexpr double usuallyLost = 2;
+    const auto expected = leastPictures(job, report);
+    const qint64 written = report.frames.value_or(0) - report.repeatedFrames.value_or(0);
+    if (!expected || written >= *expected)
+        return std::nullopt;
+    const double mostLost = usuallyLost + std::max(0.0, -report.sourceStart.value_or(0)) * *report.frameRate;
+    if (!report.startsAtKeyFrames && static_cast<double>(*expected - written) > mostLost)
+        return std::nullopt;
+    return ClipDoubt{u"只写出 %1 个画面，应为 %2 个"_s.arg(written).arg(*expected)};
+}
+
 } // namespace
 
 std::optional<ClipDoubt> doubtAboutClip(const FFmpegJob& job, const FFmpegReport& report,
@@ -56,6 +88,8 @@ std::optional<ClipDoubt> doubtAboutClip(const FFmpegJob& job, const FFmpegReport
     const double frame = report.frameRate ? 1 / *report.frameRate : usualLongestFrame;
     if (const auto expected = expectedLength(job, report); expected && written < *expected - frame - tolerance)
         return ClipDoubt{u"只写出 %1，应为 %2"_s.arg(formatShortSeconds(written), formatShortSeconds(*expected))};
+    if (auto doubt = doubtAboutPictures(job, report))
+        return doubt;
     if (!report.fault.isEmpty())
         return ClipDoubt{u"ffmpeg 报告了错误："_s + report.fault};
     return std::nullopt;

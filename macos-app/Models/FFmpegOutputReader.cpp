@@ -24,17 +24,42 @@ constexpr std::array faultWords = {
     "decoding error",         "error writing trailer of", "error closing file",
     "no space left on device"};
 
+/// What ffmpeg says of the consequences, after it has named the error itself.
+constexpr std::array generalities = {"error while processing",
+                                     "error reinitializing filters",
+                                     "error initializing output stream",
+                                     "failed to inject frame into filter network",
+                                     "error while filtering",
+                                     "error sending frames to consumers",
+                                     "task finished with error code",
+                                     "error opening input file",
+                                     "error opening output file",
+                                     "error marking filters as finished"};
+
+/// A decoder meets gaps and beginnings that are no reason for a failure.
+constexpr std::array decoderWords = {"error while decoding",
+                                     "error submitting packet to decoder",
+                                     "decoding error",
+                                     "corrupt decoded frame",
+                                     "[vist#",
+                                     "[aist#",
+                                     "[dec:"};
+
+constexpr qsizetype longestLine = 4096;
+constexpr qsizetype longestMessage = 300; ///< that a person reads
+
 template<typename Words>
 bool holdsAny(const QByteArray& lowerCaseLine, const Words& words)
 {
     return std::any_of(words.begin(), words.end(), [&](const char* word) { return lowerCaseLine.contains(word); });
 }
 
-/// Without the address of the part that speaks, "[h264 @ 0x55d1c0]", which tells nobody anything.
-QString readable(QByteArrayView line)
+/// Without the parts of ffmpeg that speak, "[aist#0:1/mp2] [dec:mp2 @ 0x564647d03d80]", which tell nobody anything.
+QString readable(const QByteArray& line)
 {
-    static const QRegularExpression address(u"^\\[([^\\]]+) @ 0x[0-9a-f]+\\]"_s);
-    return QString::fromUtf8(line).trimmed().replace(address, u"[\\1]"_s);
+    static const QRegularExpression speakers(u"^(\\[[^\\]]*\\]\\s*)+"_s);
+    const QString words = QString::fromUtf8(line).trimmed().remove(speakers);
+    return words.size() > longestMessage ? words.first(longestMessage) + u'…' : words;
 }
 
 std::optional<double> decimal(QByteArrayView text)
@@ -47,31 +72,6 @@ std::optional<qint64> integer(QByteArrayView text)
     return parseInteger(QString::fromLatin1(text));
 }
 
-/// "01:02:03.45"; nothing for "N/A".
-std::optional<double> bannerTime(QByteArrayView text)
-{
-    double seconds = 0;
-    const QByteArrayList pieces = text.toByteArray().split(':');
-    for (const QByteArray& piece : pieces) {
-        const auto value = decimal(piece);
-        if (!value || pieces.size() != 3)
-            return std::nullopt;
-        seconds = seconds * 60 + *value;
-    }
-    return seconds;
-}
-
-/// Of "Stream #0:0: Video: h264, 640x360, 25 fps, 50 tbr", the 25 that stands before " fps".
-std::optional<double> rateOf(const QByteArray& line, QByteArrayView unit)
-{
-    for (const QByteArray& piece : line.split(',')) {
-        const QByteArray property = piece.trimmed();
-        if (const auto rate = property.endsWith(unit) ? decimal(property.chopped(unit.size())) : std::nullopt)
-            return rate;
-    }
-    return std::nullopt;
-}
-
 /// The banner rounds: 23.98 stands for 24000/1001.
 double exactFrameRate(double shown)
 {
@@ -82,6 +82,11 @@ double exactFrameRate(double shown)
 
 } // namespace
 
+QString FFmpegReport::reason() const
+{
+    return !firstError.isEmpty() ? firstError : !lastError.isEmpty() ? lastError : lastWords;
+}
+
 std::optional<double> FFmpegReport::length() const
 {
     std::optional<double> counted;
@@ -90,37 +95,17 @@ std::optional<double> FFmpegReport::length() const
     return std::max(counted, outTime);
 }
 
-void FFmpegOutputReader::append(QByteArrayView chunk)
-{
-    const auto endsLine = [](char c) { return c == '\n' || c == '\r'; };
-    const auto* start = chunk.begin();
-    for (const auto* end = std::find_if(start, chunk.end(), endsLine); end != chunk.end();
-         end = std::find_if(start, chunk.end(), endsLine)) {
-        if (m_pending.isEmpty()) {
-            readLine(QByteArrayView(start, end));
-        } else {
-            m_pending.append(QByteArrayView(start, end));
-            readLine(std::exchange(m_pending, QByteArray()));
-        }
-        start = end + 1;
-    }
-    m_pending.append(QByteArrayView(start, chunk.end()));
-}
+FFmpegOutputReader::FFmpegOutputReader()
+    : m_lines([this](const QByteArray& line) { readLine(line); }, longestLine, "\n\r")
+{}
 
-void FFmpegOutputReader::finish()
-{
-    readLine(std::exchange(m_pending, QByteArray()));
-}
-
-void FFmpegOutputReader::readLine(QByteArrayView line)
+void FFmpegOutputReader::readLine(const QByteArray& line)
 {
     if (line.trimmed().isEmpty() || line.startsWith("Conversion failed"))
         return;
     m_report.lastWords.clear();
-    if (readProgress(line))
-        return;
-    readBanner(line);
-    readMessage(line);
+    if (!readProgress(line) && !readBanner(line))
+        readMessage(line);
 }
 
 /// Besides the lines of a block, "key=value", this is the status line for people: "frame=   92 fps= 46 q=28.0 ...".
@@ -134,6 +119,8 @@ bool FFmpegOutputReader::readProgress(QByteArrayView line)
     const QByteArrayView value = line.sliced(equals + 1).trimmed();
     if (key == "frame") {
         m_block.frames = integer(value);
+    } else if (key == "dup_frames") {
+        m_block.repeatedFrames = integer(value);
     } else if (key == "out_time_us") {
         if (const auto microseconds = integer(value))
             m_block.outTime = clampedToZero(static_cast<double>(*microseconds) / 1e6);
@@ -141,6 +128,7 @@ bool FFmpegOutputReader::readProgress(QByteArrayView line)
         m_block.speed = value.endsWith('x') ? decimal(value.chopped(1).trimmed()) : std::nullopt;
     } else if (key == "progress") {
         m_report.frames = m_block.frames;
+        m_report.repeatedFrames = m_block.repeatedFrames;
         m_report.outTime = m_block.outTime;
         m_report.speed = m_block.speed;
         m_block = {};
@@ -148,61 +136,69 @@ bool FFmpegOutputReader::readProgress(QByteArrayView line)
     return true;
 }
 
-void FFmpegOutputReader::readBanner(QByteArrayView line)
+/// Its lines are indented, or hold a file's name.
+bool FFmpegOutputReader::readBanner(const QByteArray& line)
 {
-    const QByteArray text = line.trimmed().toByteArray();
-    if (line.startsWith("Input #0, mpeg")) // a program or transport stream
-        m_report.startsAtKeyFrames = true;
-    if (line.startsWith("Input #"))
-        m_section = Section::input;
-    else if (line.startsWith("Output #"))
-        m_section = Section::output;
-    else if (m_section == Section::input && text.startsWith("Duration: ") && !m_report.sourceDuration)
-        m_report.sourceDuration = bannerTime(text.mid(10, text.indexOf(',') - 10));
-    else if (m_section == Section::input && text.startsWith("Stream #"))
-        readInputStream(text);
-    else if (m_section == Section::output && text.startsWith("Stream #"))
-        readOutputStream(text);
-}
-
-/// "Stream #0:1[0x1](und): Audio: aac (LC)": what follows the number differs between formats.
-void FFmpegOutputReader::readInputStream(const QByteArray& line)
-{
-    if (line.contains(": Video: ") && rateOf(line, " fps") != rateOf(line, " tbr"))
-        m_frameRateVaries = true;
-    if (line.contains(": Audio: ")) {
-        static const QRegularExpression name(u"^Stream #\\d+:\\d+"_s);
-        m_soundStreams.append(name.match(QString::fromLatin1(line)).captured().toLatin1().toLower() + ':');
+    if (m_source.readLine(line)) {
+        m_report.sourceDuration = m_source.banner().duration;
+        if (const auto start = m_source.banner().startMicroseconds)
+            m_report.sourceStart = static_cast<double>(*start) / 1e6;
+        m_report.startsAtKeyFrames = !m_source.banner().seeksExactly;
+        return true;
     }
+    if (line.startsWith("Output #"))
+        m_hasOutput = true;
+    else if (m_hasOutput && line.trimmed().startsWith("Stream #"))
+        readOutputStream(line);
+    return line.startsWith(' ') || line.startsWith("Input #") || line.startsWith("Output #");
 }
 
 void FFmpegOutputReader::readOutputStream(const QByteArray& line)
 {
     if (line.contains(": Audio: "))
         m_report.hasSound = true;
-    if (const auto rate = rateOf(line, " fps"); rate > 0.0 && !m_frameRateVaries && line.contains(": Video: "))
+    const QList<SourceStream>& streams = m_source.banner().streams;
+    const bool rateVaries = std::any_of(streams.begin(), streams.end(), [](const SourceStream& stream) {
+        return stream.kind == SourceStream::Kind::video && stream.frameRateVaries;
+    });
+    if (const auto rate = bannerRate(line, " fps"); rate > 0.0 && !rateVaries && line.contains(": Video: "))
         m_report.frameRate = exactFrameRate(*rate);
 }
 
-/// The banner's own lines are indented, or hold a file's name.
-void FFmpegOutputReader::readMessage(QByteArrayView line)
+void FFmpegOutputReader::readMessage(const QByteArray& line)
 {
-    if (line.startsWith(' ') || line.startsWith("Input #") || line.startsWith("Output #"))
-        return;
-    const QByteArray lowerCase = line.toByteArray().toLower();
+    const QByteArray lowerCase = line.toLower();
+    const QString words = readable(line);
     if (!line.startsWith('[')) // which is a part of ffmpeg
-        m_report.lastWords = readable(line);
+        m_report.lastWords = words;
     if (!holdsAny(lowerCase, errorWords))
         return;
-    m_report.lastError = readable(line);
+    const bool isGeneral = holdsAny(lowerCase, generalities);
+    if (!isGeneral || m_lastErrorIsGeneral) {
+        m_report.lastError = words;
+        m_lastErrorIsGeneral = isGeneral;
+    }
+    if (m_report.firstError.isEmpty() && !isGeneral && !isFromDecoder(lowerCase))
+        m_report.firstError = words;
     if (m_report.fault.isEmpty() && holdsAny(lowerCase, faultWords) && !isSoundBeforeOutput(lowerCase))
-        m_report.fault = m_report.lastError;
+        m_report.fault = words;
 }
 
 /// After a seek some sound decoders are given the rest of a frame first. The output begins with the first whole one.
 bool FFmpegOutputReader::isSoundBeforeOutput(const QByteArray& lowerCaseLine) const
 {
-    const auto isNamed = [&](const QByteArray& stream) { return lowerCaseLine.contains(stream); };
-    return m_section != Section::output &&
-           (lowerCaseLine.startsWith("[aist#") || std::any_of(m_soundStreams.begin(), m_soundStreams.end(), isNamed));
+    const auto isNamed = [&](const SourceStream& stream) {
+        return stream.kind == SourceStream::Kind::audio && lowerCaseLine.contains(stream.name + ':');
+    };
+    const QList<SourceStream>& streams = m_source.banner().streams;
+    return !m_hasOutput && (lowerCaseLine.startsWith("[aist#") || std::any_of(streams.begin(), streams.end(), isNamed));
+}
+
+bool FFmpegOutputReader::isFromDecoder(const QByteArray& lowerCaseLine) const
+{
+    const auto speaks = [&](const SourceStream& stream) {
+        return lowerCaseLine.startsWith('[' + stream.codec + " @ ");
+    };
+    const QList<SourceStream>& streams = m_source.banner().streams;
+    return holdsAny(lowerCaseLine, decoderWords) || std::any_of(streams.begin(), streams.end(), speaks);
 }

@@ -1,11 +1,11 @@
 #include "Services/DetectorService.h"
 
+#include "Models/LineSplitter.h"
 #include "Models/NumberText.h"
 #include "Models/PayloadDecoder.h"
 #include "Models/Utf8Text.h"
 #include "Services/AppRuntimeError.h"
 #include "Services/ChildProcess.h"
-#include "Services/LineSplitter.h"
 #include "Services/OutputEnds.h"
 
 #include <QFile>

@@ -1,17 +1,20 @@
-#include "Services/LineSplitter.h"
+#include "Models/LineSplitter.h"
 
 #include <algorithm>
 #include <utility>
 
 void LineSplitter::append(const QByteArray& chunk)
 {
-    qsizetype start = 0;
-    for (qsizetype end = chunk.indexOf('\n'); end >= 0; end = chunk.indexOf('\n', start)) {
-        extendLine(chunk.constData() + start, end - start);
+    const auto nextEnd = [&](auto from) {
+        return std::find_first_of(from, chunk.end(), m_lineEnds.begin(), m_lineEnds.end());
+    };
+    const auto* start = chunk.begin();
+    for (const auto* end = nextEnd(start); end != chunk.end(); end = nextEnd(start)) {
+        extendLine(start, end - start);
         m_lineHandler(std::exchange(m_pending, QByteArray()));
         start = end + 1;
     }
-    extendLine(chunk.constData() + start, chunk.size() - start);
+    extendLine(start, chunk.end() - start);
 }
 
 void LineSplitter::extendLine(const char* bytes, qsizetype count)
