@@ -1,10 +1,13 @@
 #include "FakeFFmpeg.h"
 #include "Jobs/OlderFiles.h"
+#include "Jobs/OutputFormats.h"
+#include "Jobs/OutputSafety.h"
 #include "Jobs/SideNames.h"
 #include "Jobs/SplitJob.h"
 #include "Services/MessageError.h"
 
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -161,6 +164,8 @@ private Q_SLOTS:
             << u"truncated.mp4"_s << 10.0 << 1.0 << u"o.mp4"_s << JobOutcome::doubtful << u"没有写出任何画面"_s;
         QTest::newRow("damaged middle") << u"damaged.mp4"_s << 4.0 << 5.0 << u"o.mp4"_s << JobOutcome::doubtful
                                         << u"ffmpeg 报告了错误："_s;
+        QTest::newRow("an extension that ffmpeg cannot write")
+            << u"good.mp4"_s << 0.0 << 1.0 << u"o.xyz"_s << JobOutcome::failed << u"ffmpeg 不能写出 .xyz 格式"_s;
         QTest::newRow("no such source") << u"none.mp4"_s << 0.0 << 1.0 << u"o.mp4"_s << JobOutcome::failed
                                         << u"No such file or directory"_s;
     }
@@ -381,6 +386,39 @@ private Q_SLOTS:
         QTEST(split.files().mid(QStringLiteral("in.mp4=source ").size()), "files");
         QTEST(split.trash(), "trash");
         QTEST(split.end.remark, "remark");
+    }
+
+    /// Against the muxers of the ffmpeg that is installed.
+    void extensionsOfRealMuxers()
+    {
+        const auto saidBy = [](const QStringList& arguments) {
+            QProcess process;
+            process.start(u"ffmpeg"_s, QStringList(u"-hide_banner"_s) + arguments);
+            process.waitForFinished(-1);
+            return QString::fromUtf8(process.readAllStandardOutput());
+        };
+        static const QRegularExpression common(u"Common extensions: (.*)\\."_s);
+        const auto extensionsOf = [&](const QString& muxers) {
+            QStringList extensions;
+            for (const QString& muxer : muxers.split(u' ')) {
+                const auto match = common.match(saidBy({u"-h"_s, u"muxer="_s + muxer}));
+                extensions += match.captured(1).split(u',', Qt::SkipEmptyParts);
+            }
+            return extensions;
+        };
+        const QStringList several =
+            extensionsOf(u"dash hls image2 segment stream_segment smoothstreaming webm_chunk hds tee fifo"_s);
+        QVERIFY(several.contains(u"m3u8"_s) && several.contains(u"png"_s));
+        for (const QString& extension : several)
+            QVERIFY2(makesSeveralFiles(extension.trimmed()), qPrintable(extension));
+        const QStringList single = extensionsOf(u"mp4 mov ipod f4v ismv matroska webm avi flv mpegts mpeg vob svcd asf "
+                                                "ogg ogv mxf gxf nut dv rm swf wtv gif h264 hevc mjpeg ivf"_s);
+        QVERIFY(single.contains(u"mp4"_s) && single.contains(u"mts"_s));
+        for (const QString& extension : single)
+            QVERIFY2(!doubtAboutExtension(extension.trimmed()), qPrintable(extension));
+        QVERIFY(doubtAboutExtension(u"xyz"_s)->contains(u".xyz"_s) && doubtAboutExtension({}) &&
+                doubtAboutExtension(u"3GP"_s) && !doubtAboutExtension(u"MP4"_s));
+        QVERIFY_THROWS_EXCEPTION(AppRuntimeError, requireSingleFiles({{1, {}, FileURL(u"/a/b-01.M3U8"_s), 0, 1, {}}}));
     }
 
     void launchesThatMustFail()

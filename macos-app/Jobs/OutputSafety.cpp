@@ -1,5 +1,7 @@
 #include "Jobs/OutputSafety.h"
 
+#include "Jobs/OutputFormats.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -50,6 +52,15 @@ void requireSourcesAreSafe(const QList<FFmpegJob>& jobs)
 OutputError sourceWouldBeOverwritten()
 {
     return OutputError(u"输出文件会覆盖源视频，请更换输出目录或前缀。"_s);
+}
+
+void requireSingleFiles(const QList<FFmpegJob>& jobs)
+{
+    for (const FFmpegJob& job : jobs) {
+        const QString extension = job.outputURL.pathExtension();
+        if (makesSeveralFiles(extension))
+            throw OutputError(doubtAboutExtension(extension).value_or(QString()) + u'。');
+    }
 }
 
 QString writingFailureText(const std::error_code& error)

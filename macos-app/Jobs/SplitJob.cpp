@@ -2,6 +2,7 @@
 
 #include "Jobs/ClipContent.h"
 #include "Jobs/ClipVerification.h"
+#include "Jobs/OutputFormats.h"
 #include "Services/ProcessLaunching.h"
 
 #include <QCoreApplication>
@@ -24,9 +25,10 @@ ChildCommand commandOf(const FFmpegJob& job, const RuntimeConfiguration& runtime
             .mergesOutputs = true};
 }
 
-QString remarkOf(const QString& first, const QString& second)
+QString remarkOf(QStringList pieces)
 {
-    return first + (first.isEmpty() || second.isEmpty() ? u""_s : u"；"_s) + second;
+    pieces.removeAll(QString());
+    return pieces.join(u'；');
 }
 
 } // namespace
@@ -88,8 +90,10 @@ JobEnd SplitJob::judgedEnd()
     if (m_stopped)
         return {JobOutcome::stopped, said, m_place.discard()}; // what ffmpeg says of the signal is no news
     const bool canBePlayed = m_place.holdsClip() && contentOfClip(m_place.clip()) == ClipContent::playable;
+    const QString aftermath = canBePlayed ? m_place.keepUnfinished() : m_place.discard();
+    const QString format = doubtAboutExtension(m_job.outputURL.pathExtension()).value_or(QString());
     const QString reason = said.reason().isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : said.reason();
-    return {JobOutcome::failed, said, remarkOf(reason, canBePlayed ? m_place.keepUnfinished() : m_place.discard())};
+    return {JobOutcome::failed, said, remarkOf({format, reason, aftermath})};
 }
 
 JobEnd SplitJob::judgedClip()
@@ -101,6 +105,6 @@ JobEnd SplitJob::judgedClip()
     const bool isWorthless = doubt && doubt->isWorthless && (size.value_or(0) == 0 || m_place.hasOlderFile());
     const QString aftermath = isWorthless ? m_place.discard() : m_place.keep(!doubt);
     if (doubt)
-        return {JobOutcome::doubtful, said, remarkOf(doubt->text, aftermath)};
-    return {JobOutcome::completed, said, remarkOf(aftermath, said.lastError)};
+        return {JobOutcome::doubtful, said, remarkOf({doubt->text, aftermath})};
+    return {JobOutcome::completed, said, remarkOf({aftermath, said.lastError})};
 }

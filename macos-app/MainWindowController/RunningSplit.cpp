@@ -62,6 +62,7 @@ void RunningSplit::tryToStart(const QList<FFmpegJob>& jobs, const std::optional<
 void RunningSplit::run(const QList<FFmpegJob>& jobs, const RuntimeConfiguration& runtime, const QList<int>& retriedRows)
 {
     requireSourcesAreSafe(jobs);
+    requireSingleFiles(jobs);
     const int concurrency = m_concurrency();
     const auto coordinator = std::make_shared<SplitCoordinator>(jobs, concurrency, runtime);
     coordinator->delegate = this;
