@@ -418,7 +418,7 @@ private Q_SLOTS:
             QVERIFY2(!doubtAboutExtension(extension.trimmed()), qPrintable(extension));
         QVERIFY(doubtAboutExtension(u"xyz"_s)->contains(u".xyz"_s) && doubtAboutExtension({}) &&
                 doubtAboutExtension(u"3GP"_s) && !doubtAboutExtension(u"MP4"_s));
-        QVERIFY_THROWS_EXCEPTION(AppRuntimeError, requireSingleFiles({{1, {}, FileURL(u"/a/b-01.M3U8"_s), 0, 1, {}}}));
+        QVERIFY_THROWS_EXCEPTION(OutputError, requireSingleFiles({{1, {}, FileURL(u"/a/b-01.M3U8"_s), 0, 1, {}}}));
     }
 
     void launchesThatMustFail()

@@ -14,8 +14,8 @@ struct JobEnd
 {
     JobOutcome outcome = JobOutcome::failed;
     FFmpegReport report;
-    QString
-        remark; ///< for the user: what is wrong with the clip, why there is none; empty when there is nothing to say
+    QString remark; ///< for the user: what is wrong with the clip, or why there is none; what became of an older file
+    double processorTime = 0; ///< seconds that ffmpeg kept processors busy
 
     /// A doubtful clip counts as written.
     [[nodiscard]] bool succeeded() const { return outcome == JobOutcome::completed || outcome == JobOutcome::doubtful; }

@@ -14,7 +14,7 @@ void createOutputDirectory(const FileURL& url);
 void requireSourcesAreSafe(const QList<FFmpegJob>& jobs);
 [[nodiscard]] OutputError sourceWouldBeOverwritten();
 
-/// Throws AppRuntimeError when ffmpeg would write more files than the outputs.
+/// Throws OutputError when ffmpeg would write more files than the outputs.
 void requireSingleFiles(const QList<FFmpegJob>& jobs);
 
 /// Why a file or folder could not be written, in words for the user.

@@ -26,7 +26,7 @@ RemainingTime::RemainingTime(const QList<double>& durations, int lanes, int proc
     , m_processors(std::max(1, processors))
 {
     for (const double duration : durations)
-        m_jobs.append(Job{.duration = duration});
+        m_jobs.append(Job{.duration = std::isfinite(duration) ? duration : 0});
 }
 
 /// How much lane time passes in a second while so many jobs run.

@@ -77,7 +77,8 @@ void SplitJob::finish()
 {
     m_outputReader.finish();
     m_ended = true;
-    const JobEnd end = judgedEnd();
+    JobEnd end = judgedEnd();
+    end.processorTime = m_process.processorTime();
     if (const auto notify = onEnd)
         notify(end); // may release us
 }

@@ -3,7 +3,6 @@
 #include "Models/NumberText.h"
 #include "RunOverview/FileRevealing.h"
 #include "RunOverview/RunOverviewWindow.h"
-#include "Services/ProcessLaunching.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
 #include <QAction>
@@ -19,7 +18,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -115,7 +113,6 @@ void RunOverview::watchAgain(const QList<int>& rows, int lanes, const std::share
         durations.append(m_model.rows().at(row).job.duration);
     }
     m_remainingTime.emplace(durations, lanes, QThread::idealThreadCount());
-    m_processorTime = processorTimeOfEndedChildren();
     m_coordinator = coordinator;
     coordinator->observer = this;
     m_clock.start();
@@ -163,8 +160,7 @@ void RunOverview::jobDidProgress(int job, const FFmpegReport& report)
 
 void RunOverview::jobDidEnd(int job, const JobEnd& end)
 {
-    const double before = std::exchange(m_processorTime, processorTimeOfEndedChildren());
-    m_remainingTime->end(job, end.succeeded(), m_processorTime - before, now());
+    m_remainingTime->end(job, end.succeeded(), end.processorTime, now());
     m_model.setEnded(m_rowOfJob.at(job), end);
 }
 

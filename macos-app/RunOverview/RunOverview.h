@@ -78,7 +78,6 @@ private:
     QList<int> m_rowOfJob;           ///< ascending
     QList<QPointer<QWidget>> m_logs; ///< of all splits so far, whether anybody has closed them or not
     std::optional<RemainingTime> m_remainingTime;
-    double m_processorTime = 0; ///< of all children that had ended when a job last did
     QElapsedTimer m_clock;
     QTimer m_updateTimer;
     bool m_mayRetry = true;

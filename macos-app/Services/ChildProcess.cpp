@@ -5,6 +5,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -20,6 +21,20 @@ constexpr int pollMilliseconds = 10;
 /// How long what got SIGKILL is awaited. It runs no more, but it may be held by a device, or its status be asked for
 /// by nobody.
 constexpr int killedMilliseconds = 500;
+
+/// The system tells only what all children together have used: what was added since the last of them ended is that of
+/// the one which ends now. Children of several threads may be taken for one another.
+double processorTimeSinceLastEnd()
+{
+    static std::atomic<double> before = 0;
+    rusage usage = {};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    const double now = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    return std::max(0.0, now - before.exchange(now));
+}
 
 } // namespace
 
@@ -74,6 +89,7 @@ ChildProcess::ChildProcess(const ChildCommand& command)
     connect(&m_process, &QProcess::readyReadStandardOutput, this, &ChildProcess::readOutput);
     connect(&m_process, &QProcess::readyReadStandardError, this, &ChildProcess::readOutput);
     connect(&m_process, &QProcess::finished, this, [this] {
+        m_processorTime = processorTimeSinceLastEnd();
         if (m_killTime.isForever())
             endWithin(0);
         pursueEnd();

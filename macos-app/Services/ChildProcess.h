@@ -63,6 +63,9 @@ public:
     /// After the end, how it came: "退出状态 1", "被信号 9 终止".
     [[nodiscard]] QString endDescription() const;
 
+    /// After the end: seconds on all processors that the child and those that it waited for have used.
+    [[nodiscard]] double processorTime() const { return m_processorTime; }
+
 private:
     friend class RunningChildren;
 
@@ -75,5 +78,6 @@ private:
     QTimer m_poll;
     QDeadlineTimer m_killTime = QDeadlineTimer::Forever;
     pid_t m_group = 0; ///< 0: nothing runs
+    double m_processorTime = 0;
     bool m_isListed = false;
 };

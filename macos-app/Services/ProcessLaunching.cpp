@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -35,14 +34,4 @@ void signalProcessGroup(const QProcess& process, int signal)
         return;
     const bool leadsGroup = ::getpgid(pid) == pid;
     ::kill(leadsGroup ? -pid : pid, signal);
-}
-
-double processorTimeOfEndedChildren()
-{
-    rusage usage = {};
-    ::getrusage(RUSAGE_CHILDREN, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }

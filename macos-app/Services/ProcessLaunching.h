@@ -17,6 +17,3 @@ void throwIfLaunchMustFail(const QString& program, const QString& workingDirecto
 
 /// Sends a signal to a running child, and to its process group when it leads one.
 void signalProcessGroup(const QProcess& process, int signal);
-
-/// Seconds of processor time that all children which have ended so far have used, on all processors together.
-[[nodiscard]] double processorTimeOfEndedChildren();
