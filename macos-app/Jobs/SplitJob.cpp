@@ -92,9 +92,11 @@ JobEnd SplitJob::judgedEnd()
         return {JobOutcome::stopped, said, m_place.discard()}; // what ffmpeg says of the signal is no news
     const bool canBePlayed = m_place.holdsClip() && contentOfClip(m_place.clip()) == ClipContent::playable;
     const QString aftermath = canBePlayed ? m_place.keepUnfinished() : m_place.discard();
-    const QString format = doubtAboutExtension(m_job.outputURL.pathExtension()).value_or(QString());
+    const bool sourceWasOpened = said.sourceDuration.has_value();
+    const auto format =
+        sourceWasOpened && !said.length() ? doubtAboutExtension(m_job.outputURL.pathExtension()) : std::nullopt;
     const QString reason = said.reason().isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : said.reason();
-    return {JobOutcome::failed, said, remarkOf({format, reason, aftermath})};
+    return {JobOutcome::failed, said, remarkOf({format.value_or(QString()), reason, aftermath})};
 }
 
 JobEnd SplitJob::judgedClip()
