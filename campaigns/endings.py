@@ -6,16 +6,16 @@ import re
 import subprocess
 
 from kestrel_at_screen import Failure, descendants, middle, send, wait_until
-from quitting import answer, bring_main_window_forward
+from quitting import answer
 
 
 def quit_by_shortcut(kestrel):
-    bring_main_window_forward(kestrel)
+    kestrel.bring_forward("Kestrel")
     kestrel.desktop.press("ctrl+q")
 
 
 def quit_by_menu(kestrel):
-    bring_main_window_forward(kestrel)
+    kestrel.bring_forward("Kestrel")
     click_item(kestrel, "QMenuBar", "Kestrel")
     wait_until(lambda: shown_items(kestrel, "QMenu"), "the open menu")
     click_item(kestrel, "QMenu", "退出 Kestrel")
