@@ -40,20 +40,15 @@ struct Simulation
 Simulation* simulation = nullptr;
 
 /// Lets some turns of the event loop go by, so that the workers end in any order.
-void endLater(WorkerRunner* runner, int turns)
+void afterTurns(int turns, QObject* context, const std::function<void()>& act)
 {
-    const auto next = [runner, turns] {
-        if (turns > 0) {
-            endLater(runner, turns - 1);
-            return;
-        }
-        simulation->running.remove(runner);
-        const bool success = simulation->chance(simulation->stopped.contains(runner) ? 10 : 70);
-        simulation->successes += success ? 1 : 0;
-        if (const auto notify = runner->onCompletion)
-            notify(success);
+    const auto next = [=] {
+        if (turns > 0)
+            afterTurns(turns - 1, context, act);
+        else
+            act();
     };
-    QMetaObject::invokeMethod(runner, next, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(context, next, Qt::QueuedConnection);
 }
 
 } // namespace
@@ -73,7 +68,19 @@ void WorkerRunner::run(const FFmpegJob&, int position, int)
     if (simulation->chance(15))
         throw ProcessLaunchError(QStringLiteral("simulated"));
     simulation->running.insert(this);
-    endLater(this, simulation->random.bounded(6));
+    afterTurns(simulation->random.bounded(6), this, [this] {
+        simulation->running.remove(this);
+        const bool success = simulation->chance(simulation->stopped.contains(this) ? 10 : 70);
+        simulation->successes += success ? 1 : 0;
+        finish(JobEnd{success ? JobOutcome::completed : JobOutcome::failed, {}, {}});
+    });
+}
+
+void WorkerRunner::finish(const JobEnd& end)
+{
+    m_end = end;
+    if (const auto notify = onCompletion)
+        notify(end.succeeded());
 }
 
 void WorkerRunner::stop()
