@@ -104,11 +104,11 @@ class Desktop:
         return bool(self._run("xdotool", "search", "--onlyvisible", "--class", window_class).strip())
 
     def picture(self, path, area=None):
-        """Puts the screen, or a part of it (left, top, width, height), into a PNG file."""
+        """Puts the screen, or a part of it (left, top, width, height), into a PNG file of 256 colours."""
         left, top, width, height = area or (0, 0, *self.screen)
         subprocess.run(["ffmpeg", "-y", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
-                        f"{width}x{height}", "-i", f"{self.display}+{left},{top}", "-frames:v", "1", str(path)],
-                       check=True)
+                        f"{width}x{height}", "-i", f"{self.display}+{left},{top}", "-frames:v", "1", "-vf",
+                        "split[a][b];[a]palettegen[p];[b][p]paletteuse=dither=none", str(path)], check=True)
 
 
 def middle(rect):

@@ -123,6 +123,7 @@ def with_keys_alone(desktop, build_folder):
         kestrel.tab_to("prefixField")
         desktop.press("ctrl+a")
         desktop.type("keys")
+        kestrel.tab_to("fadeStrategyButton.aggressive")  # the chosen one, past the others
         kestrel.tab_to("concurrencyStepper")
         desktop.press("Down", "Down")
         wait_until(lambda: kestrel.text("concurrencyField") == "1", "one worker")
@@ -132,8 +133,9 @@ def with_keys_alone(desktop, build_folder):
         expect(len(rows()) == 3, f"three segments: {rows()}")
 
         kestrel.tab_to("eventTableView")
-        desktop.press("Home", "Down")
-        wait_until(lambda: kestrel.selected_rows("segmentTableView") == [1, 2], "the event's neighbours selected")
+        for key, neighbours in (("End", [1, 2]), ("Home", [0, 1])):
+            desktop.press(key)
+            wait_until(lambda: kestrel.selected_rows("segmentTableView") == neighbours, "the event's neighbours selected")
         kestrel.tab_to("addSegmentButton")
         desktop.press("space", "space")
         wait_until(lambda: len(rows()) == 5, "two manual rows")
@@ -145,11 +147,18 @@ def with_keys_alone(desktop, build_folder):
         retime("0:0:2", "Right")
         retime("0:0:3", "Right")
         wait_until(lambda: rows()[3][1:] == ["00:00:02.000", "00:00:03.000"], "the manual row's times")
-        desktop.press("ctrl+Home", "Down", "shift+space")
-        wait_until(lambda: kestrel.cell("segmentTableView", 1, 0)["checked"] == 0, "the second segment disabled")
+
+        def checked():
+            return [kestrel.cell("segmentTableView", row, 0)["checked"] for row in (1, 2)]
+        desktop.press("ctrl+Home", "Down", "shift+Down", "shift+space")
+        wait_until(lambda: checked() == [0, 0], "two segments disabled")
+        desktop.press("shift+space")
+        wait_until(lambda: checked() == [2, 2], "the same two enabled")
+        desktop.press("Up", "shift+space")
+        wait_until(lambda: checked() == [0, 2], "the second segment disabled")
 
         _, start, end = rows()[1]
-        desktop.press("space")
+        desktop.press("Right", "space")  # a time is not edited by it
         wait_until(lambda: kestrel.window(VIEWER), "the viewer")
         expect(kestrel.find("segmentTableView")["focus"], "the table keeps the focus")
         desktop.press("shift+Right")
