@@ -1,47 +1,73 @@
-"""The main window at other scales, on other screens, in dark, with a long path: looks.py <build folder> <folder>"""
+"""Every window on small, dense and large screens, in light and dark: looks.py <build folder> <folder> <folder for few>
 
+The first folder gets a picture of each; those that the README shows go to the second one.
+"""
+
+import itertools
+import os
 import pathlib
+import shutil
+import signal
 import sys
 import tempfile
 import time
 
-from kestrel_at_screen import Desktop, Kestrel, make_video
-from screenshots import dark_desktop, place_with_a_name
+from kestrel_at_screen import Desktop, Kestrel, descendants, make_video, wait_until
+from road import OVERVIEW, VIEWER, job_states
+from screenshots import dark_desktop, place_with_a_name, wait_for_frames
 
-# Name, screen, scale.
-LOOKS = [
-    ("scale-100", (1800, 1000), "1"),
-    ("scale-150", (2700, 1500), "1.5"),
-    ("scale-200", (3600, 2000), "2"),
-    ("small-screen", (1280, 720), "1"),
-    ("large-screen", (3840, 2160), "1"),
-    ("dark-200", (3600, 2000), "2"),
-]
+SCREENS = {"1024x600": ((1024, 600), "1"), "1280x720": ((1280, 720), "1"), "1920x1080-at-200": ((1920, 1080), "2"),
+           "4k": ((3840, 2160), "1"), "4k-at-200": ((3840, 2160), "2")}
+SHOWN = ["1024x600-light-results", "1280x720-dark-viewer", "1920x1080-at-200-dark-results", "4k-at-200-light-split"]
 
 
-def look(name, screen, scale, build_folder, video, pictures, settings):
-    environment = {"QT_SCALE_FACTOR": scale, **(dark_desktop(settings) if name.startswith("dark") else {})}
-    with Desktop(screen) as desktop, Kestrel(desktop, build_folder, environment=environment) as kestrel:
-        kestrel.fill_screen()
-        kestrel.drop([video], "videoPathField")
-        kestrel.tab_to("parseButton")  # which a small screen does not show
+def look(screen, scale, environment, video, build_folder, prefix):
+    """By keys alone, since a small screen does not show every control."""
+    with Desktop(screen) as desktop, \
+            Kestrel(desktop, build_folder, environment={"QT_SCALE_FACTOR": scale, **environment}) as kestrel:
+        def take(name):
+            desktop.do("mousemove", screen[0] - 1, screen[1] - 1)
+            time.sleep(0.5)
+            desktop.picture(f"{prefix}-{name}.png")
+
+        take("start")
+        kestrel.tab_to("videoPathField")
+        desktop.type(str(video))
+        kestrel.tab_to("parseButton")
         desktop.press("space")
         kestrel.wait_for_text("statusLabel", "解析完成")
-        desktop.do("mousemove", screen[0] - 5, screen[1] - 5)
-        time.sleep(0.4)
-        desktop.picture(pictures / f"{name}.png")
+        take("results")
+        kestrel.tab_to("eventTableView")
+        desktop.press("Home", "space")
+        wait_until(lambda: kestrel.window(VIEWER), "the viewer")
+        wait_for_frames(kestrel)
+        take("viewer")
+        desktop.press("Escape")
+        kestrel.tab_to("splitButton")
+        desktop.press("space")
+        wait_until(lambda: kestrel.window(OVERVIEW) and "完成" in job_states(kestrel), "a finished job", seconds=120)
+        for child in descendants(kestrel.process.pid):
+            os.kill(child, signal.SIGSTOP)
+        take("split")
+        kestrel.bring_forward(OVERVIEW)
+        take("overview")
 
 
 def main():
-    build_folder, pictures = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-    pictures.mkdir(parents=True, exist_ok=True)
+    build_folder, pictures, few = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+    for folder in (pictures, few):
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir(parents=True)
     with tempfile.TemporaryDirectory() as settings, place_with_a_name() as folder:
-        place = folder / "二〇二六年夏天在海边拍下的全部录像" / "原始素材 - camera A - card 01 - do not delete"
-        place.mkdir(parents=True)
-        video = place / "第一天早上从出发到到达的一整段没有剪过的长录像.mp4"
-        make_video(video, [8, 11, 6, 14, 9, 12, 7, 10])
-        for name, screen, scale in LOOKS:
-            look(name, screen, scale, build_folder, video, pictures, pathlib.Path(settings))
+        colours = {"light": {}, "dark": dark_desktop(pathlib.Path(settings))}
+        place = folder / "actual footage - camera A - card 01 - do not delete"
+        place.mkdir()
+        video = place / "first day, from the departure to the arrival, uncut.mp4"
+        make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="640x360")
+        for (name, (screen, scale)), (tone, environment) in itertools.product(SCREENS.items(), colours.items()):
+            look(screen, scale, environment, video, build_folder, pictures / f"{name}-{tone}")
+    for name in SHOWN:
+        shutil.copy(pictures / f"{name}.png", few)
 
 
 if __name__ == "__main__":

@@ -108,7 +108,7 @@ class Desktop:
         left, top, width, height = area or (0, 0, *self.screen)
         subprocess.run(["ffmpeg", "-y", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
                         f"{width}x{height}", "-i", f"{self.display}+{left},{top}", "-frames:v", "1", "-vf",
-                        "split[a][b];[a]palettegen[p];[b][p]paletteuse=dither=none", str(path)], check=True)
+                        "trim=end_frame=1,split[a][b];[a]palettegen[p];[b][p]paletteuse=dither=none", str(path)], check=True)
 
 
 def middle(rect):
