@@ -22,7 +22,7 @@ SHOWN = ["1024x600-light-results", "1280x720-dark-viewer", "1920x1080-at-200-dar
 
 
 def look(screen, scale, environment, video, build_folder, prefix):
-    """By keys alone, since a small screen does not show every control."""
+    """By keys, since a small screen does not show every control."""
     with Desktop(screen) as desktop, \
             Kestrel(desktop, build_folder, environment={"QT_SCALE_FACTOR": scale, **environment}) as kestrel:
         def take(name):
@@ -31,8 +31,7 @@ def look(screen, scale, environment, video, build_folder, prefix):
             desktop.picture(f"{prefix}-{name}.png")
 
         take("start")
-        kestrel.tab_to("videoPathField")
-        desktop.type(str(video))
+        kestrel.drop([video], "videoPathField")
         kestrel.tab_to("parseButton")
         desktop.press("space")
         kestrel.wait_for_text("statusLabel", "解析完成")
@@ -46,11 +45,16 @@ def look(screen, scale, environment, video, build_folder, prefix):
         kestrel.tab_to("splitButton")
         desktop.press("space")
         wait_until(lambda: kestrel.window(OVERVIEW) and "完成" in job_states(kestrel), "a finished job", seconds=120)
-        for child in descendants(kestrel.process.pid):
+        children = descendants(kestrel.process.pid)
+        for child in children:
             os.kill(child, signal.SIGSTOP)
         take("split")
         kestrel.bring_forward(OVERVIEW)
         take("overview")
+        for child in children:
+            os.kill(child, signal.SIGKILL)
+    for clip in video.parent.glob("*-[0-9][0-9].mp4"):
+        clip.unlink()
 
 
 def main():

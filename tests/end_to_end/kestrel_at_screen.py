@@ -204,26 +204,16 @@ class Kestrel:
 
     def wait_for_text(self, name, text, seconds=PATIENCE_SECONDS):
         """Until the control shows a text that contains this one; the whole text."""
-        shown = []
-
-        def question():
+        def shown():
             expect(not self.alert(), f"an alert came up: {self.alert()}")
-            shown[:] = [self.text(name)]
-            return text in shown[0] and shown[0]
-        try:
-            return wait_until(question, text, seconds)
-        except Failure as failure:
-            raise Failure(f"{failure}; {name} shows {shown}") from None
+            return text in self.text(name) and self.text(name)
+        return wait_until(shown, f"{text} in {name}", seconds)
 
     # What is to be done
 
     def click(self, name, **where):
-        widget = wait_until(lambda: self._enabled(name, **where), f"{name or where} enabled")
-        self.desktop.click(middle(widget["rect"]))
-
-    def _enabled(self, name, **where):
-        widget = self.find(name, **where)
-        return widget["enabled"] and widget
+        wait_until(lambda: self.find(name, **where)["enabled"], f"{name or where} enabled")
+        self.desktop.click(middle(self.find(name, **where)["rect"]))
 
     def tab_to(self, name):
         for _ in range(40):
@@ -235,11 +225,8 @@ class Kestrel:
     def fill(self, name, text):
         self.click(name)
         wait_until(lambda: self.find(name)["focus"], f"the focus in {name}")
-        self.desktop.press("ctrl+a")
-        if text:
-            self.desktop.type(text)
-        else:
-            self.desktop.press("Delete")
+        self.desktop.press("ctrl+a", "Delete")
+        self.desktop.type(text)
         wait_until(lambda: self.text(name) == text, f"{name} filled with {text}")
 
     def click_cell(self, table, row, column, times=1):
