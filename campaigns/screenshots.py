@@ -39,13 +39,6 @@ def dark_desktop(folder):
             "XDG_CONFIG_DIRS": str(folder)}
 
 
-def place(kestrel):
-    window = kestrel.window("Kestrel")
-    kestrel.desktop.do("windowsize", "--sync", window["id"], *CONTENT)
-    kestrel.desktop.do("windowmove", window["id"], 40, 60)
-    wait_until(lambda: kestrel.window("Kestrel")["widgets"][0]["rect"] == [40, 60, *CONTENT], "the window's place")
-
-
 def take(kestrel, path, rest_seconds=0.4):
     """The whole frames of all windows, once they are painted."""
     kestrel.desktop.do("mousemove", 1795, 995)
@@ -79,7 +72,7 @@ def take_main_window(build_folder, pictures):
         make_video(video, [8, 11, 6, 14, 9, 12, 7, 10], size="1280x720")
         with Kestrel(desktop, build_folder) as kestrel:
             take(kestrel, pictures / "start.png")
-            place(kestrel)
+            kestrel.place(40, 40, *CONTENT)
             show_results(kestrel, video)
             take(kestrel, pictures / "results.png")
             kestrel.fill("concurrencyField", "2")
@@ -91,7 +84,7 @@ def take_main_window(build_folder, pictures):
             take(kestrel, pictures / "split.png", rest_seconds=2)
             kestrel.wait_for_text("statusLabel", "分解完成", seconds=300)
         with Kestrel(desktop, build_folder, environment=dark_desktop(pathlib.Path(settings))) as kestrel:
-            place(kestrel)
+            kestrel.place(40, 40, *CONTENT)
             show_results(kestrel, video)
             take(kestrel, pictures / "dark.png")
 
@@ -112,7 +105,7 @@ def take_viewer(build_folder, pictures):
         for name, environment, table in (("light", None, "eventTableView"),
                                          ("dark", dark_desktop(folder), "segmentTableView")):
             with Kestrel(desktop, build_folder, environment=environment) as kestrel:
-                place(kestrel)
+                kestrel.place(40, 40, *CONTENT)
                 kestrel.detect(video)
                 row = 2
                 if table == "segmentTableView":

@@ -268,16 +268,18 @@ class Kestrel:
 
     def fill_screen(self):
         """Makes the main window so large that as little as possible needs to be scrolled to."""
+        self.place(10, 70, self.desktop.screen[0] - 40, self.desktop.screen[1] - 120)
+
+    def place(self, left, top, width, height):
+        """Puts the main window's frame there; the size is that of its content."""
         window = self.window("Kestrel")
-        width, height = self.desktop.screen[0] - 40, self.desktop.screen[1] - 120
         self.desktop.do("windowsize", "--sync", window["id"], width, height)
-        self.desktop.do("windowmove", window["id"], 10, 70)
-        place = [10, 70, width, height]
+        self.desktop.do("windowmove", window["id"], left, top)
 
         def is_there():  # to the pixel, or nearly so where a scale makes fractions
-            rect = self.window("Kestrel")["widgets"][0]["rect"]
-            return all(abs(actual - wanted) <= 2 for actual, wanted in zip(rect, place))
-        wait_until(is_there, "the large window at its place")
+            frame, (_, _, *size) = self.window("Kestrel")["frame"], self.window("Kestrel")["widgets"][0]["rect"]
+            return all(abs(actual - wanted) <= 2 for actual, wanted in zip(frame[:2] + size, (left, top, width, height)))
+        wait_until(is_there, "the main window at its place")
 
     def wait_for_end(self, seconds=PATIENCE_SECONDS):
         """The exit status."""

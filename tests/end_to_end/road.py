@@ -181,11 +181,13 @@ def with_keys_alone(desktop, build_folder):
         use_overview(kestrel)
         desktop.press("End", "Delete")
         wait_until(lambda: job_states(kestrel) == ["运行中", "等待", "已停止"], "the last job stopped before its launch")
+        kestrel.bring_forward("Kestrel")
         desktop.press("ctrl+period")
         kestrel.wait_for_text("statusLabel", "分解完成：成功 0 / 3，失败 3。")
         expect_equal((job_states(kestrel), clips(), kestrel.offspring()), (["已停止"] * 3, [], set()),
                      "states, files and processes")
         expect(not kestrel.alert(), "no alert about what the user stopped")
+        use_overview(kestrel)
         desktop.press("ctrl+r")
         wait_until(lambda: job_states(kestrel) == ["完成"] * 3, "all jobs run again", seconds=120)
         expect_equal(clips(), [f"keys-0{number}.mp4" for number in (1, 2, 3)], "the files")
