@@ -225,8 +225,11 @@ class Kestrel:
     def fill(self, name, text):
         self.click(name)
         wait_until(lambda: self.find(name)["focus"], f"the focus in {name}")
-        self.desktop.press("ctrl+a", "Delete")
-        self.desktop.type(text)
+        self.desktop.press("ctrl+a")
+        if text:
+            self.desktop.type(text)
+        else:
+            self.desktop.press("Delete")
         wait_until(lambda: self.text(name) == text, f"{name} filled with {text}")
 
     def click_cell(self, table, row, column, times=1):
