@@ -3,6 +3,7 @@
 The first folder gets a picture of each; those that the README shows go to the second one.
 """
 
+import contextlib
 import itertools
 import os
 import pathlib
@@ -18,7 +19,13 @@ from screenshots import dark_desktop, place_with_a_name, wait_for_frames
 
 SCREENS = {"1024x600": ((1024, 600), "1"), "1280x720": ((1280, 720), "1"), "1920x1080-at-200": ((1920, 1080), "2"),
            "4k": ((3840, 2160), "1"), "4k-at-200": ((3840, 2160), "2")}
-SHOWN = ["1024x600-light-results", "1280x720-dark-viewer", "1920x1080-at-200-dark-results", "4k-at-200-light-split"]
+SHOWN = ["1024x600-light-results", "1280x720-dark-viewer", "1920x1080-at-200-light-overview", "4k-at-200-dark-results"]
+
+
+def signal_each(processes, number):
+    for process in processes:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(process, number)
 
 
 def look(screen, scale, environment, video, build_folder, prefix):
@@ -46,13 +53,11 @@ def look(screen, scale, environment, video, build_folder, prefix):
         desktop.press("space")
         wait_until(lambda: kestrel.window(OVERVIEW) and "完成" in job_states(kestrel), "a finished job", seconds=120)
         children = descendants(kestrel.process.pid)
-        for child in children:
-            os.kill(child, signal.SIGSTOP)
+        signal_each(children, signal.SIGSTOP)
         take("split")
         kestrel.bring_forward(OVERVIEW)
         take("overview")
-        for child in children:
-            os.kill(child, signal.SIGKILL)
+    signal_each(children, signal.SIGKILL)
     for clip in video.parent.glob("*-[0-9][0-9].mp4"):
         clip.unlink()
 
