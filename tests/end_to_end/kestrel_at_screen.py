@@ -274,14 +274,18 @@ class Kestrel:
         self.place(10, 70, self.desktop.screen[0] - 40, self.desktop.screen[1] - 120)
 
     def place(self, left, top, width, height):
-        """Puts the main window's frame there; the size is that of its content."""
+        """Puts the main window there, its frame or its content, as the window manager takes it; the size is the
+        content's."""
         window = self.window("Kestrel")
         self.desktop.do("windowsize", "--sync", window["id"], width, height)
         self.desktop.do("windowmove", window["id"], left, top)
 
         def is_there():  # to the pixel, or nearly so where a scale makes fractions
-            frame, (_, _, *size) = self.window("Kestrel")["frame"], self.window("Kestrel")["widgets"][0]["rect"]
-            return all(abs(actual - wanted) <= 2 for actual, wanted in zip(frame[:2] + size, (left, top, width, height)))
+            window = self.window("Kestrel")
+            content = window["widgets"][0]["rect"]
+            return any(all(abs(actual - wanted) <= 2 for actual, wanted in zip(corner + content[2:],
+                                                                               (left, top, width, height)))
+                       for corner in (window["frame"][:2], content[:2]))
         wait_until(is_there, "the main window at its place")
 
     def wait_for_end(self, seconds=PATIENCE_SECONDS):
