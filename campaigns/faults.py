@@ -8,6 +8,7 @@ program in order, then with the fault, then in order again, and quits it.
 
 import argparse
 import contextlib
+import importlib
 import os
 import pathlib
 import platform
@@ -17,14 +18,13 @@ import sys
 import tempfile
 import time
 
-# Importing them registers their cases.
-import faults_of_jobs  # pylint: disable=unused-import
-import faults_of_detectors  # pylint: disable=unused-import
-import faults_of_surroundings  # pylint: disable=unused-import
 from gaps import watched_gaps
 from kestrel_at_screen import Desktop, Failure, expect, make_video
 from quitting import Installation
 from trial import CASES, VIDEO_SECONDS, Trial
+
+for room in ("jobs", "detectors", "surroundings"):  # each registers its cases
+    importlib.import_module(f"faults_of_{room}")
 
 MOST_GROWTH_MB = 24  # caches of fonts and pictures, and what the allocator keeps
 INTRODUCTION = """# Faults

@@ -7,6 +7,7 @@ import subprocess
 import time
 
 from false_ffmpeg import UNHURRIED, false_ffmpeg
+from faults_of_jobs import launch_failures
 from kestrel_at_screen import expect, expect_equal, wait_until
 from keepsakes import checksum, make_older_clip
 from trial import STOPPING_SECONDS, case

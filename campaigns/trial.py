@@ -9,7 +9,6 @@ import shutil
 import signal
 import typing
 
-from false_ffmpeg import false_ffmpeg
 from kestrel_at_screen import (NO_CONTROL, Kestrel, descendants, expect, expect_equal, middle, probe, wait_until)
 from keepsakes import checksum
 from quitting import Installation

@@ -109,7 +109,7 @@ void MainWindowController::connectTables()
         return segmentToolTip(list().segments, m_generatedJobs, row);
     };
     window.namingPreviewLabel->moreToTell = [this] {
-        return replacementToolTip(olderFilesToTrash(m_generatedJobs, m_split.writtenClips()));
+        return namingToolTip(list().videoURL, olderFilesToTrash(m_generatedJobs, m_split.writtenClips()));
     };
 }
 

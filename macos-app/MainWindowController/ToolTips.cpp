@@ -1,6 +1,7 @@
 #include "MainWindowController/ToolTips.h"
 
 #include "Controls/DroppablePathField.h"
+#include "Jobs/OutputFormats.h"
 #include "MainWindowController/MainWindow.h"
 #include "Models/NumberText.h"
 
@@ -70,7 +71,12 @@ QString segmentToolTip(const QList<EditableSegment>& segments, const QList<FFmpe
     return u"→ "_s + jobs.at(number).outputURL.lastPathComponent() + u"，"_s + length;
 }
 
-QString replacementToolTip(int olderFiles)
+QString namingToolTip(const std::optional<FileURL>& videoURL, int olderFiles)
 {
-    return olderFiles > 0 ? u"将替换 %1 个同名文件（移到废纸篓）"_s.arg(olderFiles) : QString();
+    QStringList sentences;
+    if (const auto doubt = videoURL ? doubtAboutExtension(videoURL->pathExtension()) : std::nullopt)
+        sentences.append(*doubt);
+    if (olderFiles > 0)
+        sentences.append(u"将替换 %1 个同名文件（移到废纸篓）"_s.arg(olderFiles));
+    return sentences.join(u'\n');
 }

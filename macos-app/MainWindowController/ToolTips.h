@@ -14,5 +14,6 @@ void addToolTips(const MainWindow& window);
 /// segments, or none when they cannot be built.
 [[nodiscard]] QString segmentToolTip(const QList<EditableSegment>& segments, const QList<FFmpegJob>& jobs, int row);
 
-/// What becomes of files that lie under the names of outputs; nothing when there are none.
-[[nodiscard]] QString replacementToolTip(int olderFiles);
+/// What the naming preview has to tell beside the name: that ffmpeg cannot write such a file, and how many files a
+/// split would move to the trash. Empty when there is nothing to tell.
+[[nodiscard]] QString namingToolTip(const std::optional<FileURL>& videoURL, int olderFiles);
