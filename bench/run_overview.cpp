@@ -3,6 +3,7 @@
 #include "RunOverview/RunOverviewWindow.h"
 #include "SplitCoordinator/SplitCoordinator.h"
 
+#include <QAbstractProxyModel>
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -109,7 +110,8 @@ public:
 
     [[nodiscard]] const QList<JobRow>& rows() const
     {
-        return static_cast<const JobTableModel*>(overview.window()->jobTableView->model())->rows();
+        const auto* sorted = qobject_cast<const QAbstractProxyModel*>(overview.window()->jobTableView->model());
+        return static_cast<const JobTableModel*>(sorted->sourceModel())->rows();
     }
 
 private:
