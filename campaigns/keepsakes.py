@@ -80,19 +80,21 @@ class OlderClips:
             self._replaceable.add(path)
 
     def wrongs(self, outputs, killed=False):
-        """What is not as it must be after a split. After a kill, names may hold what nobody was left to clear away, and
-        an older clip whose successor never came need not have its name back."""
+        """What is not as it must be after a split. After a kill, names may hold what nobody was left to clear away, as
+        long as the older clips are to be seen elsewhere."""
         found = contents(self._folder, self._trash)
         wrongs = []
+        cleared = set(outputs) if not killed else set(self._content)  # of what was only begun
         for path, content in self._content.items():
             fate = self._fate(path, found[content])
             self.fates[fate] += 1
             if fate in ("lost", "hidden") or fate == "moved away" and not killed:
                 wrongs.append(f"{path.name} is {fate}")
+            elif fate == "moved away":
+                cleared.discard(path)
         older = set(self._content.values())
-        for path in outputs:
-            bare = killed and path not in self._content
-            if path.is_file() and checksum(path) not in older and path not in self._complete and not bare:
+        for path in cleared & set(outputs):
+            if path.is_file() and checksum(path) not in older and path not in self._complete:
                 wrongs.append(f"{path.name} is {path.stat().st_size} bytes that are no clip")
         wrongs += [f"{path.name} is left behind" for path in self._folder.iterdir() if is_hidden(path)]
         return wrongs
