@@ -3,7 +3,6 @@
 #include <QFile>
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -25,13 +24,4 @@ void throwIfLaunchMustFail(const QString& program, const QString& workingDirecto
         throw ProcessLaunchError(u"chdir: "_s + qt_error_string(errno));
     if (!mayExecute(program))
         throw ProcessLaunchError(u"execvp: "_s + qt_error_string(errno));
-}
-
-void signalProcessGroup(const QProcess& process, int signal)
-{
-    const auto pid = static_cast<pid_t>(process.processId());
-    if (process.state() == QProcess::NotRunning || pid <= 0)
-        return;
-    const bool leadsGroup = ::getpgid(pid) == pid;
-    ::kill(leadsGroup ? -pid : pid, signal);
 }

@@ -2,8 +2,6 @@
 
 #include "Services/MessageError.h"
 
-#include <QProcess>
-
 /// A child process could not be started; the message is the system's own.
 class ProcessLaunchError final : public MessageError
 {
@@ -14,6 +12,3 @@ public:
 /// Throws the error that a launch would end with when its program or folder, both absolute, cannot be used. It costs
 /// no fork, so that thousands of launches may fail in a row. What passes may still fail to start.
 void throwIfLaunchMustFail(const QString& program, const QString& workingDirectory);
-
-/// Sends a signal to a running child, and to its process group when it leads one.
-void signalProcessGroup(const QProcess& process, int signal);
