@@ -13,7 +13,7 @@ from keepsakes import checksum, make_older_clip
 from trial import STOPPING_SECONDS, case
 
 IN_A_TERMINAL = "exec setsid --ctty {kestrel} <{terminal} >{terminal} 2>&1"
-@case("at most 24 descriptors (ulimit -n 24)", launcher="ulimit -n 24; exec {kestrel}", workers=1)
+@case("at most 32 descriptors (ulimit -n 32)", launcher="ulimit -n 32; exec {kestrel}", workers=1)
 def few_descriptors(trial):
     trial.set_concurrency(12)
     trial.parse_segments([(0, 3)] * 30)

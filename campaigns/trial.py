@@ -9,6 +9,7 @@ import shutil
 import signal
 import typing
 
+from false_ffmpeg import PLACE as FFMPEG_PLACE
 from kestrel_at_screen import (NO_CONTROL, Kestrel, descendants, expect, expect_equal, middle, probe, wait_until)
 from keepsakes import checksum
 from quitting import Installation
@@ -113,8 +114,9 @@ class Trial:
         self._plan.write_text(text)
 
     def plan_real_detector(self):
-        """The one that comes with the program."""
-        self.plan(f"sys.argv[0] = {str(self._detector)!r}\nos.execv(sys.executable, [sys.executable, *sys.argv])")
+        """The one that comes with the program. It looks for ffmpeg beside Python first, where no false one lies."""
+        self.plan(f"os.environ['PATH'] = '{FFMPEG_PLACE}:' + os.environ['PATH']\n"
+                  f"sys.argv[0] = {str(self._detector)!r}\nos.execv(sys.executable, [sys.executable, *sys.argv])")
 
     def ffmpegs(self):
         """The running ffmpegs by the file that each writes."""
