@@ -29,6 +29,13 @@ class WorkerWindowTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    /// Windows that are open outlive their controller.
+    void cleanup()
+    {
+        QApplication::closeAllWindows();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
     void opensWithItsFixedShape()
     {
         WorkerWindowController second(2, 3);
