@@ -3,7 +3,7 @@
 add_library(kestrel_settings INTERFACE)
 target_include_directories(kestrel_settings INTERFACE ${PROJECT_SOURCE_DIR}/macos-app)
 target_compile_definitions(kestrel_settings INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_FOREACH
-                                                      QT_NO_KEYWORDS QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+                                                      QT_NO_KEYWORDS QT_DISABLE_DEPRECATED_BEFORE=0x060800)
 target_compile_options(kestrel_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                                                   -Woverloaded-virtual -Wimplicit-fallthrough)
 if(KESTREL_WERROR)

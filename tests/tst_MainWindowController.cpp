@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QFileDialog>
 #include <QRadioButton>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QSpinBox>
 
@@ -209,6 +210,8 @@ private Q_SLOTS:
         click(window().parseButton);
         QCOMPARE(m_test->status(), u"解析中，请稍候..."_s);
         QVERIFY(!window().parseButton->isEnabled());
+        QCOMPARE(window().findChild<QScrollArea*>()->horizontalScrollBar()->value(),
+                 0); // the focus goes, the form stays
         QTRY_COMPARE(m_test->status(), u"50 %"_s);
         m_test->write(u"go"_s, {});
         QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=极激进 L=5.00s R=0.32s。"_s);

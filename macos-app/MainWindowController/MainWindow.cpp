@@ -3,6 +3,7 @@
 #include "Controls/Appearance.h"
 #include "Controls/DroppablePathField.h"
 #include "Controls/FittingLabel.h"
+#include "Controls/FormScrollArea.h"
 #include "Controls/HoverAwareTableRowView.h"
 #include "Controls/PanelContainerView.h"
 #include "Controls/Stepper.h"
@@ -26,7 +27,6 @@
 #include <QGridLayout>
 #include <QMimeData>
 #include <QRadioButton>
-#include <QScrollArea>
 #include <QShortcut>
 #include <QTableView>
 #include <QUrl>
@@ -196,11 +196,8 @@ void MainWindow::buildUI()
     stackLayout->addWidget(buildHeader());
     stackLayout->addLayout(panels, 1);
 
-    auto* scrollArea = new QScrollArea;
-    scrollArea->setFrameShape(QFrame::NoFrame);
-    scrollArea->setWidgetResizable(true);
+    auto* scrollArea = new FormScrollArea;
     scrollArea->setWidget(stack);
-    scrollArea->setFocusPolicy(Qt::NoFocus); // it follows the focus
     scrollArea->viewport()->setAutoFillBackground(false);
     stack->setAutoFillBackground(false);
 
