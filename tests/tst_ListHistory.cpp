@@ -55,7 +55,10 @@ void editAtRandom(SegmentListEditor& editor, std::mt19937& random)
         editor.remove(pick(rows));
     else if (what == 5)
         std::ignore = editor.edit(u"x"_s, [&](SegmentList& edited) {
-            return joinSegments(edited, {pick(rows), pick(rows)});
+            QList<int> some;
+            for (int row = pick(rows); row < rows; row += 1 + pick(3))
+                some.append(row);
+            return joinSegments(edited, some);
         });
     else if (what == 6)
         std::ignore = editor.edit(

@@ -19,6 +19,7 @@ public:
 
     void redo() override { m_editor.apply(m_change); }
     void undo() override { m_editor.apply(m_change.inverted()); }
+    [[nodiscard]] const SegmentListChange& change() const { return m_change; }
     [[nodiscard]] int id() const override { return m_series == Series::none ? -1 : static_cast<int>(m_series); }
     bool mergeWith(const QUndoCommand* next) override
     {
@@ -35,7 +36,10 @@ private:
 
 void SegmentListEditor::replace(const SegmentList& list, const QString& stepName, Series series)
 {
-    push(stepName, SegmentListChange::replacement(m_list, list), series);
+    SegmentList sharing = list; // equal detections are kept once, however often a video is parsed
+    for (int i = 0; sharing.payload && i < m_history.count(); ++i)
+        static_cast<const Step*>(m_history.command(i))->change().shareWith(*sharing.payload);
+    push(stepName, SegmentListChange::replacement(m_list, sharing), series);
 }
 
 void SegmentListEditor::changeVideo(const FileURL& videoURL, Series series)
@@ -124,12 +128,12 @@ void SegmentListEditor::push(const QString& stepName, const SegmentListChange& c
 
 void SegmentListEditor::apply(const SegmentListChange& change)
 {
-    if (!change.isReplacement()) {
-        applyToRows(change);
+    if (const auto* rows = change.rows()) {
+        applyToRows(*rows);
         Q_EMIT edited();
         return;
     }
-    const SegmentList& next = change.replacingList();
+    const SegmentList next = change.replacingList();
     const bool isOtherVideoAlone = next.payload == m_list.payload && next.segments == m_list.segments;
     if (isOtherVideoAlone && next.videoURL) {
         m_list = next;
@@ -141,29 +145,31 @@ void SegmentListEditor::apply(const SegmentListChange& change)
     Q_EMIT replaced();
 }
 
-void SegmentListEditor::applyToRows(const SegmentListChange& change)
+void SegmentListEditor::applyToRows(const SegmentRowsChange& change)
 {
-    m_list.endsBeforeJoin = change.comingEnds();
-    const QList<int>& rows = change.switchedRows();
+    change.applyJoinedEnds(m_list.endsBeforeJoin);
+    const QList<int>& rows = change.switchedRows;
     for (const int row : rows)
         m_list.segments[row].isEnabled = !m_list.segments[row].isEnabled;
     if (!rows.isEmpty())
         Q_EMIT fieldChanged(rows.first(), rows.last(), Field::enabled);
+    for (const SegmentRowsChange::Stretch& stretch : change.stretches)
+        applyStretch(stretch);
+}
 
-    const auto& going = change.goingRows();
-    const auto& coming = change.comingRows();
-    const auto staying = static_cast<int>(std::min(going.size(), coming.size()));
-    for (int i = 0; i < staying; ++i)
-        setRow(change.firstRow() + i, coming[i]);
-    for (auto row = change.firstRow() + static_cast<int>(going.size()) - 1; row >= change.firstRow() + staying; --row) {
+void SegmentListEditor::applyStretch(const SegmentRowsChange::Stretch& stretch)
+{
+    const int end = stretch.row + stretch.staying();
+    for (int row = stretch.row; row < end; ++row)
+        setRow(row, stretch.coming[row - stretch.row]);
+    for (int row = stretch.row + static_cast<int>(stretch.going.size()) - 1; row >= end; --row) {
         Q_EMIT aboutToBeRemoved(row);
         m_list.segments.removeAt(row);
         Q_EMIT removed(row);
     }
-    for (qsizetype i = staying; i < coming.size(); ++i) {
-        const int row = change.firstRow() + static_cast<int>(i);
+    for (int row = end; row < stretch.row + stretch.coming.size(); ++row) {
         Q_EMIT aboutToBeInserted(row);
-        m_list.segments.insert(row, coming[i]);
+        m_list.segments.insert(row, stretch.coming[row - stretch.row]);
         Q_EMIT inserted(row);
     }
 }

@@ -80,7 +80,8 @@ private:
 
     void push(const QString& stepName, const SegmentListChange& change, Series series = Series::none);
     void apply(const SegmentListChange& change);
-    void applyToRows(const SegmentListChange& change);
+    void applyToRows(const SegmentRowsChange& change);
+    void applyStretch(const SegmentRowsChange::Stretch& stretch);
     void setRow(int row, const EditableSegment& segment);
 
     SegmentList m_list;

@@ -1,15 +1,27 @@
 #include "Models/PayloadDecoder.h"
 
+#include <QSet>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 
-TransitionEvent readEvent(const JsonObjectReader& reader)
+/// Detectors use few words, and say them in every event.
+class EventReader final
 {
-    return {reader.integer({"index"_L1}), reader.string({"type"_L1}),     reader.number({"start"_L1}),
-            reader.number({"end"_L1}),    reader.number({"duration"_L1}), reader.number({"score"_L1}),
-            reader.string({"source"_L1})};
-}
+public:
+    TransitionEvent operator()(const JsonObjectReader& reader)
+    {
+        return {reader.integer({"index"_L1}),      word(reader.string({"type"_L1})), reader.number({"start"_L1}),
+                reader.number({"end"_L1}),         reader.number({"duration"_L1}),   reader.number({"score"_L1}),
+                word(reader.string({"source"_L1}))};
+    }
+
+private:
+    QString word(const QString& text) { return *m_words.insert(text); }
+
+    QSet<QString> m_words; // each kept once
+};
 
 KeepSegment readKeepSegment(const JsonObjectReader& reader)
 {
@@ -17,11 +29,10 @@ KeepSegment readKeepSegment(const JsonObjectReader& reader)
             reader.number({"duration"_L1})};
 }
 
-template<typename Element>
-QList<Element> readList(const JsonObjectReader& document, const JsonField& field,
-                        Element (*readElement)(const JsonObjectReader&))
+template<typename ReadElement>
+auto readList(const JsonObjectReader& document, const JsonField& field, ReadElement readElement)
 {
-    QList<Element> elements;
+    QList<decltype(readElement(document))> elements;
     for (const JsonObjectReader& object : document.objects(field))
         elements.append(readElement(object));
     return elements;
@@ -43,7 +54,7 @@ DetectorPayload decodePayload(const QJsonObject& object)
     payload.duration = document.number({"duration"_L1});
     payload.aggressive = document.boolean({"aggressive"_L1});
     payload.fadeRemovalProfile = document.optionalString({"fadeRemovalProfile"_L1, "fade_removal_profile"_L1});
-    payload.events = readList(document, {"events"_L1}, readEvent);
+    payload.events = readList(document, {"events"_L1}, EventReader());
     payload.keepSegments = readList(document, {"keepSegments"_L1, "keep_segments"_L1}, readKeepSegment);
     return payload;
 }

@@ -1,9 +1,16 @@
 #include "Models/SegmentList.h"
 
+SegmentList detectedList(const SegmentList& list)
+{
+    return {list.videoURL,
+            list.payload,
+            list.payload ? buildEditableSegments(*list.payload) : QList<EditableSegment>(),
+            {}};
+}
+
 qsizetype editCount(const SegmentList& list)
 {
-    const QList<EditableSegment> detected =
-        list.payload ? buildEditableSegments(*list.payload) : QList<EditableSegment>();
+    const QList<EditableSegment> detected = detectedList(list).segments;
     qsizetype count = 0;
     qsizetype next = 0;
     for (const EditableSegment& segment : list.segments) {

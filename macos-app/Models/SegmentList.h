@@ -16,5 +16,8 @@ struct SegmentList
     friend bool operator==(const SegmentList&, const SegmentList&) = default;
 };
 
+/// The list as the detection proposed it, without edits.
+[[nodiscard]] SegmentList detectedList(const SegmentList& list);
+
 /// How many segments differ from what the detection proposed; manual ones count each. 0 for a list without edits.
 [[nodiscard]] qsizetype editCount(const SegmentList& list);

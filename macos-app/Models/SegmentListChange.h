@@ -1,9 +1,10 @@
 #pragma once
 
-#include "Models/SegmentList.h"
+#include "Models/SegmentRowsChange.h"
 
-/// What one edit did to a list, small enough to be kept by the thousand: what went, what came in its place, or which
-/// boxes were switched.
+#include <variant>
+
+/// What one step did to a list, small enough to be kept by the thousand: another list in its place, or other rows.
 class SegmentListChange final
 {
 public:
@@ -12,29 +13,31 @@ public:
     /// From one list to another one.
     [[nodiscard]] static SegmentListChange replacement(const SegmentList& before, const SegmentList& after);
 
-    [[nodiscard]] bool isReplacement() const { return m_lists.has_value(); }
     [[nodiscard]] bool isNothing() const;
     [[nodiscard]] SegmentListChange inverted() const;
     /// Both in one, where this one was made before `next`: replacements, and changes of the same rows. Whether it could
     /// be done.
     [[nodiscard]] bool absorb(const SegmentListChange& next);
 
+    /// What happens to the rows; nothing for a replacement.
+    [[nodiscard]] const SegmentRowsChange* rows() const { return std::get_if<SegmentRowsChange>(&m_change); }
     /// The list that a replacement leads to.
-    [[nodiscard]] const SegmentList& replacingList() const { return m_lists->second; }
-    /// The rows, ascending, whose box alone is switched.
-    [[nodiscard]] const QList<int>& switchedRows() const { return m_switchedRows; }
-    /// From this row on `goingRows()` go and `comingRows()` come.
-    [[nodiscard]] int firstRow() const { return m_firstRow; }
-    [[nodiscard]] const QList<EditableSegment>& goingRows() const { return m_going; }
-    [[nodiscard]] const QList<EditableSegment>& comingRows() const { return m_coming; }
-    [[nodiscard]] const EndsBeforeJoin& comingEnds() const { return m_comingEnds; }
+    [[nodiscard]] SegmentList replacingList() const { return std::get<Replacement>(m_change).second.list(); }
+    /// What `payload` has in common with the detections of a replacement is kept once from now on.
+    void shareWith(DetectorPayload& payload) const;
 
 private:
-    std::optional<std::pair<SegmentList, SegmentList>> m_lists;
-    QList<int> m_switchedRows;
-    int m_firstRow = 0;
-    QList<EditableSegment> m_going;
-    QList<EditableSegment> m_coming;
-    EndsBeforeJoin m_goingEnds;
-    EndsBeforeJoin m_comingEnds;
+    /// A list without its segments, but for what the user made of the detected ones.
+    struct KeptList
+    {
+        explicit KeptList(const SegmentList& list);
+        [[nodiscard]] SegmentList list() const;
+
+        std::optional<FileURL> videoURL;
+        std::optional<DetectorPayload> payload;
+        SegmentRowsChange edits;
+    };
+    using Replacement = std::pair<KeptList, KeptList>;
+
+    std::variant<SegmentRowsChange, Replacement> m_change;
 };
