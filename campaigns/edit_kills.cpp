@@ -70,7 +70,7 @@ QString fault(const Trial& trial, const QByteArray& told)
     const qint64 last = times.size() - 1;
     const RecoveryStore store(trial.folder.filePath(u"edits"_s));
     const auto name = RecoveryStore::nameFor(FileURL(trial.folder.filePath(u"video"_s)));
-    const auto copy = store.load(*name);
+    const auto copy = store.load(store.copiesOf(*name).value(0));
     qint64 state = 0;
     if (copy) {
         try {

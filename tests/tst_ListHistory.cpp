@@ -272,12 +272,21 @@ private Q_SLOTS:
         test.chooseVideo(video);
         test.parse();
         QAction* restore = action(test, u"restoreEditsAction"_s);
-        QTRY_VERIFY(restore->isVisible());
-        QVERIFY2(restore->text().startsWith(u"恢复上次的修改（1 处，今天 "_s), qPrintable(restore->text()));
+        QTRY_VERIFY2(restore->text().startsWith(u"恢复上次的修改（1 处，今天 "_s), qPrintable(restore->text()));
+        test.window().segmentList->append(); // instead of restoring; must not be written over the copy
+        test.window().segmentList->append();
+        test.parse();
+        QTRY_VERIFY2(restore->text().startsWith(u"恢复上次的修改（2 处，今天 "_s), qPrintable(restore->text()));
+        restore->trigger();
+        QCOMPARE(test.segmentCount(), 4);
+        QCOMPARE(test.status(), u"已恢复上次的修改，按 Ctrl+Z 可撤销。"_s);
+        QTRY_VERIFY2(restore->text().startsWith(u"恢复上次的修改（1 处，今天 "_s), qPrintable(restore->text()));
+        QVERIFY(restore->isVisible());
         restore->trigger();
         QCOMPARE(test.segmentCount(), 3);
-        QVERIFY(!restore->isVisible());
         action(test, u"undoListAction"_s)->trigger();
+        action(test, u"undoListAction"_s)->trigger();
+        QVERIFY(!restore->isVisible());
         QCOMPARE(test.segmentCount(), 2);
         QCOMPARE(test.eventCount(), 1);
     }

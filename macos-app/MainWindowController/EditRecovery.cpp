@@ -1,10 +1,6 @@
 #include "MainWindowController/EditRecovery.h"
 
-#include "CutLists/KestrelList.h"
-#include "Models/JsonObjectReader.h"
-
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QPointer>
 
 using namespace Qt::StringLiterals;
@@ -13,29 +9,6 @@ namespace {
 
 /// Changes within it are written once; well below the two seconds that a crash may cost.
 constexpr int saveMilliseconds = 1000;
-
-QByteArray documentOf(const SegmentList& list)
-{
-    KestrelList document;
-    document.list = list;
-    const QString path = list.videoURL->path();
-    document.video = {path, QFileInfo(path).size(), list.payload ? list.payload->duration : 0};
-    return encodeKestrelList(document);
-}
-
-/// The list in a copy; nothing when it is damaged.
-std::optional<SegmentList> listOf(const std::optional<RecoveryStore::Copy>& copy, const FileURL& video)
-{
-    if (!copy)
-        return std::nullopt;
-    try {
-        SegmentList list = decodeKestrelList(copy->document).list;
-        list.videoURL = video;
-        return list;
-    } catch (const PayloadDecodingError&) {
-        return std::nullopt;
-    }
-}
 
 /// "今天 21:40", "昨天 21:40", "11月20日 21:40".
 QString dayAndTime(const QDateTime& moment)
@@ -56,7 +29,7 @@ bool isEdited(const SegmentList& list)
 
 EditRecovery::EditRecovery(SegmentListEditor& list, RecoveryStore store)
     : m_list(list)
-    , m_store(std::move(store))
+    , m_copies(std::make_shared<EditCopies>(std::move(store)))
 {
     m_worker.setMaxThreadCount(1);
     m_saveTimer.setSingleShot(true);
@@ -89,10 +62,7 @@ void EditRecovery::rowsEdited()
             m_saveTimer.start();
     } else if (list.videoURL) { // everything was taken back
         m_saveTimer.stop();
-        m_worker.start([store = m_store, video = *list.videoURL] {
-            if (const auto name = RecoveryStore::nameFor(video))
-                store.remove(*name);
-        });
+        m_worker.start([copies = m_copies, video = *list.videoURL] { copies->remove(video); });
     }
 }
 
@@ -101,9 +71,8 @@ void EditRecovery::save()
     m_saveTimer.stop();
     if (!isEdited(m_list.list()))
         return;
-    m_worker.start([self = QPointer(this), list = m_list.list(), store = m_store] {
-        const auto name = RecoveryStore::nameFor(*list.videoURL);
-        if (name && store.save(*name, documentOf(list)))
+    m_worker.start([self = QPointer(this), list = m_list.list(), copies = m_copies] {
+        if (copies->save(list))
             return;
         const auto tell = [self] {
             if (self && !std::exchange(self->m_hasFailed, true))
@@ -115,20 +84,18 @@ void EditRecovery::save()
 
 void EditRecovery::lookForCopy()
 {
-    const SegmentList& parsed = m_list.list();
-    if (!parsed.videoURL)
+    const SegmentList& list = m_list.list();
+    if (!list.videoURL)
         return;
-    m_worker.start([self = QPointer(this), parsed, store = m_store] {
-        const auto name = RecoveryStore::nameFor(*parsed.videoURL);
-        const auto copy = name ? store.load(*name) : std::nullopt;
-        const auto list = listOf(copy, *parsed.videoURL);
-        if (!list || list->segments == parsed.segments)
+    m_worker.start([self = QPointer(this), list, copies = m_copies] {
+        const auto copy = copies->findOther(list);
+        if (!copy)
             return;
-        const auto offer = [self, parsed, list, saved = copy->saved] {
-            if (!self || self->m_list.list().videoURL != parsed.videoURL)
+        const auto offer = [self, copy] {
+            if (!self || self->m_list.list().videoURL != copy->list.videoURL)
                 return;
-            self->m_offered = list;
-            Q_EMIT self->offered(u"%1 处，%2"_s.arg(editCount(*list)).arg(dayAndTime(saved)));
+            self->m_offered = copy->list;
+            Q_EMIT self->offered(u"%1 处，%2"_s.arg(editCount(copy->list)).arg(dayAndTime(copy->saved)));
         };
         QMetaObject::invokeMethod(QCoreApplication::instance(), offer, Qt::QueuedConnection);
     });
@@ -136,8 +103,12 @@ void EditRecovery::lookForCopy()
 
 void EditRecovery::restore()
 {
-    if (const auto list = std::exchange(m_offered, std::nullopt)) // its end is told when the list is replaced
-        m_list.replace(*list, u"恢复修改"_s);
+    const auto list = std::exchange(m_offered, std::nullopt);
+    if (!list)
+        return;
+    m_list.replace(*list, u"恢复修改"_s); // the end of the offer is told then
+    save();                               // before another edit, so that the same copy goes on
+    lookForCopy();                        // for an older one
 }
 
 void EditRecovery::withdraw()

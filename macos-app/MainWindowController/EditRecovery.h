@@ -1,10 +1,12 @@
 #pragma once
 
+#include "MainWindowController/EditCopies.h"
 #include "MainWindowController/SegmentListEditor.h"
-#include "Services/RecoveryStore.h"
 
 #include <QThreadPool>
 #include <QTimer>
+
+#include <memory>
 
 /// Keeps a copy of a list that was changed by hand, written a moment after each change and away from the main thread,
 /// and offers it when the same video has been parsed again.
@@ -19,7 +21,7 @@ public:
 
     /// A parse has ended; its list is in place. Looks for a copy that differs from it.
     void lookForCopy();
-    /// Puts the offered copy into the list's place; nothing happens without one.
+    /// Puts the offered copy into the list's place and offers the one before it; nothing happens without one.
     void restore();
 
 Q_SIGNALS:
@@ -34,8 +36,8 @@ private:
     void withdraw();
 
     SegmentListEditor& m_list;
-    const RecoveryStore m_store;
-    QThreadPool m_worker; ///< one thread: copies are written in the order of the changes
+    const std::shared_ptr<EditCopies> m_copies; ///< the worker's
+    QThreadPool m_worker;                       ///< one thread: copies are written in the order of the changes
     QTimer m_saveTimer;
     std::optional<SegmentList> m_offered;
     bool m_hasFailed = false;

@@ -125,12 +125,15 @@ void MainWindowController::connectHistory()
         showStatus(u"已重做："_s + step + u"。"_s);
     });
     connect(&m_listActions, &ListActions::refused, this, &MainWindowController::showStatus);
-    connect(&m_listActions, &ListActions::restoreRequested, &m_editRecovery, &EditRecovery::restore);
+    connect(&m_listActions, &ListActions::restoreRequested, this, [this] {
+        m_editRecovery.restore();
+        showStatus(u"已恢复上次的修改，按 Ctrl+Z 可撤销。"_s);
+    });
     connect(&m_editRecovery, &EditRecovery::offered, this, [this](const QString& description) {
         m_listActions.offerRestoring(description);
         m_window->scriptPanel->setToolTip(
             description.isEmpty() ? QString() : u"有上次的修改（%1），右键可恢复。"_s.arg(description));
-        if (!description.isEmpty())
+        if (!description.isEmpty() && !m_hintTimer.isActive())
             showHint(u"有上次的修改（%1），在表格中右键可恢复。"_s.arg(description));
     });
     connect(&m_editRecovery, &EditRecovery::copiesFail, this,
@@ -322,8 +325,7 @@ void MainWindowController::showPayload(const DetectionRequest& request, const De
         formatFixed(request.fadePadding.rightSeconds, 2)));
     if (replacedEdits > 0)
         showHint(u"重新解析替换了 %1 处修改，按 Ctrl+Z 可恢复。"_s.arg(replacedEdits));
-    else
-        m_editRecovery.lookForCopy();
+    m_editRecovery.lookForCopy();
 }
 
 void MainWindowController::clearDetectionResults(const QString& stepName, const std::optional<FileURL>& videoURL,

@@ -45,6 +45,14 @@ bool RecoveryStore::save(const QString& name, const QByteArray& document) const
     return true;
 }
 
+QStringList RecoveryStore::copiesOf(const QString& video) const
+{
+    QStringList names = isOurs() ? newestFirst(video) : QStringList();
+    for (QString& name : names)
+        name.chop(ending.size());
+    return names;
+}
+
 std::optional<RecoveryStore::Copy> RecoveryStore::load(const QString& name) const
 {
     if (!isOurs())
@@ -79,10 +87,15 @@ QString RecoveryStore::pathOf(const QString& name) const
     return m_folder + u'/' + name + ending;
 }
 
+/// Of the files of copies whose name begins so.
+QStringList RecoveryStore::newestFirst(const QString& beginning) const
+{
+    return QDir(m_folder).entryList({beginning + u'*' + ending}, QDir::Files | QDir::NoSymLinks, QDir::Time);
+}
+
 void RecoveryStore::removeOldest() const
 {
-    const QDir folder(m_folder);
-    const QStringList newestFirst = folder.entryList({u'*' + ending}, QDir::Files | QDir::NoSymLinks, QDir::Time);
-    for (const QString& old : newestFirst.mid(mostCopies))
-        QFile::remove(folder.filePath(old));
+    const QStringList files = newestFirst({});
+    for (const QString& old : files.mid(mostCopies))
+        QFile::remove(m_folder + u'/' + old);
 }
