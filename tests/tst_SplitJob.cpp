@@ -129,6 +129,9 @@ private Q_SLOTS:
         runTool({u"-i"_s, good, u"-vf"_s, u"setpts=PTS-1/TB"_s, u"-af"_s, u"asetpts=PTS-1/TB"_s,
                  u"-avoid_negative_ts"_s, u"disabled"_s, m_folder.filePath(u"before zero.mkv"_s)});
         runTool({u"-i"_s, good, u"-an"_s, u"-c"_s, u"copy"_s, m_folder.filePath(u"silent.ts"_s)});
+        runTool({u"-i"_s, good, u"-c"_s, u"copy"_s, m_folder.filePath(u"good.ts"_s)});
+        content = contentOf(m_folder.filePath(u"good.ts"_s));
+        writeFile(m_folder.filePath(u"cut off.ts"_s), content.first(content.size() * 6 / 10));
     }
 
     void realClipsAreVerified_data()
@@ -162,6 +165,8 @@ private Q_SLOTS:
             << u"truncated.mp4"_s << 5.0 << 9.0 << u"o.mp4"_s << JobOutcome::doubtful << u"，应为 7.0"_s;
         QTest::newRow("after the truncation")
             << u"truncated.mp4"_s << 10.0 << 1.0 << u"o.mp4"_s << JobOutcome::doubtful << u"没有写出任何画面"_s;
+        QTest::newRow("nothing but sound left of a stream that was cut off")
+            << u"cut off.ts"_s << 7.0 << 4.0 << u"o.ts"_s << JobOutcome::doubtful << u"没有写出任何画面"_s;
         QTest::newRow("damaged middle") << u"damaged.mp4"_s << 4.0 << 5.0 << u"o.mp4"_s << JobOutcome::doubtful
                                         << u"ffmpeg 报告了错误："_s;
         QTest::newRow("an extension that ffmpeg cannot write")

@@ -391,6 +391,13 @@ class Run(unittest.TestCase):
         flood = with_false_ffmpeg("flood", "head -c 3000000 /dev/zero >&2\nexec %s \"$@\"\n" % shutil.which("ffmpeg"))
         self.assertEqual(len(result(all_kinds(), "--no-cache", env=flood)["events"]), 4)
 
+    def test_ten_megabytes_of_metadata_are_read_past(self):
+        metadata, video = (os.path.join(FOLDER, name) for name in ("long.txt", "long.mkv"))
+        with open(metadata, "w") as file:
+            file.write(";FFMETADATA1\ncomment=" + "metadata " * 1_200_000 + "\n")
+        ffmpeg("-i", all_kinds(), "-f", "ffmetadata", "-i", metadata, "-map_metadata", "1", "-c", "copy", video)
+        self.assertEqual(len(result(video)["events"]), 4)
+
     def test_progress_tells_percentage_and_time_left(self):
         lines, say = [], output.say
         output.say = lines.append
