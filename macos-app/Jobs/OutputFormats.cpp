@@ -12,7 +12,7 @@ const QStringList& extensionsOfSeveralFiles()
 {
     static const QString words =
         u"avif bmp chk dpx exr hdr im1 im24 im8 j2c j2k jls jp2 jpeg jpg jxl jxs ljpg m3u8 mpd pam pbm pcx pfm pgm "
-        "pgmyuv phm pix png ppm qoi ras rs sgi sun sunras tga tif tiff vbn xbm xface xwd y"_s;
+        "pgmyuv phm pix png ppm qoi ras rs sgi sun sunras tga tif tiff vbn wbmp xbm xface xwd y"_s;
     static const QStringList extensions = words.split(u' ');
     return extensions;
 }
@@ -21,13 +21,13 @@ const QStringList& extensionsOfSeveralFiles()
 const QStringList& extensionsOfOneFile()
 {
     static const QString words =
-        u"264 265 266 302 3g2 3gp a64 aac ac3 adts adx aea afc aif aifc aiff al amr amv apm apng aptx aptxhd apv asf "
-        "ass ast au aud avi avs avs2 avs3 bin bit c2 caf cavs cpk cvg dfpwm dnxhd dnxhr drc dts dv dvd eac3 evc f4v "
-        "ffmeta fits flac flm flv g722 gif gsm gxf h261 h263 h264 h265 h266 hevc iamf ico ircam isma ismv ivf js "
-        "jss latm lbc lc3 loas lrc m1v m2a m2t m2ts m2v m4a m4b m4v mjpeg mjpg mkv mlp mmf mov mp2 mp3 mp4 mpa mpeg "
-        "mpg msbc mts mxf nut obu oga ogg ogv oma opus pcm psp ra rco rcv rgb rm roq rso sb sbc scc sf sox spdif "
-        "spx srt ssa sub sup sw swf tco thd ts tta ttml tun ub ul uw vag vc1 vc2 vob voc vtt vvc w64 wav webm webp "
-        "wma wmv wtv wv xml y4m yuv"_s;
+        u"264 265 266 302 3g2 3gp a64 aac ac3 ac4 adts adx aea afc aif aifc aiff al amr amv apm apng aptx aptxhd "
+        "apv asf ass ast au aud avi avs avs2 avs3 bin bit c2 caf cavs cpk cvg dfpwm dnxhd dnxhr drc dts dv dvd "
+        "eac3 ec3 evc f4v ffmeta fits flac flm flv g722 gif gsm gxf h261 h263 h264 h265 h266 hevc iamf ico ircam "
+        "isma ismv ivf js jss latm lbc lc3 loas lrc m1v m2a m2t m2ts m2v m4a m4b m4v mjpeg mjpg mkv mlp mmf mov "
+        "mp2 mp3 mp4 mpa mpeg mpg msbc mts mxf nut obu oga ogg ogv oma opus pcm psp ra rco rcv rgb rm roq rso sb "
+        "sbc scc sf sox spdif spx srt ssa sub sup sw swf tco thd ts tta ttml tun ub ul uw vag vc1 vc2 vob voc vtt "
+        "vvc w64 wav webm webp wma wmv wtv wv xml y4m yuv"_s;
     static const QStringList extensions = words.split(u' ');
     return extensions;
 }
