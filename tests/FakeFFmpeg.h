@@ -41,13 +41,18 @@ public:
     {
         return {1, file(QStringLiteral("in.mp4")), file(outputName), 0, 1, std::nullopt};
     }
-
-    void write(const QString& name, const QByteArray& content) const
+    /// Jobs whose outputs are their numbers.
+    [[nodiscard]] QList<FFmpegJob> jobs(int count) const
     {
-        QFile written(file(name).path());
-        if (!written.open(QIODevice::WriteOnly) || written.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(written.fileName()));
+        QList<FFmpegJob> jobs;
+        for (int number = 1; number <= count; ++number) {
+            jobs << job(QString::number(number));
+            jobs.last().index = number;
+        }
+        return jobs;
     }
+
+    void write(const QString& name, const QByteArray& content) const { writeFile(file(name).path(), content); }
 
     /// A place where a script waits: `read line < name`.
     void makeGate(const QString& name) const { ::mkfifo(QFile::encodeName(file(name).path()).constData(), 0600); }

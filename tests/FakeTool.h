@@ -1,16 +1,13 @@
 #pragma once
 
 #include "Models/FileURL.h"
-
-#include <QFile>
-#include <QString>
+#include "TestFiles.h"
 
 /// Writes an executable shell script that stands in for an outside tool. `name` may contain folders that exist.
 inline FileURL writeFakeTool(const QString& directory, const QString& name, const QByteArray& body)
 {
-    QFile file(directory + u'/' + name);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write("#!/bin/sh\n" + body) < 0)
-        qFatal("cannot write the fake tool %s", qPrintable(file.fileName()));
-    file.setPermissions(file.permissions() | QFileDevice::ExeOwner | QFileDevice::ExeUser);
-    return FileURL(file.fileName());
+    const QString path = directory + u'/' + name;
+    writeFile(path, "#!/bin/sh\n" + body);
+    QFile::setPermissions(path, QFile::permissions(path) | QFile::ExeOwner | QFile::ExeUser);
+    return FileURL(path);
 }

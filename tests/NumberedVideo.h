@@ -1,11 +1,8 @@
 #pragma once
 
-#include <QDir>
 #include <QImage>
 #include <QProcess>
 #include <QStringList>
-
-#include <functional>
 
 /// Videos whose frames say which they are: sixteen blocks, light or dark, are the bits of the frame's number. They
 /// outlive encoding, scaling and turning, so frames can be compared by what they show.
@@ -48,12 +45,9 @@ inline bool make(const QString& path, const QString& rate, int frameCount, const
 {
     QProcess ffmpeg;
     ffmpeg.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    const QString words = QStringLiteral("-v error -y -f rawvideo -pix_fmt gray -s %1x%2 -r %3 -i -");
     ffmpeg.start(QStringLiteral("ffmpeg"),
-                 QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
-                             QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("gray"),
-                             QStringLiteral("-s"), QStringLiteral("%1x%2").arg(width).arg(height), QStringLiteral("-r"),
-                             rate, QStringLiteral("-i"), QStringLiteral("-")} +
-                     options + QStringList{path});
+                 words.arg(width).arg(height).arg(rate).split(QLatin1Char(' ')) + options + QStringList{path});
     for (int i = 0; i < frameCount; ++i) {
         ffmpeg.write(frame(i));
         ffmpeg.waitForBytesWritten(-1);
@@ -66,12 +60,10 @@ inline bool make(const QString& path, const QString& rate, int frameCount, const
 inline QList<int> numbers(const QString& path)
 {
     QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"),
-                 {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path, QStringLiteral("-vf"),
-                  QStringLiteral("scale='if(gt(iw,ih),80,48)':'if(gt(iw,ih),48,80)',settb=1/25,setpts=N"),
-                  QStringLiteral("-r"), QStringLiteral("25"), QStringLiteral("-pix_fmt"), QStringLiteral("gray"),
-                  QStringLiteral("-c:v"), QStringLiteral("pgm"), QStringLiteral("-f"), QStringLiteral("image2pipe"),
-                  QStringLiteral("-")});
+    const QString words = QStringLiteral(
+        "-vf scale='if(gt(iw,ih),80,48)':'if(gt(iw,ih),48,80)',settb=1/25,setpts=N -r 25 -pix_fmt gray -c:v pgm -f "
+        "image2pipe -");
+    ffmpeg.start(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-i"), path} + words.split(QLatin1Char(' ')));
     ffmpeg.waitForFinished(-1);
     QByteArray output = ffmpeg.readAllStandardOutput();
     constexpr qsizetype length = 13 + 80 * 48; // "P5\n80 48\n255\n"

@@ -50,33 +50,25 @@ void print(const QByteArray& text)
     std::fflush(stdout);
 }
 
-/// This program once more: runs the script to its end, prints what it prints and whether all of it is gone.
-int runScript(const QString& script)
-{
-    Lifeline lifeline;
-    ChildProcess child(shell(script));
-    child.onOutput = print;
-    child.start();
-    lifeline.letGo();
-    while (!child.waitForEnd(1000)) {
-    }
-    print(lifeline.isCut() ? "gone" : "left");
-    return 0;
-}
-
-/// The same, but the program leaves as soon as the script has printed something.
-int leaveByExit(const QString& script)
+/// This program once more: runs the script, prints what it prints and whether all of it is gone in the end. When it
+/// leaves early, then as soon as the script has printed something.
+int runScript(const QString& script, bool leavesEarly)
 {
     Lifeline lifeline;
     ChildProcess child(shell(script));
     bool isReady = false;
-    child.onOutput = [&isReady](const QByteArray&) { isReady = true; };
-    child.onProgramExit = [&lifeline] { print(lifeline.isCut() ? "gone" : "left"); };
+    child.onOutput = [&isReady](const QByteArray& output) {
+        print(output);
+        isReady = true;
+    };
+    child.onEnd = child.onProgramExit = [&lifeline] { print(lifeline.isCut() ? "gone" : "left"); };
     child.start();
     lifeline.letGo();
-    while (!isReady)
-        child.waitForEnd(10);
-    std::exit(7);
+    while (!child.waitForEnd(10)) {
+        if (leavesEarly && isReady)
+            std::exit(7);
+    }
+    return 0;
 }
 
 } // namespace
@@ -86,31 +78,25 @@ class ChildProcessTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void endsWithAllThatItStarted_data()
-    {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<bool>("isStopped");
-        QTest::newRow("ended, a child left behind") << u"sleep 1000 & echo"_s << false;
-        QTest::newRow("stopped") << u"sleep 1000 & echo; wait"_s << true;
-        QTest::newRow("stopped, ignoring SIGTERM") << u"trap '' TERM; echo; sleep 1000; sleep 1000"_s << true;
-        QTest::newRow("stopped, a child ignoring SIGTERM") << stubbornChild << true;
-    }
     void endsWithAllThatItStarted()
     {
-        QFETCH(QString, script);
-        QFETCH(bool, isStopped);
-        Lifeline lifeline;
-        ChildProcess child(shell(script));
-        QList<bool> ends;
-        child.onOutput = [&](const QByteArray&) {
-            if (isStopped)
-                child.stop();
-        };
-        child.onEnd = [&] { ends.append(lifeline.isCut()); };
-        child.start();
-        lifeline.letGo();
-        QTRY_COMPARE_WITH_TIMEOUT(ends, QList<bool>{true}, 20000);
-        QCOMPARE(child.succeeded(), !isStopped);
+        for (const auto& [script, isStopped] : {std::pair(u"sleep 1000 & echo"_s, false), // a child left behind
+                                                {u"sleep 1000 & echo; wait"_s, true},
+                                                {u"trap '' TERM; echo; sleep 1000; sleep 1000"_s, true},
+                                                {stubbornChild, true}}) {
+            Lifeline lifeline;
+            ChildProcess child(shell(script));
+            QList<bool> ends;
+            child.onOutput = [&child, isStopped = isStopped](const QByteArray&) {
+                if (isStopped)
+                    child.stop();
+            };
+            child.onEnd = [&] { ends.append(lifeline.isCut()); };
+            child.start();
+            lifeline.letGo();
+            QTRY_COMPARE_WITH_TIMEOUT(ends, QList<bool>{true}, 20000);
+            QCOMPARE(child.succeeded(), !isStopped);
+        }
     }
 
     void releasedWhileItRuns()
@@ -151,10 +137,10 @@ private Q_SLOTS:
     void aProgramThatLeavesByExitTakesItsChildrenAlong()
     {
         QProcess program;
-        program.start(QCoreApplication::applicationFilePath(), {u"--leave"_s, u"sleep 1000 & echo; wait"_s});
+        program.start(QCoreApplication::applicationFilePath(), {u"--leave"_s, u"sleep 1000 & echo early; wait"_s});
         QVERIFY(program.waitForFinished());
         QCOMPARE(program.exitCode(), 7);
-        QCOMPARE(program.readAllStandardOutput(), "gone");
+        QCOMPARE(program.readAllStandardOutput(), "early\ngone");
     }
 };
 
@@ -162,10 +148,8 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == u"--run")
-        return runScript(arguments.value(2));
-    if (arguments.value(1) == u"--leave")
-        return leaveByExit(arguments.value(2));
+    if (arguments.size() == 3)
+        return runScript(arguments[2], arguments[1] == u"--leave");
     ChildProcessTest test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -24,6 +24,7 @@ class DetectorServiceTest final : public QObject
     Q_OBJECT
 
     QTemporaryDir m_directory;
+    QStringList m_progress;
 
     [[nodiscard]] RuntimeConfiguration runtimeWith(const QByteArray& body) const
     {
@@ -32,15 +33,13 @@ class DetectorServiceTest final : public QObject
     }
 
     /// The message of the request's AppRuntimeError, or the payload's video when it succeeded.
-    [[nodiscard]] QString outcome(const QByteArray& body, QStringList* progress = nullptr) const
+    [[nodiscard]] QString outcome(const QByteArray& body)
     {
+        m_progress.clear();
         const DetectorService service(runtimeWith(body));
         try {
-            const auto note = [progress](const QString& line) {
-                if (progress)
-                    progress->append(line);
-            };
-            return service.detectSync({FileURL(u"/v.mp4"_s)}, note).video;
+            return service.detectSync({FileURL(u"/v.mp4"_s)}, [this](const QString& line) { m_progress += line; })
+                .video;
         } catch (const AppRuntimeError& error) {
             return error.message();
         }
@@ -49,8 +48,7 @@ class DetectorServiceTest final : public QObject
     /// What a script has written to a file in its working folder.
     [[nodiscard]] QByteArray written(const QString& name) const
     {
-        QFile file(m_directory.filePath(u"folder/"_s + name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : QByteArray();
+        return readFile(m_directory.filePath(u"folder/"_s + name)).trimmed();
     }
 
 private Q_SLOTS:
@@ -80,75 +78,52 @@ private Q_SLOTS:
 #endif
     }
 
-    void failures_data()
-    {
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("standard error") << QByteArray("echo ' 原因 '; echo ' 没有\n文件 ' >&2; exit 3")
-                                        << u"解析失败：没有\n文件"_s;
-        QTest::newRow("standard output instead")
-            << QByteArray("printf ' why\\n'; printf ' \\n' >&2; exit 1") << u"解析失败：why"_s;
-        QTest::newRow("dying in silence")
-            << QByteArray("exit 3") << u"解析失败：检测脚本没有说明原因（退出状态 3）。"_s;
-        QTest::newRow("killed in silence")
-            << QByteArray("kill -9 $$") << u"解析失败：检测脚本没有说明原因（被信号 9 终止）。"_s;
-        QTest::newRow("words that are no UTF-8")
-            << QByteArray("printf '\377' >&2; exit 1") << u"解析失败：检测脚本的说明不是 UTF-8 文本（退出状态 1）。"_s;
-        QTest::newRow("a result that is no UTF-8")
-            << QByteArray("printf '{\377}'") << u"无法解析检测脚本输出：输出不是 UTF-8 文本。"_s;
-        QTest::newRow("100 KB of words") << QByteArray("head -c 100000 /dev/zero | tr '\\0' x >&2; exit 1")
-                                         << u"解析失败："_s + QString(100000, u'x');
-        QTest::newRow("a million words")
-            << QByteArray("seq 1000000 >&2; exit 1")
-            << u"解析失败：1\n2\n3\n4\n5\n6\n……（省略 999977 行）……\n999984\n999985\n999986\n999987\n999988\n999989\n"
-               "999990\n999991\n999992\n999993\n999994\n999995\n999996\n999997\n999998\n999999\n1000000"_s;
-        QTest::newRow("undecodable standard error counts as empty")
-            << QByteArray("printf 'out'; printf '\\377' >&2; exit 1") << u"解析失败：out"_s;
-        QTest::newRow("death by signal after a payload") << QByteArray("printf '{}'; kill -9 $$") << u"解析失败：{}"_s;
-        QTest::newRow("no output") << QByteArray("exit 0") << u"无法解析检测脚本输出：输出为空。"_s;
-        QTest::newRow("no payload") << QByteArray("echo '{\"video\": 3}'")
-                                    << u"无法解析检测脚本输出：video：应为文本，实际是数字。"_s;
-    }
     void failures()
     {
-        QFETCH(QByteArray, body);
-        QTEST(outcome(body), "message");
+        const QString failed = u"解析失败："_s;
+        const QString unreadable = u"无法解析检测脚本输出："_s;
+        for (const auto& [body, message] :
+             {std::pair("echo ' 原因 '; echo ' 没有\n文件 ' >&2; exit 3", failed + u"没有\n文件"_s),
+              {"printf ' why\\n'; printf ' \\n' >&2; exit 1", failed + u"why"_s},
+              {"exit 3", failed + u"检测脚本没有说明原因（退出状态 3）。"_s},
+              {"kill -9 $$", failed + u"检测脚本没有说明原因（被信号 9 终止）。"_s},
+              {"printf '\377' >&2; exit 1", failed + u"检测脚本的说明不是 UTF-8 文本（退出状态 1）。"_s},
+              {"seq 1000000 >&2; exit 1",
+               failed + u"1\n2\n3\n4\n5\n6\n……（省略 999977 行）……\n999984\n999985\n999986\n999987\n999988\n999989\n"
+                        "999990\n999991\n999992\n999993\n999994\n999995\n999996\n999997\n999998\n999999\n1000000"_s},
+              {"printf '{}'; kill -9 $$", failed + u"{}"_s},
+              {"printf '{\377}'", unreadable + u"输出不是 UTF-8 文本。"_s},
+              {"exit 0", unreadable + u"输出为空。"_s},
+              {"echo '{\"video\": 3}'", unreadable + u"video：应为文本，实际是数字。"_s}})
+            QCOMPARE(outcome(body), message);
     }
 
-    void videoThatIsNoFile()
+    void whatCannotBegin()
     {
         const QString fifo = m_directory.filePath(u"fifo"_s);
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
         const DetectorService service(runtimeWith(answer));
         for (const QString& path : {fifo, u"/dev/zero"_s})
             QVERIFY_THROWS_EXCEPTION(AppRuntimeError, (void)service.detectSync({FileURL(path)}));
-    }
-
-    void interpreterThatCannotBeStarted()
-    {
-        const DetectorService service({FileURL(u"/missing/python"_s), FileURL(u"/d.py"_s), FileURL()});
-        QVERIFY_THROWS_EXCEPTION(ProcessLaunchError, (void)service.detectSync({FileURL(u"/v"_s)}));
+        const DetectorService missing({FileURL(u"/missing/python"_s), FileURL(u"/d.py"_s), FileURL()});
+        QVERIFY_THROWS_EXCEPTION(ProcessLaunchError, (void)missing.detectSync({FileURL(u"/v"_s)}));
     }
 
     void progressLines()
     {
-        QStringList lines;
-        QCOMPARE(
-            outcome("printf ' 一\\n\\n \\t\\n\\343\\200\\200二\\r\\n\\377\\n' >&2; printf '三' >&2\n" + answer, &lines),
-            u"v"_s);
-        QCOMPARE(lines, QStringList({u"一"_s, u"二"_s, u"三"_s}));
+        QCOMPARE(outcome("printf ' 一\\n\\n \\t\\n\\343\\200\\200二\\r\\n\\377\\n' >&2; printf '三' >&2\n" + answer),
+                 u"v"_s);
+        QCOMPARE(m_progress, QStringList({u"一"_s, u"二"_s, u"三"_s}));
     }
 
     /// Both pipes are full at the same time, long before the detector ends.
     void floodsOnBothPipes()
     {
-        QStringList lines;
         QCOMPARE(outcome("head -c 5000000 /dev/zero | tr '\\0' 'x' | fold -w 99 >&2 &\n"
                          "head -c 50000000 /dev/zero | tr '\\0' ' '; wait; " +
-                             answer,
-                         &lines),
+                         answer),
                  u"v"_s);
-        QCOMPARE(lines.size(), 5000000 / 99 + 1);
+        QCOMPARE(m_progress.size(), 5000000 / 99 + 1);
     }
 
     /// Last: no request is taken after it.

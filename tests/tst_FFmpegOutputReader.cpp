@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <tuple>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -50,30 +52,21 @@ private Q_SLOTS:
         }
     }
 
-    void frameRates_data()
-    {
-        QTest::addColumn<QByteArray>("source");
-        QTest::addColumn<QByteArray>("clip");
-        QTest::addColumn<std::optional<double>>("rate");
-        using Rate = std::optional<double>;
-        QTest::newRow("film on television")
-            << QByteArray("23.98 fps, 23.98 tbr") << QByteArray("23.98 fps") << Rate(24000.0 / 1001);
-        QTest::newRow("whole") << QByteArray("5 fps, 5 tbr") << QByteArray("5 fps") << Rate(5);
-        QTest::newRow("odd") << QByteArray("12.50 fps, 12.50 tbr") << QByteArray("12.50 fps") << Rate(12.5);
-        QTest::newRow("varying") << QByteArray("15.17 fps, 25 tbr") << QByteArray("25 fps") << Rate();
-        QTest::newRow("none") << QByteArray("90k tbr") << QByteArray("q=2-31") << Rate();
-    }
-
     void frameRates()
     {
-        QFETCH(QByteArray, source);
-        QFETCH(QByteArray, clip);
-        const FFmpegReport report =
-            read("Input #0, mpeg, from 'a':\n  Stream #0:0[0x1e0]: Video: h264, " + source +
-                     ", 90k tbn\nOutput #0, mp4, to 'o':\n  Stream #0:0: Video: h264, " + clip + ", 90k tbn\n",
-                 100);
-        QTEST(report.frameRate, "rate");
-        QVERIFY(!report.hasSound);
+        for (const auto& [source, clip, rate] :
+             {std::tuple("23.98 fps, 23.98 tbr", "23.98 fps", std::optional(24000.0 / 1001)),
+              {"5 fps, 5 tbr", "5 fps", 5},
+              {"12.50 fps, 12.50 tbr", "12.50 fps", 12.5},
+              {"15.17 fps, 25 tbr", "25 fps", std::nullopt}, // it varies
+              {"90k tbr", "q=2-31", std::nullopt}}) {
+            const FFmpegReport report =
+                read("Input #0, mpeg, from 'a':\n  Stream #0:0[0x1e0]: Video: h264, " + QByteArray(source) +
+                         ", 90k tbn\nOutput #0, mp4, to 'o':\n  Stream #0:0: Video: h264, " + clip + ", 90k tbn\n",
+                     100);
+            QCOMPARE(report.frameRate, rate);
+            QVERIFY(!report.hasSound);
+        }
     }
 
     void soundDecodersNeedAFrameToFindTheirFeet()
@@ -90,34 +83,21 @@ private Q_SLOTS:
         }
     }
 
-    void progress_data()
-    {
-        QTest::addColumn<QByteArray>("block");
-        QTest::addColumn<std::optional<qint64>>("frames");
-        QTest::addColumn<std::optional<double>>("outTime");
-        QTest::addColumn<std::optional<double>>("speed");
-        using Frames = std::optional<qint64>;
-        using Number = std::optional<double>;
-        QTest::newRow("nothing known yet") << QByteArray("frame=0\nout_time_us=N/A\nspeed=N/A\nprogress=continue\n")
-                                           << Frames(0) << Number() << Number();
-        QTest::newRow("before zero") << QByteArray("frame=1\nout_time_us=-23220\nspeed=   0x\nprogress=continue\n")
-                                     << Frames(1) << Number(0) << Number(0);
-        QTest::newRow("sound alone") << QByteArray("out_time_us=500000\nspeed=1e+03x\nprogress=end\n") << Frames()
-                                     << Number(0.5) << Number(1000);
-        QTest::newRow("a block that is not whole does not count")
-            << QByteArray("frame=3\nout_time_us=1000000\nspeed=1x\nprogress=continue\nframe=9\nout_time_us=9000000\n")
-            << Frames(3) << Number(1) << Number(1);
-        QTest::newRow("Windows line ends") << QByteArray("frame=3\r\nout_time_us=7\r\nspeed=2x\r\nprogress=end\r\n")
-                                           << Frames(3) << Number(7e-6) << Number(2);
-    }
-
     void progress()
     {
-        QFETCH(QByteArray, block);
-        const FFmpegReport report = read(block, 5);
-        QTEST(report.frames, "frames");
-        QTEST(report.outTime, "outTime");
-        QTEST(report.speed, "speed");
+        using Number = std::optional<double>;
+        using Rows = QList<std::tuple<QByteArray, std::optional<qint64>, Number, Number>>;
+        for (const auto& [block, frames, outTime, speed] : Rows{
+                 {"frame=0\nout_time_us=N/A\nspeed=N/A\nprogress=continue\n", 0, {}, {}},
+                 {"frame=1\nout_time_us=-23220\nspeed=   0x\nprogress=continue\n", 1, 0, 0}, // before zero
+                 {"out_time_us=500000\nspeed=1e+03x\nprogress=end\n", {}, 0.5, 1000},        // sound alone
+                 {"frame=3\nout_time_us=1000000\nspeed=1x\nprogress=continue\nframe=9\nout_time_us=9000000\n", 3, 1, 1},
+                 {"frame=3\r\nout_time_us=7\r\nspeed=2x\r\nprogress=end\r\n", 3, 7e-6, 2}}) {
+            const FFmpegReport report = read(block, 5);
+            QCOMPARE(report.frames, frames);
+            QCOMPARE(report.outTime, outTime);
+            QCOMPARE(report.speed, speed);
+        }
     }
 
     void theLastWordsAreTheReasonWithoutAnError()
@@ -128,33 +108,26 @@ private Q_SLOTS:
         QCOMPARE(read(banner + firstBlock, 7).reason(), QString());
     }
 
-    void theReasonIsNamedBeforeItsConsequences_data()
-    {
-        QTest::addColumn<QByteArray>("lines");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("release 5") << QByteArray("[Parsed_crop_0 @ 0x5] Invalid too big size for width '9999'\n"
-                                                 "Error reinitializing filters!\n"
-                                                 "Failed to inject frame into filter network: Invalid argument\n"
-                                                 "Error while processing the decoded data for stream #0:0\n"
-                                                 "Conversion failed!\n")
-                                   << u"Invalid too big size for width '9999'"_s;
-        QTest::newRow("release 7") << QByteArray("[NULL @ 0x5] Unable to choose an output format for 'o.xyz'\n"
-                                                 "[out#0 @ 0x5] Error initializing the muxer: Invalid argument\n"
-                                                 "Error opening output file o.xyz.\n"
-                                                 "Error opening output files: Invalid argument\n")
-                                   << u"Unable to choose an output format for 'o.xyz'"_s;
-        QTest::newRow("not what a decoder met before")
-            << QByteArray("[h264 @ 0x5] error while decoding MB 3 1\n[h264 @ 0x5] co located POCs unavailable, error\n"
-                          "av_interleaved_write_frame(): No space left on device\n")
-            << u"av_interleaved_write_frame(): No space left on device"_s;
-        QTest::newRow("a decoder's, when there is no other")
-            << QByteArray("[h264 @ 0x5] error while decoding MB 3 1\n") << u"error while decoding MB 3 1"_s;
-    }
-
     void theReasonIsNamedBeforeItsConsequences()
     {
-        QFETCH(QByteArray, lines);
-        QTEST(read(banner + lines, 13).reason(), "reason");
+        for (const auto& [lines, reason] :
+             {std::pair("[Parsed_crop_0 @ 0x5] Invalid too big size for width '9999'\n"
+                        "Error reinitializing filters!\n"
+                        "Failed to inject frame into filter network: Invalid argument\n"
+                        "Error while processing the decoded data for stream #0:0\n"
+                        "Conversion failed!\n",
+                        u"Invalid too big size for width '9999'"_s),
+              {"[NULL @ 0x5] Unable to choose an output format for 'o.xyz'\n"
+               "[out#0 @ 0x5] Error initializing the muxer: Invalid argument\n"
+               "Error opening output file o.xyz.\n"
+               "Error opening output files: Invalid argument\n",
+               u"Unable to choose an output format for 'o.xyz'"_s},
+              // Not what a decoder met before, unless there is nothing else.
+              {"[h264 @ 0x5] error while decoding MB 3 1\n[h264 @ 0x5] co located POCs unavailable, error\n"
+               "av_interleaved_write_frame(): No space left on device\n",
+               u"av_interleaved_write_frame(): No space left on device"_s},
+              {"[h264 @ 0x5] error while decoding MB 3 1\n", u"error while decoding MB 3 1"_s}})
+            QCOMPARE(read(banner + lines, 13).reason(), reason);
     }
 
     void sourcesThatLosePicturesBeforeAWholeOne()
@@ -166,45 +139,25 @@ private Q_SLOTS:
                  std::optional(-0.992));
     }
 
-    void messages_data()
-    {
-        QTest::addColumn<QByteArray>("lines");
-        QTest::addColumn<QString>("lastError");
-        QTest::addColumn<bool>("isFault");
-        QTest::newRow("missing source") << QByteArray("/a/片段.mp4: No such file or directory\n")
-                                        << u"/a/片段.mp4: No such file or directory"_s << false;
-        QTest::newRow("the reason, not its consequence")
-            << QByteArray("Unknown encoder, cannot find it\nConversion failed!\n")
-            << u"Unknown encoder, cannot find it"_s << false;
-        QTest::newRow("no line end") << QByteArray("Exiting normally, received signal 15.")
-                                     << u"Exiting normally, received signal 15."_s << false;
-        QTest::newRow("damaged picture")
-            << QByteArray("[h264 @ 0x55ce3a94d840] error while decoding MB 33 19, bytestream -27\n")
-            << u"error while decoding MB 33 19, bytestream -27"_s << true;
-        QTest::newRow("full disk") << QByteArray("Error writing trailer of o.mp4: No space left on device\n")
-                                   << u"Error writing trailer of o.mp4: No space left on device"_s << true;
-        QTest::newRow("harmless after a seek") << QByteArray("[h264 @ 0x5575a7226b00] mmco: unref short failure\n")
-                                               << u"mmco: unref short failure"_s << false;
-        QTest::newRow("speakers are left out")
-            << QByteArray(
-                   "[aist#0:1/mp2] [dec:mp2 @ 0x564647d03d80] Error submitting packet to decoder: Invalid data\n")
-            << u"Error submitting packet to decoder: Invalid data"_s << true;
-        QTest::newRow("a line that nobody reads to its end")
-            << QByteArray("Error " + QByteArray(10'000'000, 'x') + '\n') << u"Error "_s + QString(294, u'x') + u'…'
-            << false;
-        QTest::newRow("statistics") << QByteArray("[libx264 @ 0x55] frame I:1     Avg QP:16.37  size:  9691\n"
-                                                  "video:319kB audio:0kB muxing overhead: unknown\n")
-                                    << QString() << false;
-    }
-
     void messages()
     {
-        QFETCH(QByteArray, lines);
-        QFETCH(QString, lastError);
-        QFETCH(bool, isFault);
-        const FFmpegReport report = read(banner + lines, 11);
-        QCOMPARE(report.lastError, lastError);
-        QCOMPARE(report.fault, isFault ? lastError : QString());
+        for (const auto& [lines, lastError, isFault] :
+             {std::tuple(QByteArray("/a/片段.mp4: No such file or directory\n"),
+                         u"/a/片段.mp4: No such file or directory"_s, false),
+              {"Exiting normally, received signal 15.", u"Exiting normally, received signal 15."_s, false},
+              {"[h264 @ 0x55ce3a94d840] error while decoding MB 33 19, bytestream -27\n",
+               u"error while decoding MB 33 19, bytestream -27"_s, true},
+              {"Error writing trailer of o.mp4: No space left on device\n",
+               u"Error writing trailer of o.mp4: No space left on device"_s, true},
+              {"[h264 @ 0x5575a7226b00] mmco: unref short failure\n", u"mmco: unref short failure"_s, false},
+              {"[aist#0:1/mp2] [dec:mp2 @ 0x564647d03d80] Error submitting packet to decoder: Invalid data\n",
+               u"Error submitting packet to decoder: Invalid data"_s, true},
+              {"Error " + QByteArray(10'000'000, 'x') + '\n', u"Error "_s + QString(294, u'x') + u'…', false},
+              {"[libx264 @ 0x55] frame I:1     Avg QP:16.37  size:  9691\n", QString(), false}}) {
+            const FFmpegReport report = read(banner + lines, 11);
+            QCOMPARE(report.lastError, lastError);
+            QCOMPARE(report.fault, isFault ? lastError : QString());
+        }
     }
 };
 

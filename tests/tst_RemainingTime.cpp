@@ -66,37 +66,13 @@ class RemainingTimeTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void equalClips_data()
-    {
-        QTest::addColumn<SimulatedRun>("run");
-        QTest::newRow("three at a time") << SimulatedRun{30, 3, 6, 5, 0, false};
-        QTest::newRow("with the encoder's delay") << SimulatedRun{30, 3, 6, 5, 1, false};
-        QTest::newRow("one by one") << SimulatedRun{30, 1, 20, 4, 0.5, true};
-        QTest::newRow("lanes that end up empty") << SimulatedRun{30, 4, 10, 20, 2, false};
-        QTest::newRow("sharing the processors") << SimulatedRun{30, 4, 10, 20, 2, true};
-        QTest::newRow("many sharing them") << SimulatedRun{30, 12, 30, 40, 2, true};
-    }
-
     void equalClips()
     {
-        QFETCH(SimulatedRun, run);
-        const std::vector<Update> updates = run.play();
-        const double end = updates.back().now;
-        std::optional<double> before;
-        int checked = 0;
-        for (const auto& [now, left] : updates) {
-            const double truth = end - now;
-            if (now < end / 10 || truth < 2)
-                continue;
-            QVERIFY(left);
-            QVERIFY2(std::abs(*left - truth) <= 0.15 * truth,
-                     qPrintable(QString::asprintf("at %.1f: %.2f instead of %.2f", now, *left, truth)));
-            if (before)
-                QVERIFY(std::abs(*left - *before) <= *before / 2);
-            before = left;
-            ++checked;
-        }
-        QVERIFY(checked > 20);
+        for (const SimulatedRun& run : {SimulatedRun{30, 3, 6, 5, 1, false},
+                                        {30, 1, 20, 4, 0.5, true},
+                                        {30, 4, 10, 20, 2, false},
+                                        {30, 12, 30, 40, 2, true}})
+            verify(run.play());
     }
 
     void oneJobTellsItsOwnSpeed()
@@ -146,6 +122,27 @@ private Q_SLOTS:
         remaining.launch(1, 1);
         remaining.end(1, true, 0, 1001);
         QCOMPARE(*remaining.update(1001), before * 1.5);
+    }
+
+private:
+    static void verify(const std::vector<Update>& updates)
+    {
+        const double end = updates.back().now;
+        std::optional<double> before;
+        int checked = 0;
+        for (const auto& [now, left] : updates) {
+            const double truth = end - now;
+            if (now < end / 10 || truth < 2)
+                continue;
+            QVERIFY(left);
+            QVERIFY2(std::abs(*left - truth) <= 0.15 * truth,
+                     qPrintable(QString::asprintf("at %.1f: %.2f instead of %.2f", now, *left, truth)));
+            if (before)
+                QVERIFY(std::abs(*left - *before) <= *before / 2);
+            before = left;
+            ++checked;
+        }
+        QVERIFY(checked > 20);
     }
 };
 

@@ -4,6 +4,7 @@
 #include "Jobs/OutputSafety.h"
 #include "Jobs/SideNames.h"
 #include "Jobs/SplitJob.h"
+#include "RealFFmpeg.h"
 #include "Services/MessageError.h"
 
 #include <QProcess>
@@ -13,30 +14,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <tuple>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void runTool(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(u"ffmpeg"_s, QStringList{u"-v"_s, u"error"_s, u"-y"_s} + arguments);
-    QVERIFY(process.waitForFinished(-1) && process.exitCode() == 0);
-}
-
-void writeFile(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-}
 
 /// A folder's files and links with what is in them, "out.mp4=old link>target".
 QString listing(const QString& folder, const QStringList& unnamed = {})
@@ -47,7 +30,7 @@ QString listing(const QString& folder, const QStringList& unnamed = {})
         if (file.isSymbolicLink())
             entries << file.fileName() + u'>' + QFileInfo(file.symLinkTarget()).fileName();
         else if (!unnamed.contains(file.fileName()))
-            entries << file.fileName() + u'=' + QString::fromUtf8(contentOf(file.filePath())).trimmed();
+            entries << file.fileName() + u'=' + QString::fromUtf8(readFile(file.filePath())).trimmed();
     }
     return entries.join(u' ');
 }
@@ -55,8 +38,8 @@ QString listing(const QString& folder, const QStringList& unnamed = {})
 /// One job over whatever lies in its folder.
 struct Split
 {
-    explicit Split(const QByteArray& script)
-        : tool(script)
+    explicit Split(const QString& script)
+        : tool(script.toUtf8())
     {
         tool.write(u"in.mp4"_s, "source");
         tool.makeGate(u"gate"_s);
@@ -81,6 +64,11 @@ struct Split
         launch();
         waitForEnd();
     }
+    /// A shell script in the folder.
+    void change(const QString& script) const
+    {
+        QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, u"cd '%1' || exit; "_s.arg(path({})) + script}), 0);
+    }
     [[nodiscard]] QString path(const QString& name) const { return tool.file(name).path(); }
     [[nodiscard]] QString files() const { return listing(path({}), {u"ffmpeg"_s, u"gate"_s}); }
     [[nodiscard]] QString trash() const { return listing(path(u"data/Trash/files"_s)); }
@@ -94,16 +82,15 @@ struct Split
 };
 
 /// In a script: the clip, as far as it goes when the job is stopped.
-const QByteArray writing = "echo part > \"$output\"; ";
-const QByteArray waiting = "echo ready; read line < gate";
-const QByteArray waitingForTrap = "read line < gate & echo ready; wait";
-const QByteArray succeeding = "echo new > \"$output\"; printf 'out_time_us=1000000\\nprogress=end\\n'";
-
-using Change = std::function<void(const Split&)>;
+const QString writing = u"echo part > \"$output\"; "_s;
+const QString waiting = u"echo ready; read line < gate"_s;
+const QString waitingForTrap = u"read line < gate & echo ready; wait"_s;
+const QString succeeding = u"echo new > \"$output\"; printf 'out_time_us=1000000\\nprogress=end\\n'"_s;
+/// In the folder, before a job.
+const QString older = u"echo old > out.mp4; "_s;
+const QString olderLink = u"echo mine > own; ln -s own out.mp4"_s;
 
 } // namespace
-
-Q_DECLARE_METATYPE(Change)
 
 class SplitJobTest final : public QObject
 {
@@ -115,159 +102,97 @@ private Q_SLOTS:
     void initTestCase()
     {
         const QString good = m_folder.filePath(u"good.mp4"_s);
-        runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=320x180:rate=25:duration=12"_s, u"-f"_s, u"lavfi"_s,
-                 u"-i"_s, u"sine=duration=12"_s, u"-g"_s, u"100"_s, u"-movflags"_s, u"+faststart"_s, good});
-        QByteArray content = contentOf(good);
+        runFFmpeg(u"-f lavfi -i testsrc2=size=320x180:rate=25:duration=12 -f lavfi -i sine=duration=12 -g 100 "
+                  "-movflags +faststart"_s,
+                  good);
+        QByteArray content = readFile(good);
         writeFile(m_folder.filePath(u"truncated.mp4"_s), content.first(content.size() * 6 / 10));
         for (qsizetype i = content.size() / 2; i < content.size() / 2 + 20'000; ++i)
             content[i] = static_cast<char>(i * 7919 >> 3);
         writeFile(m_folder.filePath(u"damaged.mp4"_s), content);
-        runTool({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc2=size=160x90:rate=25:duration=12"_s, u"-vf"_s,
-                 u"select=lt(t\\,6)+not(mod(n\\,12))"_s, u"-vsync"_s, u"vfr"_s, m_folder.filePath(u"varying.mp4"_s)});
-        runTool({u"-i"_s, good, u"-c:v"_s, u"mpeg2video"_s, u"-c:a"_s, u"mp2"_s, m_folder.filePath(u"good.mpg"_s)});
-        runTool({u"-i"_s, good, u"-c"_s, u"copy"_s, m_folder.filePath(u"good.avi"_s)});
-        runTool({u"-i"_s, good, u"-vf"_s, u"setpts=PTS-1/TB"_s, u"-af"_s, u"asetpts=PTS-1/TB"_s,
-                 u"-avoid_negative_ts"_s, u"disabled"_s, m_folder.filePath(u"before zero.mkv"_s)});
-        runTool({u"-i"_s, good, u"-an"_s, u"-c"_s, u"copy"_s, m_folder.filePath(u"silent.ts"_s)});
-        runTool({u"-i"_s, good, u"-c"_s, u"copy"_s, m_folder.filePath(u"good.ts"_s)});
-        content = contentOf(m_folder.filePath(u"good.ts"_s));
+        runFFmpeg(u"-f lavfi -i testsrc2=size=160x90:rate=25:duration=12 -vf select=lt(t\\,6)+not(mod(n\\,12)) "
+                  "-vsync vfr"_s,
+                  m_folder.filePath(u"varying.mp4"_s));
+        for (const auto& [options, name] :
+             {std::pair(u"-c:v mpeg2video -c:a mp2"_s, u"good.mpg"_s),
+              {u"-c copy"_s, u"good.avi"_s},
+              {u"-vf setpts=PTS-1/TB -af asetpts=PTS-1/TB -avoid_negative_ts disabled"_s, u"before zero.mkv"_s},
+              {u"-an -c copy"_s, u"silent.ts"_s},
+              {u"-c copy"_s, u"cut off.ts"_s}})
+            runFFmpeg(u"-i "_s + good + u' ' + options, m_folder.filePath(name));
+        content = readFile(m_folder.filePath(u"cut off.ts"_s));
         writeFile(m_folder.filePath(u"cut off.ts"_s), content.first(content.size() * 6 / 10));
-    }
-
-    void realClipsAreVerified_data()
-    {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<double>("start");
-        QTest::addColumn<double>("duration");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<JobOutcome>("outcome");
-        QTest::addColumn<QString>("remark");
-        QTest::newRow("whole") << u"good.mp4"_s << 1.33 << 2.5 << u"o.mp4"_s << JobOutcome::completed << u""_s;
-        QTest::newRow("up to the end") << u"good.mp4"_s << 11.0 << 5.0 << u"o.mp4"_s << JobOutcome::completed << u""_s;
-        QTest::newRow("varying frame rate without sound")
-            << u"varying.mp4"_s << 6.5 << 4.0 << u"o.mp4"_s << JobOutcome::completed << u""_s;
-        QTest::newRow("sound cut by the seek")
-            << u"good.mpg"_s << 4.9 << 1.1 << u"o.mpg"_s << JobOutcome::completed << u"Error while decoding stream"_s;
-        QTest::newRow("a stream from its beginning")
-            << u"silent.ts"_s << 0.0 << 3.0 << u"o.mp4"_s << JobOutcome::completed << u""_s;
-        QTest::newRow("pictures lost by the seek")
-            << u"silent.ts"_s << 5.0 << 5.0 << u"o.mp4"_s << JobOutcome::doubtful << u"，应为 5.000s"_s;
-        QTest::newRow("pictures repeated for lost ones")
-            << u"good.mpg"_s << 3.0 << 2.0 << u"o.mpg"_s << JobOutcome::doubtful << u" 个画面，应为 50 个"_s;
-        QTest::newRow("the last picture lost by a start before zero")
-            << u"before zero.mkv"_s << 3.0 << 2.0 << u"o.mkv"_s << JobOutcome::doubtful
-            << u"只写出 49 个画面，应为 50 个"_s;
-        QTest::newRow("AVI lost its beginning")
-            << u"good.avi"_s << 0.04 << 5.0 << u"o.avi"_s << JobOutcome::doubtful << u"应为"_s;
-        QTest::newRow("beyond the end") << u"good.mp4"_s << 20.0 << 2.0 << u"o.mp4"_s << JobOutcome::doubtful
-                                        << u"没有写出任何画面"_s;
-        QTest::newRow("across the truncation")
-            << u"truncated.mp4"_s << 5.0 << 9.0 << u"o.mp4"_s << JobOutcome::doubtful << u"，应为 7.0"_s;
-        QTest::newRow("after the truncation")
-            << u"truncated.mp4"_s << 10.0 << 1.0 << u"o.mp4"_s << JobOutcome::doubtful << u"没有写出任何画面"_s;
-        QTest::newRow("nothing but sound left of a stream that was cut off")
-            << u"cut off.ts"_s << 7.0 << 4.0 << u"o.ts"_s << JobOutcome::doubtful << u"没有写出任何画面"_s;
-        QTest::newRow("damaged middle") << u"damaged.mp4"_s << 4.0 << 5.0 << u"o.mp4"_s << JobOutcome::doubtful
-                                        << u"ffmpeg 报告了错误："_s;
-        QTest::newRow("an extension that ffmpeg cannot write")
-            << u"good.mp4"_s << 0.0 << 1.0 << u"o.xyz"_s << JobOutcome::failed << u"ffmpeg 不能写出 .xyz 格式"_s;
-        QTest::newRow("no such source") << u"none.mp4"_s << 0.0 << 1.0 << u"o.mp4"_s << JobOutcome::failed
-                                        << u"No such file or directory"_s;
     }
 
     void realClipsAreVerified()
     {
-        QFETCH(QString, source);
-        QFETCH(double, start);
-        QFETCH(double, duration);
-        QFETCH(QString, output);
-        QFETCH(QString, remark);
-        QFETCH(JobOutcome, outcome);
-        const FileURL ffmpeg(QStandardPaths::findExecutable(u"ffmpeg"_s));
-        const FFmpegJob job = {
-            1, FileURL(m_folder.filePath(source)), FileURL(m_folder.filePath(output)), start, duration, {}};
-        std::optional<JobEnd> end;
-        const auto running = SplitJob::launch(job, {ffmpeg, ffmpeg, ffmpeg}, std::make_shared<WrittenClips>());
-        running->onEnd = [&end](const JobEnd& itsEnd) { end = itsEnd; };
-        QTRY_VERIFY_WITH_TIMEOUT(end, patience);
-        QCOMPARE(end->outcome, outcome);
-        QVERIFY2(remark.isEmpty() ? end->remark.isEmpty() : end->remark.contains(remark), qPrintable(end->remark));
-        QFile::remove(job.outputURL.path());
+        using enum JobOutcome;
+        using Rows = QList<std::tuple<QString, double, double, QString, JobOutcome, QString>>;
+        for (const auto& [source, start, duration, output, outcome, remark] :
+             Rows{{u"good.mp4"_s, 1.33, 2.5, u"o.mp4"_s, completed, {}},
+                  {u"good.mp4"_s, 11, 5, u"o.mp4"_s, completed, {}}, // up to the end
+                  {u"varying.mp4"_s, 6.5, 4, u"o.mp4"_s, completed, {}},
+                  {u"good.mpg"_s, 4.9, 1.1, u"o.mpg"_s, completed,
+                   u"Error while decoding stream"_s},                                    // sound cut by the seek
+                  {u"silent.ts"_s, 5, 5, u"o.mp4"_s, doubtful, u"，应为 5.000s"_s},      // pictures lost by the seek
+                  {u"good.mpg"_s, 3, 2, u"o.mpg"_s, doubtful, u" 个画面，应为 50 个"_s}, // repeated for lost ones
+                  {u"before zero.mkv"_s, 3, 2, u"o.mkv"_s, doubtful, u"只写出 49 个画面，应为 50 个"_s},
+                  {u"good.avi"_s, 0.04, 5, u"o.avi"_s, doubtful, u"应为"_s},
+                  {u"good.mp4"_s, 20, 2, u"o.mp4"_s, doubtful, u"没有写出任何画面"_s},
+                  {u"truncated.mp4"_s, 5, 9, u"o.mp4"_s, doubtful, u"，应为 7.0"_s},
+                  {u"cut off.ts"_s, 7, 4, u"o.ts"_s, doubtful, u"没有写出任何画面"_s}, // but some sound
+                 {u"damaged.mp4"_s, 4, 5, u"o.mp4"_s, doubtful, u"ffmpeg 报告了错误："_s},
+                  {u"good.mp4"_s, 0, 1, u"o.xyz"_s, failed, u"ffmpeg 不能写出 .xyz 格式"_s}}) {
+            const FileURL ffmpeg(QStandardPaths::findExecutable(u"ffmpeg"_s));
+            const FFmpegJob job = {
+                1, FileURL(m_folder.filePath(source)), FileURL(m_folder.filePath(output)), start, duration, {}};
+            std::optional<JobEnd> end;
+            const auto running = SplitJob::launch(job, {ffmpeg, ffmpeg, ffmpeg}, std::make_shared<WrittenClips>());
+            running->onEnd = [&end](const JobEnd& itsEnd) { end = itsEnd; };
+            QTRY_VERIFY_WITH_TIMEOUT(end, patience);
+            QCOMPARE(end->outcome, outcome);
+            QVERIFY2(remark.isEmpty() ? end->remark.isEmpty() : end->remark.contains(remark), qPrintable(end->remark));
+            QFile::remove(job.outputURL.path());
+        }
     }
 
     /// What stopping, and killing at the application's end, leave in the folder.
-    void nothingIsLostByStopping_data()
-    {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<Change>("before");
-        QTest::addColumn<Change>("meanwhile");
-        QTest::addColumn<QString>("files");
-
-        const Change nothing = [](const Split&) {};
-        const Change older = [](const Split& split) { split.tool.write(u"out.mp4"_s, "old"); };
-        const auto row = [&](const char* name, const QByteArray& script, const Change& before, const Change& meanwhile,
-                             const QString& files) { QTest::newRow(name) << script << before << meanwhile << files; };
-        row("a new file goes", writing, nothing, nothing, u"in.mp4=source"_s);
-        row("nothing written", "", nothing, nothing, u"in.mp4=source"_s);
-        row("an older file is put back", writing, older, nothing, u"in.mp4=source out.mp4=old"_s);
-        row("ffmpeg that ends with a status of its own", "trap 'exit 255' TERM; " + writing + waitingForTrap, older,
-            nothing, u"in.mp4=source out.mp4=old"_s);
-        row("ffmpeg that ignores the request", "trap '' TERM; " + writing + waitingForTrap, older, nothing,
-            u"in.mp4=source out.mp4=old"_s);
-        row(
-            "an older link is put back, its target untouched", writing,
-            [](const Split& split) {
-                split.tool.write(u"own"_s, "mine");
-                QFile::link(split.path(u"own"_s), split.path(u"out.mp4"_s));
-            },
-            nothing, u"in.mp4=source out.mp4>own own=mine"_s);
-        row(
-            "the output became a link to the source", writing, older,
-            [](const Split& split) {
-                QFile::remove(split.path(u"out.mp4"_s));
-                QFile::link(split.path(u"in.mp4"_s), split.path(u"out.mp4"_s));
-            },
-            u"in.mp4=source out (原文件).mp4=old out.mp4>in.mp4"_s);
-        row(
-            "the source was renamed onto the output", writing, nothing,
-            [](const Split& split) {
-                ::rename(QFile::encodeName(split.path(u"in.mp4"_s)), QFile::encodeName(split.path(u"out.mp4"_s)));
-            },
-            u"out.mp4=source"_s);
-        row(
-            "the output was renamed", writing, older,
-            [](const Split& split) { QFile::rename(split.path(u"out.mp4"_s), split.path(u"x"_s)); },
-            u"in.mp4=source out.mp4=old x=part"_s);
-    }
-
     void nothingIsLostByStopping()
     {
-        QFETCH(QByteArray, script);
-        QFETCH(Change, before);
-        QFETCH(Change, meanwhile);
-        QFETCH(QString, files);
-        for (const bool atApplicationEnd : {false, true}) {
-            Split split(script + waiting);
-            before(split);
-            split.launch();
-            QTRY_VERIFY_WITH_TIMEOUT(split.isReady, patience);
-            meanwhile(split);
-            if (atApplicationEnd) {
-                delete split.job.release();
-            } else {
-                split.job->stop();
-                split.job->stop();
-                split.waitForEnd();
-                QCOMPARE(split.end.outcome, JobOutcome::stopped);
+        // ffmpeg, the folder before it and meanwhile, and what is in it in the end
+        const QList<QStringList> rows = {
+            {writing, {}, {}, u"in.mp4=source"_s},
+            {writing, older, {}, u"in.mp4=source out.mp4=old"_s},
+            {u"trap 'exit 255' TERM; "_s + writing + waitingForTrap, older, {}, u"in.mp4=source out.mp4=old"_s},
+            {u"trap '' TERM; "_s + writing + waitingForTrap, older, {}, u"in.mp4=source out.mp4=old"_s},
+            {writing, olderLink, {}, u"in.mp4=source out.mp4>own own=mine"_s},
+            {writing, older, u"ln -sf in.mp4 out.mp4"_s, u"in.mp4=source out (原文件).mp4=old out.mp4>in.mp4"_s},
+            {writing, {}, u"mv in.mp4 out.mp4"_s, u"out.mp4=source"_s},
+            {writing, older, u"mv out.mp4 x"_s, u"in.mp4=source out.mp4=old x=part"_s}};
+        for (const QStringList& row : rows) {
+            for (const bool atApplicationEnd : {false, true}) {
+                Split split(row[0] + waiting);
+                split.change(row[1]);
+                split.launch();
+                QTRY_VERIFY_WITH_TIMEOUT(split.isReady, patience);
+                split.change(row[2]);
+                if (atApplicationEnd) {
+                    delete split.job.release();
+                } else {
+                    split.job->stop();
+                    split.job->stop();
+                    split.waitForEnd();
+                    QCOMPARE(split.end.outcome, JobOutcome::stopped);
+                }
+                QCOMPARE(split.files(), row[3]);
+                QCOMPARE(split.trash(), QString());
             }
-            QCOMPARE(split.files(), files);
-            QCOMPARE(split.trash(), QString());
         }
     }
 
     void aJobThatHadSucceededIsNotStopped()
     {
-        Split split("finish() { " + succeeding + "; exit 0; }; trap finish TERM; " + waitingForTrap);
+        Split split(u"finish() { "_s + succeeding + u"; exit 0; }; trap finish TERM; "_s + waitingForTrap);
         split.launch();
         QTRY_VERIFY_WITH_TIMEOUT(split.isReady, patience);
         split.job->stop();
@@ -279,134 +204,79 @@ private Q_SLOTS:
     void aRenamedFolderIsTidiedToo()
     {
         Split split(writing + waiting);
-        QDir(split.path({})).mkdir(u"clips"_s);
-        split.tool.write(u"clips/out.mp4"_s, "old");
-        split.tool.makeGate(u"clips/gate"_s);
+        split.change(u"mkdir clips; echo old > clips/out.mp4; mkfifo clips/gate"_s);
         split.launch(u"clips/out.mp4"_s);
         QTRY_VERIFY_WITH_TIMEOUT(split.isReady, patience);
-        QDir(split.path({})).rename(u"clips"_s, u"elsewhere"_s);
+        split.change(u"mv clips elsewhere"_s);
         split.job->stop();
         split.waitForEnd();
         QCOMPARE(listing(split.path(u"elsewhere"_s), {u"gate"_s}), u"out.mp4=old"_s);
     }
 
-    void whatFailsLeavesOlderFiles_data()
+    void whatBecomesOfOlderFiles()
     {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<bool>("hasOlder");
-        QTest::addColumn<QString>("files");
-        QTest::addColumn<QString>("remark");
-        const QByteArray playable = "printf '\\0\\0\\0\\10ftyp\\0\\0\\0\\10moov' > \"$output\"; echo bad error; exit 1";
-        QTest::newRow("nothing that can be played, nothing older")
-            << writing + "echo bad error; exit 1" << false << QString() << u"bad error"_s;
-        QTest::newRow("nothing that can be played")
-            << writing + "exit 1" << true << u"out.mp4=old"_s << u"ffmpeg 意外结束，没有说明原因；原有文件保持不变"_s;
-        QTest::newRow("a part that can be played, nothing older")
-            << playable << false << u"out.mp4=*"_s << u"bad error；已写出的部分保留在输出文件中"_s;
-        QTest::newRow("a part that can be played")
-            << playable << true << u"out (未完成).mp4=* out.mp4=old"_s
-            << u"bad error；已写出的部分保留为 “out (未完成).mp4”，原有文件保持不变"_s;
-        QTest::newRow("success without a clip")
-            << QByteArray("exit 0") << true << u"out.mp4=old"_s << u"输出文件是空的；原有文件保持不变"_s;
-        QTest::newRow("success without a picture") << writing + "printf 'frame=0\\nprogress=end\\n'" << true
-                                                   << u"out.mp4=old"_s << u"没有写出任何画面；原有文件保持不变"_s;
-    }
-
-    void whatFailsLeavesOlderFiles()
-    {
-        QFETCH(QByteArray, script);
-        QFETCH(bool, hasOlder);
-        Split split(script);
-        if (hasOlder)
-            split.tool.write(u"out.mp4"_s, "old");
-        split.run();
+        const QString ours = u"ours;"_s; // written by a job of ours before
+        const QString doubtful = succeeding + u"; echo 'No space left on device'"_s;
+        const QString playable = u"printf '\\0\\0\\0\\10ftyp\\0\\0\\0\\10moov' > \"$output\"; echo bad error; exit 1"_s;
+        const QString trashed = u"原有文件已移到废纸篓"_s;
+        // The folder before, ffmpeg, the folder in the end, the trash and the remark
+        const QList<QStringList> rows = {
+            {{}, writing + u"echo bad error; exit 1"_s, {}, {}, u"bad error"_s},
+            {older, writing + u"exit 1"_s, u"out.mp4=old"_s, {}, u"ffmpeg 意外结束，没有说明原因；原有文件保持不变"_s},
+            {{}, playable, u"out.mp4=*"_s, {}, u"bad error；已写出的部分保留在输出文件中"_s},
+            {older,
+             playable,
+             u"out (未完成).mp4=* out.mp4=old"_s,
+             {},
+             u"bad error；已写出的部分保留为 “out (未完成).mp4”，原有文件保持不变"_s},
+            {older, u"exit 0"_s, u"out.mp4=old"_s, {}, u"输出文件是空的；原有文件保持不变"_s},
+            {older,
+             writing + u"printf 'frame=0\\nprogress=end\\n'"_s,
+             u"out.mp4=old"_s,
+             {},
+             u"没有写出任何画面；原有文件保持不变"_s},
+            {older, succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=old"_s, trashed},
+            {older,
+             doubtful,
+             u"out (原文件).mp4=old out.mp4=new"_s,
+             {},
+             u"ffmpeg 报告了错误：No space left on device；原有文件保留为 “out (原文件).mp4”"_s},
+            {ours, succeeding, u"out.mp4=new"_s, {}, {}},
+            {ours, u"grep -q new .*older && echo No space left on device; "_s + succeeding, u"out.mp4=new"_s,
+             u"out (原文件).mp4=new"_s, u"ffmpeg 报告了错误：No space left on device；"_s + trashed},
+            {ours + u"echo edited > out.mp4"_s, succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=edited"_s, trashed},
+            {ours + u"echo source > in.mp4"_s, succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=new"_s,
+             trashed}, // another video of that name
+            {older + u"echo > data/Trash; echo older > 'out (原文件).mp4'"_s,
+             succeeding,
+             u"out (原文件 2).mp4=old out (原文件).mp4=older out.mp4=new"_s,
+             {},
+             u"原有文件保留为 “out (原文件 2).mp4”"_s},
+            {olderLink, succeeding, u"out.mp4=new own=mine"_s, u"out (原文件).mp4>own"_s, trashed}};
         const QString unreadable = QString::fromUtf8(QByteArray("\0\0\0\10ftyp\0\0\0\10moov", 16)).trimmed();
-        const QString files = split.files().replace(unreadable, u"*"_s);
-        QTEST(files.mid(QStringLiteral("in.mp4=source ").size()), "files");
-        QTEST(split.end.remark, "remark");
-        QCOMPARE(split.trash(), QString());
-    }
-
-    void whatSuccessDoesWithAnOlderFile_data()
-    {
-        QTest::addColumn<Change>("before");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("files");
-        QTest::addColumn<QString>("trash");
-        QTest::addColumn<QString>("remark");
-
-        const Change older = [](const Split& split) { split.tool.write(u"out.mp4"_s, "old"); };
-        const Change ours = [](const Split& split) { const_cast<Split&>(split).run(); };
-        const QByteArray doubtful = succeeding + "; echo 'No space left on device'";
-        const auto row = [](const char* name, const Change& before, const QByteArray& script, const QString& files,
-                            const QString& trash, const QString& remark) {
-            QTest::newRow(name) << before << script << files << trash << remark;
-        };
-        row("a stranger's", older, succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=old"_s, u"原有文件已移到废纸篓"_s);
-        row("a stranger's, and the clip is doubtful", older, doubtful, u"out (原文件).mp4=old out.mp4=new"_s, {},
-            u"ffmpeg 报告了错误：No space left on device；原有文件保留为 “out (原文件).mp4”"_s);
-        row("written from the same video", ours, succeeding, u"out.mp4=new"_s, {}, {});
-        row("written from the same video, and the clip is doubtful", ours,
-            "grep -q new .*older && echo No space left on device; " + succeeding, u"out.mp4=new"_s,
-            u"out (原文件).mp4=new"_s, u"ffmpeg 报告了错误：No space left on device；原有文件已移到废纸篓"_s);
-        row(
-            "changed since it was written",
-            [ours](const Split& split) {
-                ours(split);
-                split.tool.write(u"out.mp4"_s, "edited");
-            },
-            succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=edited"_s, u"原有文件已移到废纸篓"_s);
-        row(
-            "written from another video of that name",
-            [ours](const Split& split) {
-                ours(split);
-                split.tool.write(u"in.mp4"_s, "source"); // later
-            },
-            succeeding, u"out.mp4=new"_s, u"out (原文件).mp4=new"_s, u"原有文件已移到废纸篓"_s);
-        row(
-            "no trash, and the first other name is taken",
-            [older](const Split& split) {
-                older(split);
-                split.tool.write(u"data/Trash"_s, "");
-                split.tool.write(u"out (原文件).mp4"_s, "older");
-            },
-            succeeding, u"out (原文件 2).mp4=old out (原文件).mp4=older out.mp4=new"_s, {},
-            u"原有文件保留为 “out (原文件 2).mp4”"_s);
-        row(
-            "a link",
-            [](const Split& split) {
-                split.tool.write(u"own"_s, "mine");
-                QFile::link(split.path(u"own"_s), split.path(u"out.mp4"_s));
-            },
-            succeeding, u"out.mp4=new own=mine"_s, u"out (原文件).mp4>own"_s, u"原有文件已移到废纸篓"_s);
-    }
-
-    void whatSuccessDoesWithAnOlderFile()
-    {
-        QFETCH(Change, before);
-        QFETCH(QByteArray, script);
-        Split split(script);
-        before(split);
-        split.run();
-        QTEST(split.files().mid(QStringLiteral("in.mp4=source ").size()), "files");
-        QTEST(split.trash(), "trash");
-        QTEST(split.end.remark, "remark");
+        for (const QStringList& row : rows) {
+            Split split(row[1]);
+            if (row[0].startsWith(ours))
+                split.run();
+            split.change(row[0].sliced(row[0].startsWith(ours) ? ours.size() : 0));
+            split.run();
+            QCOMPARE(split.files().replace(unreadable, u"*"_s).mid(QStringLiteral("in.mp4=source ").size()), row[2]);
+            QCOMPARE(split.trash(), row[3]);
+            QCOMPARE(split.end.remark, row[4]);
+        }
     }
 
     /// Against the muxers of the ffmpeg that is installed.
     void extensionsOfRealMuxers()
     {
-        const auto saidBy = [](const QStringList& arguments) {
-            QProcess process;
-            process.start(u"ffmpeg"_s, QStringList(u"-hide_banner"_s) + arguments);
-            process.waitForFinished(-1);
-            return QString::fromUtf8(process.readAllStandardOutput());
-        };
         static const QRegularExpression common(u"Common extensions: (.*)\\."_s);
         const auto extensionsOf = [&](const QString& muxers) {
             QStringList extensions;
             for (const QString& muxer : muxers.split(u' ')) {
-                const auto match = common.match(saidBy({u"-h"_s, u"muxer="_s + muxer}));
+                QProcess process;
+                process.start(u"ffmpeg"_s, {u"-hide_banner"_s, u"-h"_s, u"muxer="_s + muxer});
+                process.waitForFinished(-1);
+                const auto match = common.match(QString::fromUtf8(process.readAllStandardOutput()));
                 extensions += match.captured(1).split(u',', Qt::SkipEmptyParts);
             }
             return extensions;
@@ -428,9 +298,8 @@ private Q_SLOTS:
 
     void launchesThatMustFail()
     {
-        Split split("echo must not run > \"$output\"");
-        split.tool.write(u"out.mp4"_s, "old");
-        split.tool.write(u"ffmpeg"_s, "no program");
+        Split split(writing);
+        split.change(older + u"echo no program > ffmpeg"_s);
         QVERIFY_THROWS_EXCEPTION(ProcessLaunchError, split.launch());
         QFile::link(split.path(u"in.mp4"_s), split.path(u"2.mp4"_s)); // made since the split started
         QVERIFY_THROWS_EXCEPTION(OutputError, split.launch(u"2.mp4"_s));
@@ -439,7 +308,7 @@ private Q_SLOTS:
 
     void whatAKilledKestrelHadSetAside()
     {
-        const Split split("");
+        const Split split({});
         const QString longName = QString(240, u'x') + u".mp4"_s;
         for (const QString& name : {u"1.mp4"_s, u"2.mp4"_s, u"3.mp4"_s, u"5.mp4"_s, longName})
             split.tool.write(hiddenName(name, 1), "old " + name.first(1).toUtf8());
@@ -472,12 +341,8 @@ private Q_SLOTS:
     {
         Split split(succeeding);
         split.run();
-        split.tool.write(u"2.mp4"_s, "old");
-        QFile::link(u"nowhere"_s, split.path(u"3.mp4"_s));
-        QDir(split.path({})).mkdir(u"4.mp4"_s);
-        const QList<FFmpegJob> jobs = {split.tool.job(u"out.mp4"_s), split.tool.job(u"2.mp4"_s),
-                                       split.tool.job(u"3.mp4"_s), split.tool.job(u"4.mp4"_s),
-                                       split.tool.job(u"5.mp4"_s)};
+        split.change(u"echo old > 2; ln -s nowhere 3; mkdir 4"_s);
+        const QList<FFmpegJob> jobs = split.tool.jobs(5) + QList{split.tool.job(u"out.mp4"_s)};
         QCOMPARE(olderFilesToTrash(jobs, *split.writtenClips), 2);
     }
 };

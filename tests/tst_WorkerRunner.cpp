@@ -6,6 +6,8 @@
 #include <QPlainTextEdit>
 #include <QTest>
 
+#include <tuple>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -39,50 +41,35 @@ class WorkerRunnerTest final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void logsAndJudgesOneJob_data()
-    {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<bool>("success");
-
-        const auto row = [](const char* name, const QByteArray& script, const QString& output, bool success) {
-            QTest::newRow(name) << script << output << success;
-        };
-        row("both streams in their order", "echo 1; echo 2 >&2; echo 3; echo 4 >&2", u"1\n2\n3\n4\n"_s, true);
-        row("standard error alone, status 0", "echo Error >&2; exit 0", u"Error\n"_s, true);
-        row("failing status", "exit 3", QString(), false);
-        row("terminated", "echo a; kill -TERM $$", u"a\n"_s, false);
-        row("killed", "echo a; kill -KILL $$", u"a\n"_s, false);
-        row("no final line break", "printf 'a\\nb'", u"a\nb"_s, true);
-        row("carriage returns start lines", "printf 'frame=1\\rframe=2\\r\\n'", u"frame=1\nframe=2\n"_s, true);
-        row("markup and empty lines", "printf '<b>&amp;</b>\\n\\n\\nb\\n'", u"<b>&amp;</b>\n\n\nb\n"_s, true);
-        row("more than the pipe holds", "yes progress=continue | head -c 324000",
-            u"progress=continue\n"_s.repeated(18000), true);
-        row("an invalid read is lost, the next one is not", "printf 'a\\377b'; read line < gate1; printf c", u"c"_s,
-            true);
-        row("a character cut between two reads is lost with both",
-            "printf 'a\\344\\270'; read line < gate1; printf '\\255b'; read line < gate2; printf c", u"c"_s, true);
-    }
-
     void logsAndJudgesOneJob()
     {
-        QFETCH(QByteArray, script);
-        QFETCH(QString, output);
-        QFETCH(bool, success);
-        const FakeFFmpeg tool(script);
-        for (const auto& gate : {u"gate1"_s, u"gate2"_s})
-            tool.makeGate(gate);
-        Lane lane(tool.runtime());
-        const FFmpegJob job = tool.job(u"out.mp4"_s);
-        lane.runner->run(job, 1, 1);
-        QCOMPARE(lane.status(), u"等待任务"_s); // the event loop has not run yet
-        for (int gate = 1; gate <= script.count("gate"); ++gate)
-            tool.openGate(u"gate%1"_s.arg(gate));
-        QTRY_COMPARE_WITH_TIMEOUT(lane.completions, QList<bool>{success}, patience);
-        const QString command = u">>> "_s + job.commandPreview() + u'\n';
-        const QString log = command + output + (success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(lane.log(), log, patience); // a flood is shown little by little
-        QCOMPARE(lane.status(), success ? u"完成"_s : u"失败"_s);
+        using Rows = QList<std::tuple<QByteArray, QString, bool>>;
+        for (const auto& [script, output, success] :
+             Rows{{"echo 1; echo 2 >&2; echo 3; echo 4 >&2", u"1\n2\n3\n4\n"_s, true},
+                  {"echo Error >&2; exit 0", u"Error\n"_s, true},
+                  {"exit 3", {}, false},
+                  {"echo a; kill -KILL $$", u"a\n"_s, false},
+                  {"printf 'frame=1\\rframe=2\\r\\n'", u"frame=1\nframe=2\n"_s, true},
+                  {"printf '<b>&amp;</b>\\n\\n\\nb\\n'", u"<b>&amp;</b>\n\n\nb\n"_s, true},
+                  // An invalid read is lost, the next one is not; a character cut between two reads is lost with both.
+                  {"printf 'a\\377b'; read line < gate1; printf c", u"c"_s, true},
+                  {"printf 'a\\344\\270'; read line < gate1; printf '\\255b'; read line < gate2; printf c", u"c"_s,
+                   true}}) {
+            const FakeFFmpeg tool(script);
+            for (const auto& gate : {u"gate1"_s, u"gate2"_s})
+                tool.makeGate(gate);
+            Lane lane(tool.runtime());
+            const FFmpegJob job = tool.job(u"out.mp4"_s);
+            lane.runner->run(job, 1, 1);
+            QCOMPARE(lane.status(), u"等待任务"_s); // the event loop has not run yet
+            for (int gate = 1; gate <= script.count("gate"); ++gate)
+                tool.openGate(u"gate%1"_s.arg(gate));
+            QTRY_COMPARE_WITH_TIMEOUT(lane.completions, QList<bool>{success}, patience);
+            const QString command = u">>> "_s + job.commandPreview() + u'\n';
+            const QString log = command + output + (success ? u"\n>>> 完成\n"_s : u"\n>>> 失败\n"_s);
+            QTRY_COMPARE_WITH_TIMEOUT(lane.log(), log, patience); // a flood is shown little by little
+            QCOMPARE(lane.status(), success ? u"完成"_s : u"失败"_s);
+        }
     }
 
     void givesTheChildItsSurroundings()
@@ -98,42 +85,31 @@ private Q_SLOTS:
         QVERIFY2(lane.log().endsWith(expected), qUtf8Printable(lane.log()));
     }
 
-    void failedLaunchLeavesNoTrace_data()
-    {
-        QTest::addColumn<QByteArray>("program"); // empty: not executable
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<int>("systemError");
-        QTest::newRow("not executable") << QByteArray() << u"out"_s << EACCES;
-        QTest::newRow("a missing folder") << QByteArray("#!/bin/sh") << u"missing/out"_s << ENOENT;
-        QTest::newRow("a file as folder") << QByteArray("#!/bin/sh") << u"ffmpeg/out"_s << ENOTDIR;
-        QTest::newRow("a missing interpreter, seen by exec alone")
-            << QByteArray("#!/missing/shell\n") << u"out"_s << ENOENT;
-        QTest::newRow("no program at all, seen by exec alone") << QByteArray("text") << u"out"_s << ENOEXEC;
-    }
-
     void failedLaunchLeavesNoTrace()
     {
-        QFETCH(QByteArray, program);
-        QFETCH(QString, output);
-        QFETCH(int, systemError);
-        const FakeFFmpeg tool("");
-        tool.write(u"ffmpeg"_s, program);
-        if (program.isEmpty())
-            QFile::setPermissions(tool.file(u"ffmpeg"_s).path(), QFile::ReadOwner);
-
-        Lane lane(tool.runtime());
-        try {
-            lane.runner->run(tool.job(output), 1, 1);
-            QFAIL("the launch did not fail");
-        } catch (const ProcessLaunchError& error) {
-            QVERIFY2(error.message().endsWith(u": "_s + qt_error_string(systemError)), error.what());
+        for (const auto& [program, output, systemError] :
+             {std::tuple("", u"out"_s, EACCES),
+              {"#!/bin/sh", u"missing/out"_s, ENOENT},
+              {"#!/bin/sh", u"ffmpeg/out"_s, ENOTDIR},
+              {"#!/missing/shell\n", u"out"_s, ENOENT}, // seen by exec alone
+              {"text", u"out"_s, ENOEXEC}}) {
+            const FakeFFmpeg tool("");
+            tool.write(u"ffmpeg"_s, program);
+            if (systemError == EACCES)
+                QFile::setPermissions(tool.file(u"ffmpeg"_s).path(), QFile::ReadOwner);
+            Lane lane(tool.runtime());
+            try {
+                lane.runner->run(tool.job(output), 1, 1);
+                QFAIL("the launch did not fail");
+            } catch (const ProcessLaunchError& error) {
+                QVERIFY2(error.message().endsWith(u": "_s + qt_error_string(systemError)), error.what());
+            }
+            QCoreApplication::processEvents();
+            QCOMPARE(lane.status(), u"等待任务"_s);
+            QCOMPARE(lane.log(), QString());
+            QVERIFY(lane.completions.isEmpty());
+            lane.runner->stop();
         }
-        QCoreApplication::processEvents();
-        QCOMPARE(lane.status(), u"等待任务"_s);
-        QCOMPARE(lane.log(), QString());
-        QVERIFY(lane.completions.isEmpty());
-
-        lane.runner->stop();
     }
 
     void jobOutlivesItsRunner()
