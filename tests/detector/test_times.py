@@ -74,6 +74,7 @@ class Times(unittest.TestCase):
                 ("a fade that is not taken out", [fade], ["--fade-removal-profile", "conservative"], [(0.0, 2.94), (3.6, 4.0)]),
                 ("an opening", [ends], [], [(0.0, 4.0)]),
                 ("an opening taken out", [ends], ["--fade-removal-profile", "extreme"], [(0.68, 4.0)]),
+                ("eaten by its padding", [cut, fade], ["--fade-left-padding-seconds", "2"], [(0.0, 0.98), (3.64, 4.0)]),
                 ("skipped", [cut, fade], ["--skip-start-seconds", "1.5"], [(1.52, 2.86), (3.64, 4.0)])):
             with self.subTest(name):
                 analysis = Analysis(4_000_000, at_rates((99, 40_000)), events)
