@@ -3,22 +3,10 @@
 #include "Controls/DroppablePathField.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
+#include "TestFiles.h"
 
-#include <QAbstractButton>
-#include <QClipboard>
-#include <QCoreApplication>
-#include <QDir>
-#include <QDropEvent>
-#include <QFile>
-#include <QGuiApplication>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QMimeData>
-#include <QPushButton>
-#include <QTableView>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
+#include <QtWidgets>
 
 // Mouse and keys
 
@@ -67,7 +55,8 @@ public:
     WindowUnderTest()
     {
         QDir::setCurrent(folder.path()); // a place where no detector lies about
-        installDetector();
+        QDir().mkpath(QFileInfo(detectorPath()).path());
+        writeFile(detectorPath(), detectorScript);
         window().show();
     }
 
@@ -88,19 +77,20 @@ public:
         write(name + QStringLiteral(".plan"), plan);
         return path(name);
     }
-    void write(const QString& name, const QByteArray& content) const
-    {
-        QFile file(path(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write %s", qPrintable(file.fileName()));
-    }
-    [[nodiscard]] QByteArray read(const QString& name) const
-    {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    void write(const QString& name, const QByteArray& content) const { writeFile(path(name), content); }
+    [[nodiscard]] QByteArray read(const QString& name) const { return readFile(path(name)); }
 
     void chooseVideo(const QString& videoPath) const { type(line("videoPathField"), videoPath); }
+    /// Types a path into the file dialog that is open, and accepts it.
+    void chooseInDialog(const QString& chosen) const
+    {
+        const QPointer<QFileDialog> dialog = window().findChild<QFileDialog*>();
+        QVERIFY(dialog && dialog->isModal());
+        auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        name->setText(chosen);
+        QTest::keyClick(name, Qt::Key_Return);
+        QTRY_VERIFY(!dialog);
+    }
     void selectEvent(int row) const
     {
         const QTableView* table = window().eventTableView;
@@ -165,14 +155,6 @@ public:
     MainWindowController controller;
 
 private:
-    static void installDetector()
-    {
-        QFile script(detectorPath());
-        QDir().mkpath(QFileInfo(script).path());
-        if (!script.open(QIODevice::WriteOnly) || script.write(detectorScript) < 0)
-            qFatal("cannot write %s", qPrintable(script.fileName()));
-    }
-
     static constexpr auto detectorScript = R"(
 import json, os, sys, time
 def progress(text): print(text, file=sys.stderr, flush=True)

@@ -1,12 +1,14 @@
 #include "Controls/DroppablePathField.h"
+#include "TestFiles.h"
 
 #include <QDir>
 #include <QDragEnterEvent>
-#include <QFile>
 #include <QMimeData>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 using Kind = DroppablePathField::AcceptKind;
@@ -19,7 +21,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_file = m_folder.filePath(u"片段 100%.txt"_s);
-        QVERIFY(QFile(m_file).open(QIODevice::WriteOnly));
+        writeFile(m_file, {});
     }
 
     void takesTheFirstAcceptableItem()
@@ -32,22 +34,16 @@ private Q_SLOTS:
         fileOfThisMachine.setHost(u"localhost"_s);
         QUrl fileOfAnotherMachine = file;
         fileOfAnotherMachine.setHost(u"elsewhere"_s);
-        struct Row
-        {
-            Kind kind;
-            QList<QUrl> urls;
-            QString taken; // empty: refused
-        };
-        const QList<Row> rows = {{Kind::file, {file}, m_file},
-                                 {Kind::file, {directory}, {}},
-                                 {Kind::file, {directory, file}, m_file},
-                                 {Kind::file, {fileOfThisMachine}, m_file},
-                                 {Kind::file, {fileOfAnotherMachine}, {}},
-                                 {Kind::directory, {directory}, folder},
-                                 {Kind::directory, {file}, {}},
-                                 {Kind::any, {directory, file}, folder},
-                                 {Kind::any, {gone}, {}},
-                                 {Kind::any, {QUrl(u"https://localhost/etc/hostname"_s)}, {}}};
+        using Rows = QList<std::tuple<Kind, QList<QUrl>, QString>>; // taken is nothing: refused
+        const Rows rows = {{Kind::file, {file}, m_file},
+                           {Kind::file, {directory}, {}},
+                           {Kind::file, {directory, file}, m_file},
+                           {Kind::file, {fileOfThisMachine}, m_file},
+                           {Kind::file, {fileOfAnotherMachine}, {}},
+                           {Kind::directory, {directory}, folder},
+                           {Kind::any, {directory, file}, folder},
+                           {Kind::any, {gone}, {}},
+                           {Kind::any, {QUrl(u"https://localhost/etc/hostname"_s)}, {}}};
         for (const auto& [kind, urls, taken] : rows) {
             DroppablePathField field(kind);
             field.setText(u"before"_s);
@@ -67,7 +63,7 @@ private Q_SLOTS:
     void understandsPastedPaths()
     {
         const QString literal = m_folder.filePath(u"'a'"_s);
-        QVERIFY(QFile(literal).open(QIODevice::WriteOnly));
+        writeFile(literal, {});
         QVERIFY(QDir::setCurrent(m_folder.path()));
         const QString address = QString::fromLatin1(QUrl::fromLocalFile(m_file).toEncoded());
         for (const auto& [pasted, text] : {std::pair(address, m_file),

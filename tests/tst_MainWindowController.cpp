@@ -1,12 +1,7 @@
 #include "MainWindowController/SegmentTableModel.h"
 #include "WindowUnderTest.h"
 
-#include <QCheckBox>
-#include <QFileDialog>
-#include <QRadioButton>
-#include <QScrollArea>
-#include <QScrollBar>
-#include <QSpinBox>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -40,20 +35,9 @@ private Q_SLOTS:
     void init() { m_test = std::make_unique<WindowUnderTest>(); }
     void cleanup() { m_test.reset(); }
 
-    void startsReadyForAVideo()
-    {
-        QVERIFY(window().parseButton->isEnabled() && window().addSegmentButton->isEnabled());
-        QVERIFY(isEmpty() && !window().segmentMasterCheckbox->isEnabled());
-        QCOMPARE(m_test->preview(), u"clip-01.mp4"_s);
-        type(window().outputDirectoryField, u"/x/"_s);
-        type(window().prefixField, u"a/b"_s);
-        QCOMPARE(m_test->preview(), u"/x/a-b-01.mp4"_s);
-        click(window().resetOutputDirectoryButton);
-        QCOMPARE(m_test->preview(), u"a-b-01.mp4"_s);
-    }
-
     void takesATypedVideo()
     {
+        QCOMPARE(m_test->preview(), u"clip-01.mp4"_s);
         const QString video = m_test->addVideo(u"a.mkv"_s, twoScenes);
         m_test->chooseVideo(u"  "_s + video + u' ');
         QCOMPARE(m_test->status(), u"视频路径已更新，点击“解析”生成结果和脚本。"_s);
@@ -68,14 +52,8 @@ private Q_SLOTS:
         QCOMPARE(m_test->status(), u"当前视频路径无效，请检查文件是否存在。"_s);
         QCOMPARE(m_test->summary(), u"等待解析"_s);
         QVERIFY(isEmpty());
-        m_test->chooseVideo(m_test->folder.path());
-        QCOMPARE(m_test->status(), u"当前视频路径无效，请检查文件是否存在。"_s);
         m_test->chooseVideo(QString());
         QCOMPARE(m_test->status(), u"请输入视频文件路径，或直接拖入视频。"_s);
-
-        m_test->chooseVideo(QDir::current().relativeFilePath(video));
-        m_test->parse();
-        QCOMPARE(m_test->segmentCount(), 2);
     }
 
     /// The folder and the prefix follow the video until the user sets them, and the folder again after a reset.
@@ -97,7 +75,6 @@ private Q_SLOTS:
         drop(window().videoPathField, {one});
         QCOMPARE(folder(), m_test->folder.path());
         type(window().outputDirectoryField, u" relative "_s);
-        QCOMPARE(m_test->preview(), QDir::currentPath() + u"/relative/one-01.mp4"_s);
         m_test->parse();
         QCOMPARE(folder(), QDir::currentPath() + u"/relative"_s);
         click(window().resetOutputDirectoryButton);
@@ -121,83 +98,49 @@ private Q_SLOTS:
 
     void choosesInDialogs()
     {
-        QString startingFolder = QDir::currentPath();
-        const auto choose = [&](QAbstractButton* button, const QString& path) {
+        const auto choose = [&](QAbstractButton* button, const QString& startingFolder, const QString& path) {
             click(button);
-            QPointer<QFileDialog> dialog = window().findChild<QFileDialog*>();
-            QVERIFY(dialog && dialog->isModal());
-            QCOMPARE(dialog->directory().path(), startingFolder);
-            QVERIFY(dialog->testOption(QFileDialog::ShowDirsOnly) ||
-                    !dialog->nameFilters().join(u' ').contains(u"(*)"_s));
-            dialog->setDirectory(QFileInfo(path).path());
-            dialog->selectFile(path);
-            auto* name = dialog->findChild<QLineEdit*>(u"fileNameEdit"_s);
-            name->setText(QFileInfo(path).fileName());
-            QTest::keyClick(name, Qt::Key_Return);
-            QTRY_VERIFY(!dialog);
+            QCOMPARE(window().findChild<QFileDialog*>()->directory().path(), startingFolder);
+            m_test->chooseInDialog(path);
         };
         const QString video = m_test->addVideo(u"one.MOV"_s, twoScenes);
         const QString clips = m_test->path(u"clips"_s);
         QVERIFY(QDir().mkpath(clips));
-        choose(window().selectVideoButton, video);
+        choose(window().selectVideoButton, QDir::currentPath(), video);
         QCOMPARE(window().videoPathField->text(), video);
-        QCOMPARE(m_test->status(), u"视频已准备好，点击“解析”生成结果和脚本。"_s);
-        startingFolder = m_test->folder.path();
-        choose(window().selectOutputDirectoryButton, clips);
-        window().selectVideoButton->click();
-        QCOMPARE(window().findChild<QFileDialog*>()->directory().path(), startingFolder);
-        window().findChild<QFileDialog*>()->close();
+        choose(window().selectOutputDirectoryButton, m_test->folder.path(), clips);
         drop(window().videoPathField, {video});
         QCOMPARE(window().outputDirectoryField->text(), clips);
+        choose(window().selectVideoButton, m_test->folder.path(), video);
     }
 
     void clampsConcurrency()
     {
-        for (const auto& [typed, concurrency] : {std::pair(u"7"_s, 7), {u"20"_s, 12}, {u"0"_s, 1}, {u""_s, 3}}) {
-            type(window().concurrencyField, typed);
-            QCOMPARE(window().concurrencyField->text(), QString::number(concurrency));
-            QCOMPARE(window().concurrencyStepper->value(), concurrency);
-        }
-        window().concurrencyStepper->stepBy(1);
-        QCOMPARE(window().concurrencyField->text(), u"4"_s);
+        type(window().concurrencyField, u"20"_s);
+        QCOMPARE(window().concurrencyField->text(), u"12"_s);
+        QCOMPARE(window().concurrencyStepper->value(), 12);
+        window().concurrencyStepper->stepBy(-1);
+        QCOMPARE(window().concurrencyField->text(), u"11"_s);
     }
 
-    void refusesToParse_data()
-    {
-        QTest::addColumn<QStringList>("fields"); // all with a text that none of them takes
-        QTest::addColumn<QString>("message");
-        QTest::newRow("skip comes first")
-            << QStringList{u"skipStartField"_s, u"cropField"_s} << u"跳过检测秒数必须是大于等于 0 的数字。"_s;
-        QTest::newRow("crop comes second") << QStringList{u"cropField"_s, u"fadeLeftField.standard"_s}
-                                           << u"裁剪参数格式应为 宽:高:X:Y，例如 1728:910:0:85。"_s;
-        QTest::newRow("padding of another strategy")
-            << QStringList{u"fadeRightField.conservative"_s} << u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s;
-        QTest::newRow("no video before all")
-            << QStringList{u"videoPathField"_s, u"skipStartField"_s} << u"请先选择视频文件，或直接拖入视频。"_s;
-    }
-
+    /// The fault that is told is the first in this order.
     void refusesToParse()
     {
-        QFETCH(const QStringList, fields);
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes));
-        for (const QString& field : fields)
-            type(m_test->line(field.toLatin1()), u"-1"_s);
-        const QString statusBefore = m_test->status();
-        click(window().parseButton);
-        QVERIFY(window().parseButton->isEnabled());
-        QCOMPARE(m_test->alerts().size(), 1);
-        QCOMPARE(m_test->alerts().first()->text(), u"操作失败"_s);
-        QCOMPARE(m_test->alerts().first()->icon(), QMessageBox::Warning);
-        QTEST(m_test->takeAlert(), "message");
-        QCOMPARE(m_test->status(), statusBefore);
-    }
-
-    void refusesToParseAFolder()
-    {
-        m_test->chooseVideo(m_test->folder.path());
-        click(window().parseButton);
-        QCOMPARE(m_test->takeAlert(),
-                 u"请先选择视频文件，或直接拖入视频。\n现在填写的是一个文件夹，请选择其中的视频。"_s);
+        for (const auto& [field, typed, message] :
+             {std::tuple("fadeRightField.conservative", u"-1"_s, u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s),
+              {"cropField", u"-1"_s, u"裁剪参数格式应为 宽:高:X:Y，例如 1728:910:0:85。"_s},
+              {"skipStartField", u"-1"_s, u"跳过检测秒数必须是大于等于 0 的数字。"_s},
+              {"videoPathField", u"-1"_s, u"请先选择视频文件，或直接拖入视频。"_s},
+              {"videoPathField", m_test->folder.path(),
+               u"请先选择视频文件，或直接拖入视频。\n现在填写的是一个文件夹，请选择其中的视频。"_s}}) {
+            type(m_test->line(field), typed);
+            const QString statusBefore = m_test->status();
+            click(window().parseButton);
+            QVERIFY(window().parseButton->isEnabled());
+            QCOMPARE(m_test->takeAlert(), message);
+            QCOMPARE(m_test->status(), statusBefore);
+        }
     }
 
     void parses()
@@ -222,7 +165,6 @@ private Q_SLOTS:
         QCOMPARE(m_test->eventCount(), 1);
         QCOMPARE(m_test->segmentCell(1, 2).data().toString(), u"00:00:20.000"_s);
         QVERIFY(window().parseButton->isEnabled() && window().splitButton->isEnabled());
-        QCOMPARE(window().segmentMasterCheckbox->checkState(), Qt::Checked);
     }
 
     void clearsResultsOnlyWhenAParseFails()
@@ -242,8 +184,9 @@ private Q_SLOTS:
         QCOMPARE(m_test->status(), u"解析失败。"_s);
         QCOMPARE(m_test->summary(), u"等待解析"_s);
         QVERIFY(isEmpty());
-        const auto* label = m_test->alerts().first()->findChild<QLabel*>(u"qt_msgbox_informativelabel"_s);
-        QCOMPARE(label->textFormat(), Qt::PlainText);
+        const QMessageBox* alert = m_test->alerts().first();
+        QCOMPARE(alert->findChild<QLabel*>(u"qt_msgbox_informativelabel"_s)->textFormat(), Qt::PlainText);
+        QVERIFY(alert->text() == u"操作失败"_s && alert->icon() == QMessageBox::Warning);
         QCOMPARE(m_test->takeAlert(), u"解析失败：<b>broken</b>"_s);
     }
 
@@ -256,56 +199,46 @@ private Q_SLOTS:
         m_test->parse();
         m_test->selectEvent(0);
         QTest::keyClick(m_test->line("fadeRightField.aggressive"), Qt::Key_1);
-        QCOMPARE(m_test->status(), u"解析中，请稍候..."_s);
-        QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=激进 L=0.50s R=0.24s。"_s);
+        QTRY_VERIFY(m_test->status().endsWith(u"Fade=激进 L=0.50s R=0.24s。"_s));
         QCOMPARE(runs(), 2);
         QCOMPARE(m_test->selectedSegments(), (QList<int>{0, 1}));
 
         auto* standard = window().findChild<QRadioButton*>(u"fadeStrategyButton.standard"_s);
         click(standard);
-        QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=标准 L=0.08s R=0.18s。"_s);
+        QTRY_VERIFY(m_test->status().endsWith(u"Fade=标准 L=0.08s R=0.18s。"_s));
         QTest::keyClick(standard, Qt::Key_Up);
-        QTRY_COMPARE(m_test->status(), u"解析完成：1 个换场，2 个保留片段，Fade=保守 L=0.04s R=0.12s。"_s);
+        QTRY_VERIFY(m_test->status().endsWith(u"Fade=保守 L=0.04s R=0.12s。"_s));
         type(m_test->line("fadeRightField.extreme"), QString());
         QCOMPARE(m_test->takeAlert(), u"Fade 左右扩秒数必须是大于等于 0 的数字。"_s);
         QCOMPARE(m_test->segmentCount(), 2);
-    }
-
-    void obsoleteResultsNeverLand_data()
-    {
-        QTest::addColumn<QByteArray>("end");
-        QTest::addColumn<QString>("next");
-        for (const QString& next : {u"two.mp4"_s, u""_s, u"nothing.mp4"_s, u"one.mp4"_s}) {
-            QTest::addRow("success, then '%s'", qPrintable(next)) << QByteArray(twoScenes) << next;
-            QTest::addRow("failure, then '%s'", qPrintable(next)) << QByteArray("fail('late')") << next;
-        }
     }
 
     /// The video is changed while a parse runs: to another, to none, to one that is not there, or dropped once more.
     /// The detector, which shall end, ends in its own time.
     void obsoleteResultsNeverLand()
     {
-        QFETCH(const QByteArray, end);
-        QFETCH(const QString, next);
-        m_test->chooseVideo(
-            m_test->addVideo(u"one.mp4"_s, "import signal; signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
-                                           "progress('begun'); wait('go'); progress('late'); " +
-                                               end));
-        m_test->addVideo(u"two.mp4"_s, twoScenes);
-        click(window().parseButton);
-        QTRY_COMPARE(m_test->status(), u"begun"_s);
-        if (next == u"one.mp4"_s)
-            drop(window().videoPathField, {m_test->path(next)});
-        else
-            m_test->chooseVideo(next.isEmpty() ? next : m_test->path(next));
-        const QString status = m_test->status();
-        QVERIFY(!window().parseButton->isEnabled());
+        for (const QString& next : {u"two.mp4"_s, u""_s, u"nothing.mp4"_s, u"one.mp4"_s}) {
+            m_test = std::make_unique<WindowUnderTest>();
+            m_test->chooseVideo(
+                m_test->addVideo(u"one.mp4"_s, "import signal; signal.signal(signal.SIGTERM, signal.SIG_IGN)\n"
+                                               "progress('begun'); wait('go'); progress('late'); " +
+                                                   QByteArray(next == u"two.mp4" ? twoScenes : "fail('late')")));
+            m_test->addVideo(u"two.mp4"_s, twoScenes);
+            click(window().parseButton);
+            QTRY_COMPARE(m_test->status(), u"begun"_s);
+            if (next == u"one.mp4"_s)
+                drop(window().videoPathField, {m_test->path(next)});
+            else
+                m_test->chooseVideo(next.isEmpty() ? next : m_test->path(next));
+            const QString status = m_test->status();
+            QVERIFY(!window().parseButton->isEnabled());
 
-        m_test->write(u"go"_s, {});
-        QTRY_VERIFY(window().parseButton->isEnabled());
-        QCOMPARE(m_test->status(), status);
-        QCOMPARE(m_test->alerts().size(), 0);
-        QVERIFY(isEmpty());
+            m_test->write(u"go"_s, {});
+            QTRY_VERIFY(window().parseButton->isEnabled());
+            QCOMPARE(m_test->status(), status);
+            QCOMPARE(m_test->alerts().size(), 0);
+            QVERIFY(isEmpty());
+        }
     }
 
     /// Beside the results of an earlier parse. The detectors of the first two would never end by themselves.
@@ -322,7 +255,6 @@ private Q_SLOTS:
         m_test->write(u"3 may end"_s, {});
         QTRY_VERIFY(window().parseButton->isEnabled() && window().splitButton->isEnabled());
         QCOMPARE(m_test->segmentCount(), 5);
-        QVERIFY(m_test->status().startsWith(u"解析完成：0 个换场，5 个保留片段，"_s));
         QCOMPARE(m_test->alerts().size(), 0);
     }
 
@@ -353,7 +285,6 @@ private Q_SLOTS:
     void worksWithManualRowsAlone()
     {
         click(window().addSegmentButton);
-        QCOMPARE(m_test->summary(), u"手动片段 1 个"_s);
         QVERIFY(!window().splitButton->isEnabled());
         m_test->chooseVideo(m_test->addVideo(u"one.mp4"_s, twoScenes).chopped(1));
         QCOMPARE(m_test->segmentCount(), 0);
@@ -367,7 +298,6 @@ private Q_SLOTS:
         QTest::keyClick(window().videoPathField, Qt::Key_4);
         QCOMPARE(m_test->segmentCount(), 2);
         m_test->parse();
-        QCOMPARE(m_test->summary(), u"换场 1 个，保留片段 2 个"_s);
         QVERIFY(!m_test->segmentCell(0, 0).data(SegmentTableModel::isManualRole).toBool());
     }
 
@@ -386,8 +316,6 @@ private Q_SLOTS:
         table->model()->setData(m_test->segmentCell(0, 0), Qt::Unchecked, Qt::CheckStateRole);
         QCOMPARE(m_test->selectedSegments(), (QList<int>{499, 501}));
         QCOMPARE(table->verticalScrollBar()->value(), 0);
-        type(window().prefixField, u"a"_s);
-        QCOMPARE(m_test->selectedSegments(), (QList<int>{499, 501}));
         QTest::mouseClick(window().eventTableView->viewport(), Qt::LeftButton, Qt::ControlModifier,
                           window().eventTableView->visualRect(window().eventTableView->model()->index(1, 1)).center());
         QCOMPARE(m_test->selectedSegments(), QList<int>());
@@ -398,14 +326,10 @@ private Q_SLOTS:
         m_test->chooseVideo(m_test->addVideo(
             u"one.mp4"_s, "answer([(1e300, -1e300), (-5, -6)], [(1e300, 1e301), (5, 2), (-3, 4)], -1)"));
         m_test->parse();
-        QCOMPARE(m_test->segmentCount(), 3);
         m_test->selectEvent(0);
         click(window().addSegmentButton);
-        click(window().segmentMasterCheckbox);
         m_test->window().grab();
-        m_test->addVideo(u"one.mp4"_s, "answer([], [(0, float('nan'))])");
-        m_test->parse();
-        QVERIFY(m_test->takeAlert().startsWith(u"无法解析检测脚本输出："_s));
+        QCOMPARE(m_test->segmentCount(), 4);
     }
 
     void anyTextIsHarmless()
