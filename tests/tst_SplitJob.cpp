@@ -141,7 +141,7 @@ private Q_SLOTS:
                   {u"good.mp4"_s, 20, 2, u"o.mp4"_s, doubtful, u"没有写出任何画面"_s},
                   {u"truncated.mp4"_s, 5, 9, u"o.mp4"_s, doubtful, u"，应为 7.0"_s},
                   {u"cut off.ts"_s, 7, 4, u"o.ts"_s, doubtful, u"没有写出任何画面"_s}, // but some sound
-                 {u"damaged.mp4"_s, 4, 5, u"o.mp4"_s, doubtful, u"ffmpeg 报告了错误："_s},
+                  {u"damaged.mp4"_s, 4, 5, u"o.mp4"_s, doubtful, u"ffmpeg 报告了错误："_s},
                   {u"good.mp4"_s, 0, 1, u"o.xyz"_s, failed, u"ffmpeg 不能写出 .xyz 格式"_s}}) {
             const FileURL ffmpeg(QStandardPaths::findExecutable(u"ffmpeg"_s));
             const FFmpegJob job = {

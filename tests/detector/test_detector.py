@@ -373,9 +373,8 @@ class Run(unittest.TestCase):
         self.assertEqual(len(result(all_kinds(), "--no-cache", env=flood)["events"]), 4)
 
     def test_ten_megabytes_of_metadata_are_read_past(self):
-        metadata, video = (os.path.join(FOLDER, name) for name in ("long.txt", "long.mkv"))
-        with open(metadata, "w") as file:
-            file.write(";FFMETADATA1\ncomment=" + ("x" * 1000 + "\\\n") * 10_000 + "\n")
+        metadata, video = place("long.txt"), place("long.mkv")
+        Path(metadata).write_text(";FFMETADATA1\ncomment=" + ("x" * 1000 + "\\\n") * 10_000 + "\n")
         ffmpeg("-i", all_kinds(), "-f", "ffmetadata", "-i", metadata, "-map_metadata", "1", "-c", "copy", video)
         self.assertEqual(len(result(video)["events"]), 4)
 
