@@ -40,7 +40,7 @@ thread answered nothing during the fault; what other programs had of the process
 
 ffmpeg is given a clip's final name, as the command in the log says. Hence two limits that remain: what somebody puts
 under that name in the tenth of a second between ffmpeg's launch and its opening the file is overwritten; and when
-Kestrel and its ffmpegs are killed together, or the power fails, the clips that were being written stay as far as they
+Kestrel is killed and its ffmpegs with it, or the power fails, the clips that were being written stay as far as they
 were. What they were to replace is beside them, hidden, until the next split into that folder puts it back, or leaves it
 beside a short clip that can be played.
 

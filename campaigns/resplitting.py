@@ -145,7 +145,6 @@ class Campaign:
         self._clip_seconds = clip_seconds
         self.world = None
         self.splitter = None
-        self._killed = []
         self.counts = collections.Counter()
 
     def run(self, number):
@@ -159,9 +158,8 @@ class Campaign:
             raise
 
     def close(self):
-        for splitter in filter(None, [self.splitter, *self._killed]):
-            splitter.close()
-        self._killed.clear()
+        if self.splitter:
+            self.splitter.close()
         self.world.__exit__()
         self.splitter = self.world = None
 
@@ -173,24 +171,12 @@ class Campaign:
         self.splitter = None
 
     def kill(self):
-        """The program. Its ffmpegs go on, or die with it."""
-        ffmpegs = self.splitter.ffmpegs()
+        """The program; its ffmpegs die with it."""
         self.splitter.kestrel.process.kill()
         self.splitter.kestrel.process.wait()
-        if random.random() < 0.5:
-            for pid in ffmpegs:
-                with contextlib.suppress(ProcessLookupError):
-                    os.kill(pid, signal.SIGKILL)
-        elif random.random() < 0.5:
-            wait_until(lambda: not self.splitter.kestrel.offspring(), "the end of the ffmpegs")
-        self._killed.append(self.splitter)
+        wait_until(lambda: not self.splitter.kestrel.offspring(), "the end of the ffmpegs")
+        self.splitter.close()
         self.splitter = None
-
-    def bury_the_killed(self):
-        for splitter in self._killed:
-            wait_until(lambda killed=splitter: not killed.kestrel.offspring(), "the end of the ffmpegs")
-            splitter.close()
-        self._killed.clear()
 
 
 def run_in_parallel(campaign):

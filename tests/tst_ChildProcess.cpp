@@ -142,6 +142,22 @@ private Q_SLOTS:
         QCOMPARE(program.exitCode(), 7);
         QCOMPARE(program.readAllStandardOutput(), "early\ngone");
     }
+
+    void aProgramThatIsKilledTakesItsChildAlong()
+    {
+#ifndef Q_OS_LINUX
+        QSKIP("only Linux does so");
+#endif
+        Lifeline lifeline;
+        QProcess program;
+        program.start(QCoreApplication::applicationFilePath(), {u"--run"_s, u"echo; exec sleep 1000"_s});
+        QVERIFY(program.waitForReadyRead());
+        lifeline.letGo();
+        QVERIFY(!lifeline.isCut());
+        program.kill();
+        QVERIFY(program.waitForFinished());
+        QTRY_VERIFY(lifeline.isCut());
+    }
 };
 
 int main(int argc, char* argv[])

@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#ifdef Q_OS_LINUX
+#include <sys/prctl.h>
+#endif
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -34,6 +37,18 @@ double processorTimeSinceLastEnd()
     };
     const double now = seconds(usage.ru_utime) + seconds(usage.ru_stime);
     return std::max(0.0, now - before.exchange(now));
+}
+
+/// In a child: when Kestrel is killed, nobody is left to stop the child, and an ffmpeg that has yet to open its output
+/// would write over the older clip which the next Kestrel has put back there. Other systems than Linux know no such
+/// wish.
+void dieWithParent([[maybe_unused]] pid_t parent)
+{
+#ifdef Q_OS_LINUX
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) // killed already
+        ::_exit(1);
+#endif
 }
 
 } // namespace
@@ -81,8 +96,9 @@ ChildProcess::ChildProcess(const ChildCommand& command)
         m_process.setStandardInputFile(QProcess::nullDevice());
     if (command.mergesOutputs)
         m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.setChildProcessModifier([niceness = command.niceness] {
+    m_process.setChildProcessModifier([niceness = command.niceness, kestrel = ::getpid()] {
         ::setsid(); // a terminal refuses to be read by another group of its own session only
+        dieWithParent(kestrel);
         if (niceness != 0)
             ::setpriority(PRIO_PROCESS, 0, niceness);
     });

@@ -25,7 +25,8 @@ struct ChildCommand
 
 /// A child process together with whatever it starts in turn. It leads a session of its own: a signal reaches all of it,
 /// the terminal's signals reach Kestrel alone, and it may read our standard input even when that is the terminal.
-/// It has ended when all of it is gone: what a child leaves behind is killed. Belongs to one thread, with an event loop
+/// It has ended when all of it is gone: what a child leaves behind is killed. On Linux it dies with the thread that
+/// started it, however that ends. Belongs to one thread, with an event loop
 /// or without.
 class ChildProcess final : public QObject
 {
