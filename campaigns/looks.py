@@ -15,7 +15,7 @@ import time
 
 from kestrel_at_screen import Desktop, Kestrel, descendants, make_video, wait_until
 from road import OVERVIEW, VIEWER, job_states
-from screenshots import dark_desktop, place_with_a_name, wait_for_frames
+from screenshots import dark_desktop, place_with_a_name, wait_for_frames, wait_for_rest
 
 SCREENS = {"1024x600": ((1024, 600), "1"), "1280x720": ((1280, 720), "1"), "1920x1080-at-200": ((1920, 1080), "2"),
            "4k": ((3840, 2160), "1"), "4k-at-200": ((3840, 2160), "2")}
@@ -48,7 +48,16 @@ def look(screen, scale, environment, video, build_folder, prefix):
         wait_until(lambda: kestrel.window(VIEWER), "the viewer")
         wait_for_frames(kestrel)
         take("viewer")
-        desktop.press("Escape")
+        desktop.press("Delete")
+        take("rejected")
+        desktop.press("Escape", "ctrl+z")
+        kestrel.tab_to("segmentTableView")
+        desktop.press("Home", "space", "Tab", "Tab")  # the start, the end, a place between them
+        wait_for_rest(kestrel)
+        desktop.press("Menu")
+        take("standing")
+        desktop.press("Escape", "Escape")
+        wait_until(lambda: not kestrel.window(VIEWER), "the viewer's end")
         kestrel.tab_to("splitButton")
         desktop.press("space")
         wait_until(lambda: kestrel.window(OVERVIEW) and "完成" in job_states(kestrel), "a finished job", seconds=120)

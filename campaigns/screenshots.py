@@ -90,8 +90,12 @@ def take_main_window(build_folder, pictures):
 
 
 def wait_for_frames(kestrel):
-    """Until the viewer waits for nothing any more: it has no processes left, now and a little later."""
     wait_until(lambda: descendants(kestrel.process.pid), "a process that reads pictures")
+    wait_for_rest(kestrel)
+
+
+def wait_for_rest(kestrel):
+    """Until the viewer waits for nothing any more: it has no processes left, now and a little later."""
     for _ in range(3):
         wait_until(lambda: not descendants(kestrel.process.pid), "the end of the processes that read pictures")
         time.sleep(0.5)

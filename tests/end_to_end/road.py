@@ -28,6 +28,15 @@ def seconds(text):
     return int(hours) * 3600 + int(minutes) * 60 + float(rest)
 
 
+def expect_clips(folder, prefix, lengths, size):
+    names = sorted(path.name for path in pathlib.Path(folder).glob("*-*"))
+    expect_equal(names, [f"{prefix}-{number:02}.mp4" for number in range(1, len(lengths) + 1)], "the files")
+    for name, length in zip(names, lengths):
+        width, height, duration = probe(pathlib.Path(folder) / name)
+        expect_equal((width, height), size, f"the size of {name}")
+        expect(abs(duration - length) <= 2 * FRAME, f"{name} lasts {duration} s instead of {length} s")
+
+
 def job_states(kestrel):
     return [row[STATE] for row in kestrel.rows(JOBS, window=OVERVIEW)]
 
@@ -87,13 +96,8 @@ def from_drop_to_clips(desktop, build_folder):
         expect_equal((logs.count(">>> ffmpeg "), logs.count("\n>>> 完成\n")), (4, 4), "commands and ends in the logs")
         expect(kestrel.find("parseButton")["enabled"] and kestrel.find("splitButton")["enabled"], "ready for more")
 
-        expect_equal(sorted(path.name for path in clips.iterdir()), [f"holiday-0{n}.mp4" for n in (1, 2, 3, 4)],
-                     "the files")
         lengths = [1.5 - times[0][0], times[2][1] - times[2][0], times[3][1] - times[3][0], 1]
-        for number, length in enumerate(lengths, 1):
-            width, height, duration = probe(clips / f"holiday-0{number}.mp4")
-            expect_equal((width, height), (160, 120), f"the size of clip {number}")
-            expect(abs(duration - length) <= 2 * FRAME, f"clip {number} lasts {duration} s instead of {length} s")
+        expect_clips(clips, "holiday", lengths, size=(160, 120))
         expect_equal(checksum(video), source, "the source")
         expect_equal(kestrel.offspring(), set(), "processes left")
 
@@ -111,12 +115,15 @@ def with_keys_alone(desktop, build_folder):
         def rows():
             return kestrel.rows("segmentTableView")
 
+        def times():
+            return [row[1:] for row in rows()]
+
+        def checked():
+            return [row[0]["checked"] for row in kestrel.find("segmentTableView")["table"]["rows"]]
+
         def retime(text, *keys):
             desktop.press(*keys, "F2")
             kestrel.type_time(text)
-
-        def clips():
-            return sorted(path.name for path in pathlib.Path(folder).glob("keys-*"))
 
         kestrel.tab_to("videoPathField")
         desktop.type(str(video))
@@ -136,6 +143,11 @@ def with_keys_alone(desktop, build_folder):
         for key, neighbours in (("End", [1, 2]), ("Home", [0, 1])):
             desktop.press(key)
             wait_until(lambda: kestrel.selected_rows("segmentTableView") == neighbours, "the event's neighbours selected")
+        detected = times()
+        desktop.press("Delete")
+        wait_until(lambda: times()[0] == [detected[0][0], detected[1][1]] and checked() == [2, 0, 2], "the event rejected")
+        desktop.press("ctrl+z")
+        wait_until(lambda: times() == detected and checked() == [2, 2, 2], "the event back")
         kestrel.tab_to("addSegmentButton")
         desktop.press("space", "space")
         wait_until(lambda: len(rows()) == 5, "two manual rows")
@@ -146,31 +158,34 @@ def with_keys_alone(desktop, build_folder):
         desktop.press("ctrl+End", "Home")
         retime("0:0:2", "Right")
         retime("0:0:3", "Right")
-        wait_until(lambda: rows()[3][1:] == ["00:00:02.000", "00:00:03.000"], "the manual row's times")
+        wait_until(lambda: times()[3] == ["00:00:02.000", "00:00:03.000"], "the manual row's times")
 
-        def checked():
-            return [kestrel.cell("segmentTableView", row, 0)["checked"] for row in (1, 2)]
         desktop.press("ctrl+Home", "Down", "shift+Down", "shift+space")
-        wait_until(lambda: checked() == [0, 0], "two segments disabled")
+        wait_until(lambda: checked() == [2, 0, 0, 2], "two segments disabled")
         desktop.press("shift+space")
-        wait_until(lambda: checked() == [2, 2], "the same two enabled")
-        desktop.press("Up", "shift+space")
-        wait_until(lambda: checked() == [0, 2], "the second segment disabled")
+        wait_until(lambda: checked() == [2, 2, 2, 2], "the same two enabled")
+        desktop.press("ctrl+j")
+        wait_until(lambda: times()[1][1] == detected[2][1] and checked() == [2, 2, 0, 2], "the same two joined")
 
-        _, start, end = rows()[1]
-        desktop.press("Right", "space")  # a time is not edited by it
+        start, end = times()[1]
+        desktop.press("Up", "Right", "space")  # a time is not edited by it
         wait_until(lambda: kestrel.window(VIEWER), "the viewer")
         expect(kestrel.find("segmentTableView")["focus"], "the table keeps the focus")
         desktop.press("shift+Right")
-        wait_until(lambda: rows()[1][1] != start, "the start one second on")
+        wait_until(lambda: times()[1][0] != start, "the start one second on")
         desktop.press("Tab")
 
         def end_is_moved():
             desktop.press("Left")
-            return rows()[1][2] != end
+            return times()[1][1] != end
         wait_until(end_is_moved, "the end some frames back, once the frames are known")
-        desktop.press("Escape")
-        wait_until(lambda: not kestrel.window(VIEWER), "the viewer's end")
+        desktop.press("Tab", "s")
+        wait_until(lambda: len(rows()) == 5 and times()[1][1] == times()[2][0], "the segment cut in its middle")
+        edited = times()
+        desktop.press("Escape", "ctrl+z")
+        wait_until(lambda: not kestrel.window(VIEWER) and len(rows()) == 4, "the cut undone, without the viewer")
+        desktop.press("ctrl+shift+z")
+        wait_until(lambda: times() == edited, "the cut done again")
 
         kestrel.tab_to("splitButton")
         desktop.press("space")
@@ -180,17 +195,18 @@ def with_keys_alone(desktop, build_folder):
         expect(not kestrel.window(OVERVIEW)["active"], "the overview takes no focus")
         use_overview(kestrel)
         desktop.press("End", "Delete")
-        wait_until(lambda: job_states(kestrel) == ["运行中", "等待", "已停止"], "the last job stopped before its launch")
+        wait_until(lambda: job_states(kestrel) == ["运行中", "等待", "等待", "已停止"], "the last job stopped before its launch")
         kestrel.bring_forward("Kestrel")
         desktop.press("ctrl+period")
-        kestrel.wait_for_text("statusLabel", "分解完成：成功 0 / 3，失败 3。")
-        expect_equal((job_states(kestrel), clips(), kestrel.offspring()), (["已停止"] * 3, [], set()),
-                     "states, files and processes")
+        kestrel.wait_for_text("statusLabel", "分解完成：成功 0 / 4，失败 4。")
+        expect_equal((job_states(kestrel), kestrel.offspring()), (["已停止"] * 4, set()), "states and processes")
+        expect_clips(folder, "keys", [], None)
         expect(not kestrel.alert(), "no alert about what the user stopped")
         use_overview(kestrel)
         desktop.press("ctrl+r")
-        wait_until(lambda: job_states(kestrel) == ["完成"] * 3, "all jobs run again", seconds=120)
-        expect_equal(clips(), [f"keys-0{number}.mp4" for number in (1, 2, 3)], "the files")
+        wait_until(lambda: job_states(kestrel) == ["完成"] * 4, "all jobs run again", seconds=120)
+        lengths = [seconds(end) - seconds(start) for start, end in (edited[row] for row in (0, 1, 2, 4))]
+        expect_clips(folder, "keys", lengths, size=(640, 360))
 
 
 if __name__ == "__main__":
