@@ -240,8 +240,15 @@ private Q_SLOTS:
         QCOMPARE(test.status(), u"选中的片段之间还有别的片段，没有合并。"_s);
         action(test, u"copyTimesAction"_s)->trigger();
         QCOMPARE(QGuiApplication::clipboard()->text(), u"00:00:00.000\t00:00:10.000\n00:00:30.000\t00:01:00.000\n"_s);
+        QVERIFY(!action(test, u"deleteSegmentAction"_s)->isEnabled()); // a detected row is the current one
         action(test, u"pasteTimesAction"_s)->trigger();
         QCOMPARE(test.segmentCount(), 6);
+        test.window().segmentTableView->setCurrentIndex(test.segmentCell(4, 0));
+        action(test, u"toggleSegmentsAction"_s)->trigger();
+        QCOMPARE(enabled(), u"110101"_s);
+        action(test, u"deleteSegmentAction"_s)->trigger();
+        QCOMPARE(test.segmentCount(), 5);
+        action(test, u"undoListAction"_s)->trigger();
         QGuiApplication::clipboard()->setText(u"0:0:1\t0:0:2\r\n\n0:0:3\tx"_s);
         action(test, u"pasteTimesAction"_s)->trigger();
         QCOMPARE(test.status(), u"第 3 行不是“开始时间、制表符、结束时间”，没有粘贴。"_s);

@@ -4,6 +4,7 @@
 #include "Viewer/ViewerWindow.h"
 
 #include <QAction>
+#include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
 #include <QTableView>
@@ -85,6 +86,13 @@ private Q_SLOTS:
         QTableView* segments = m_window->segmentTableView;
         openFor(m_window->eventTableView, 0);
         QCOMPARE(subject(), (ViewerSubject{Kind::transition, 0}));
+        const auto* title = m_connection->viewer()->findChild<QLabel*>(u"titleLabel"_s);
+        QCOMPARE(title->text(), u"换场 1　cut　00:00:20.000 – 00:00:22.000"_s);
+        QVERIFY(!m_window->segmentList->edit({}, [](SegmentList& list) {
+            list.segments[0].end = 60;
+            return std::nullopt;
+        }));
+        QTRY_VERIFY(title->text().endsWith(u"　（已否决）"_s));
         m_connection->viewer()->setGeometry(2, 80, 780, 300);
         QTest::keyClick(m_connection->viewer(), Qt::Key_Space);
         QTest::keyClick(m_window->eventTableView, Qt::Key_Space);

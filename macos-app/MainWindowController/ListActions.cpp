@@ -1,6 +1,7 @@
 #include "MainWindowController/ListActions.h"
 
 #include "MainWindowController/MainWindow.h"
+#include "MainWindowController/SegmentTableDelegate.h"
 #include "Models/SegmentJoining.h"
 #include "Models/SegmentTimes.h"
 
@@ -52,8 +53,10 @@ ListActions::ListActions(MainWindow& window)
     addEventActions();
     addSegmentActions();
     addHistoryActions();
-    for (const QTableView* table : {window.eventTableView, window.segmentTableView})
+    for (const QTableView* table : {window.eventTableView, window.segmentTableView}) {
         connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &ListActions::update);
+        connect(table->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &ListActions::update);
+    }
     connect(&m_list, &SegmentListEditor::edited, this, &ListActions::update);
     connect(&m_list, &SegmentListEditor::replaced, this, &ListActions::update);
     update();
@@ -70,12 +73,17 @@ void ListActions::addSegmentActions()
 {
     QTableView* table = m_window.segmentTableView;
     addSeparator(table);
+    m_toggle = addAction(table, u"toggleSegmentsAction"_s, u"启用或停用\tShift+空格"_s); // the table's own keys
+    m_delete = addAction(table, u"deleteSegmentAction"_s, u"删除手工片段\tDelete"_s);
     m_join = addAction(table, u"joinSegmentsAction"_s, u"合并片段"_s, u"Ctrl+J"_s);
     m_keepOnly = addAction(table, u"keepOnlySelectedAction"_s, u"只留所选"_s);
     QAction* invertAction = addAction(table, u"invertSegmentsAction"_s, u"反选"_s);
     addSeparator(table);
     m_copy = addEditCommand(table, u"copyTimesAction"_s, u"复制时间\tCtrl+C"_s, "copy");
     QAction* paste = addEditCommand(table, u"pasteTimesAction"_s, u"粘贴时间为手工片段\tCtrl+V"_s, "paste");
+    const SegmentTableDelegate* delegate = m_window.segmentTableDelegate;
+    connect(m_toggle, &QAction::triggered, delegate, &SegmentTableDelegate::toggleSelectedRows);
+    connect(m_delete, &QAction::triggered, delegate, &SegmentTableDelegate::deleteCurrentRow);
     connect(m_join, &QAction::triggered, this, &ListActions::join);
     connect(m_keepOnly, &QAction::triggered, this, &ListActions::keepOnlySelected);
     connect(invertAction, &QAction::triggered, this, &ListActions::invert);
@@ -115,6 +123,9 @@ void ListActions::update()
     m_reject->setEnabled(currentEvent() != nullptr);
     m_reject->setText(isCurrentEventRejected() ? u"恢复为换场"_s : u"不是换场，合并前后片段"_s);
     const QList<int> rows = selectedRows();
+    const int current = m_window.segmentTableView->currentIndex().row();
+    m_toggle->setEnabled(!rows.isEmpty());
+    m_delete->setEnabled(current >= 0 && current < m_list.segments().size() && m_list.segments()[current].isManual);
     m_join->setEnabled(rows.size() > 1);
     m_keepOnly->setEnabled(!rows.isEmpty());
     m_copy->setEnabled(!rows.isEmpty());

@@ -42,6 +42,8 @@ private:
     MainWindow& m_window;
     SegmentListEditor& m_list;
     QAction* m_reject = nullptr;
+    QAction* m_toggle = nullptr;
+    QAction* m_delete = nullptr;
     QAction* m_join = nullptr;
     QAction* m_keepOnly = nullptr;
     QAction* m_copy = nullptr;

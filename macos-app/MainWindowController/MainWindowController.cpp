@@ -426,6 +426,7 @@ ViewerContent MainWindowController::viewerContent() const
     if (const auto& payload = list().payload) {
         content.duration = payload->duration;
         content.framesPerSecond = payload->fps;
+        content.keepSegments = payload->keepSegments;
     }
     return content;
 }

@@ -110,10 +110,7 @@ SegmentTableDelegate::SegmentTableDelegate(QTableView* table)
     });
     for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_Backspace}) { // the "✕" of those who have no mouse
         auto* shortcut = new QShortcut(key, table, nullptr, nullptr, Qt::WidgetShortcut);
-        connect(shortcut, &QShortcut::activated, this, [this] {
-            if (const QModelIndex current = m_table->currentIndex(); isManual(current))
-                Q_EMIT deleteRequested(current.row());
-        });
+        connect(shortcut, &QShortcut::activated, this, &SegmentTableDelegate::deleteCurrentRow);
     }
 }
 
@@ -202,6 +199,12 @@ void SegmentTableDelegate::toggleSelectedRows()
         boxes = {current.siblingAtColumn(SegmentTableModel::enabledColumn)};
     static_cast<SegmentTableModel*>(m_table->model())->toggle(boxes);
     selectionModel.select(selection, QItemSelectionModel::ClearAndSelect);
+}
+
+void SegmentTableDelegate::deleteCurrentRow()
+{
+    if (const QModelIndex current = m_table->currentIndex(); isManual(current))
+        Q_EMIT deleteRequested(current.row());
 }
 
 void SegmentTableDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,

@@ -22,6 +22,9 @@ public:
 
     /// The row whose "✕" is shown if it is a manual one.
     void setHoveredRow(std::optional<int> row);
+    void toggleSelectedRows();
+    /// Asks for the end of the current row if it is a manual one.
+    void deleteCurrentRow();
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
@@ -38,8 +41,6 @@ Q_SIGNALS:
     void deleteRequested(int row);
 
 private:
-    void toggleSelectedRows();
-
     QTableView* m_table;
     std::optional<int> m_hoveredRow;
     mutable bool m_lastCommitWasRefused = false;

@@ -39,7 +39,7 @@ ViewerConnection::ViewerConnection(MainWindow& window, std::function<ViewerConte
 void ViewerConnection::connectTable(QTableView* table)
 {
     table->installEventFilter(this);
-    auto* action = new QAction(u"查看画面"_s, table);
+    auto* action = new QAction(u"查看画面\t空格"_s, table);
     connect(action, &QAction::triggered, this, [this, table] { open(table); });
     table->addAction(action);
     table->setContextMenuPolicy(Qt::ActionsContextMenu);

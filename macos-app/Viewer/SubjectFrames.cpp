@@ -1,5 +1,7 @@
 #include "Viewer/SubjectFrames.h"
 
+#include "Models/EventRejection.h"
+
 #include <QFileInfo>
 
 #include <algorithm>
@@ -114,6 +116,11 @@ QString SubjectFrames::missingPictureText(const PlannedFrame& planned) const
             return *failure;
     }
     return u"读取中…"_s;
+}
+
+bool SubjectFrames::isRejected() const
+{
+    return transition() && ::isRejected(*transition(), m_content.segments, m_content.keepSegments);
 }
 
 bool SubjectFrames::isBeyondEnd(double seconds) const

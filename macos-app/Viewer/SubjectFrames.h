@@ -36,6 +36,8 @@ public:
     /// The rows behind the subject; null when it is of the other kind.
     [[nodiscard]] const TransitionEvent* transition() const;
     [[nodiscard]] const EditableSegment* segment() const;
+    /// Whether the user has said of this transition that it is none.
+    [[nodiscard]] bool isRejected() const;
     /// Why a planned frame has no picture yet: it is being read, or could not be.
     [[nodiscard]] QString missingPictureText(const PlannedFrame& planned) const;
     /// Whether the video is known to have no frame from that time on, in seconds.

@@ -16,6 +16,7 @@ struct ViewerContent
     std::optional<CropParameters> crop;
     QList<TransitionEvent> events;
     QList<EditableSegment> segments;
+    QList<KeepSegment> keepSegments; ///< as detected: whether a transition was rejected is seen by them
 
     friend bool operator==(const ViewerContent&, const ViewerContent&) = default;
 };

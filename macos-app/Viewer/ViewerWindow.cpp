@@ -269,6 +269,7 @@ void ViewerWindow::showTitle()
         title = QStringList{u"换场 %1"_s.arg(event->index), event->type,
                             formatShownTime(event->start) + u" – "_s + formatShownTime(event->end)}
                     .join(u'　');
+        title += m_frames.isRejected() ? u"　（已否决）"_s : QString();
     }
     if (!source().clock().seeksExactly)
         hint = u"这种格式不能精确定位，实际的切点可能不同。　　"_s + hint;

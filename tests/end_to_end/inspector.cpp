@@ -73,7 +73,10 @@ QJsonArray describeItems(const QWidget* widget)
             rect = globalRect(bar, bar->actionGeometry(action));
         else if (const auto* menu = qobject_cast<const QMenu*>(widget))
             rect = globalRect(menu, menu->actionGeometry(action));
-        items.append(QJsonObject{{u"text"_s, action->text()}, {u"rect"_s, rectangle(rect)}});
+        items.append(QJsonObject{{u"name"_s, action->objectName()},
+                                 {u"text"_s, action->text()},
+                                 {u"enabled"_s, action->isEnabled()},
+                                 {u"rect"_s, rectangle(rect)}});
     }
     return items;
 }
@@ -92,7 +95,7 @@ QJsonObject describeWidget(const QWidget* widget)
         description.insert(u"checked"_s, button->isChecked());
     if (const auto* table = qobject_cast<const QTableView*>(widget))
         description.insert(u"table"_s, describeTable(table));
-    if (qobject_cast<const QMenuBar*>(widget) || qobject_cast<const QMenu*>(widget))
+    if (!widget->actions().isEmpty())
         description.insert(u"items"_s, describeItems(widget));
     return description;
 }

@@ -179,7 +179,10 @@ def with_keys_alone(desktop, build_folder):
             desktop.press("Left")
             return times()[1][1] != end
         wait_until(end_is_moved, "the end some frames back, once the frames are known")
-        desktop.press("Tab", "s")
+        desktop.press("Tab")
+        wait_until(lambda: any(item["name"] == "splitSegmentAction" and item["enabled"]
+                               for item in kestrel.window(VIEWER)["widgets"][0]["items"]), "the frame in the middle known")
+        desktop.press("s")
         wait_until(lambda: len(rows()) == 5 and times()[1][1] == times()[2][0], "the segment cut in its middle")
         edited = times()
         desktop.press("Escape", "ctrl+z")
