@@ -118,6 +118,7 @@ private Q_SLOTS:
             {70.0, 1.0, -1, -1},
         };
         verifyCuts(constantRate(12800, 25, 1), cuts);
+        QCOMPARE(rescaled(-3, 1, 2), -2);                                    // halves away from zero, as ffmpeg rounds
         verifyCuts(constantRate(90000, 60000, 1001), {{0.0, 9e8, 0, 3596}}); // longer than 64 bits can reckon
     }
 
@@ -184,7 +185,7 @@ private Q_SLOTS:
             QList<std::tuple<QList<EditableSegment>, double, QString>>; // and the frames, kept ones with a plus
         const Video video = constantRate(12800, 25, 1);
         for (const auto& [segments, end, frames] :
-             Rows{{{segment(0, 10), segment(11, 20)}, 11, u"249+ 250 262 274 275+"_s},
+             Rows{{{segment(0, 10), segment(11, 20), segment(20, 30)}, 11, u"249+ 250 262 274 275+"_s},
                   {{segment(0, 9.88), segment(11.24, 20)}, 11, u"246+ 250 262 274 281+"_s},
                   // A hard cut has no frames of its own: the last two before it and the first two after it.
                   {{segment(0, 10), segment(10, 20)}, 10, u"248+ 249+ 250+ 251+"_s},
