@@ -49,8 +49,7 @@ class TestSegmentTable final : public QObject
     [[nodiscard]] SegmentTimeField* openField() const { return viewport()->findChild<SegmentTimeField*>(); }
     [[nodiscard]] QRect deleteRect(int row) const
     {
-        const QRect rect = table()->visualRect(cell(row, SegmentTableModel::endColumn));
-        return QRect(rect.right() + 1 - 18, rect.top(), 16, rect.height());
+        return SegmentTableDelegate::deleteRect(table()->visualRect(cell(row, SegmentTableModel::endColumn)));
     }
     void click(const QPoint& position) const { QTest::mouseClick(viewport(), Qt::LeftButton, {}, position); }
     void clickCell(int row, int column) const { click(table()->visualRect(cell(row, column)).center()); }

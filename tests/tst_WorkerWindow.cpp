@@ -45,9 +45,6 @@ private Q_SLOTS:
         controller.setRunning({2, FileURL(u"/in.mp4"_s), FileURL(u"/out/%1-02.mp4"_s), 0, 1, std::nullopt}, 2, 5);
         QCOMPARE(label(controller, u"statusLabel"_s)->text(), u"运行中"_s);
         QCOMPARE(label(controller, u"detailLabel"_s)->text(), u"第 2/5 段 -> %1-02.mp4"_s);
-        controller.setFinished(false, u"<b>"_s);
-        QCOMPARE(label(controller, u"statusLabel"_s)->text(), u"失败"_s);
-        QCOMPARE(label(controller, u"detailLabel"_s)->text(), u"<b>"_s);
     }
 
     void appendingLeavesTheSelectionAlone()
