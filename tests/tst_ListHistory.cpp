@@ -317,15 +317,15 @@ private Q_SLOTS:
         type(test.line("cropField"), QString());
         action(test, u"undoListAction"_s)->trigger();
         choose(u"openListAction"_s, u"a.kestrel.json"_s);
-        QCOMPARE(test.status(), u"列表已打开：3 个片段。"_s);
+        QTRY_COMPARE(test.status(), u"列表已打开：3 个片段。"_s);
         QCOMPARE(test.line("prefixField")->text(), u"p"_s);
         QCOMPARE(test.line("cropField")->text(), u"8:8:0:0"_s);
         action(test, u"undoListAction"_s)->trigger();
         QCOMPARE(test.segmentCell(0, 2).data().toString(), u"00:00:10.000"_s);
 
         drop(&test.window(), {test.path(u"a.llc"_s)});
+        QTRY_VERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
         QCOMPARE(test.segmentCount(), 3);
-        QVERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
         test.write(u"bad.json"_s, "{\"video\": 1}");
         choose(u"openListAction"_s, u"bad.json"_s);
         QCOMPARE(test.takeAlert(), u"无法打开列表 bad.json：video：应为文本，实际是数字。"_s);

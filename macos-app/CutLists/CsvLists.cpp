@@ -79,14 +79,13 @@ CutList readLosslessCutCsv(const QByteArray& bytes, const CutList& video)
 
 QByteArray writeSceneCsv(const CutList& list)
 {
-    const FrameRate rate = constantRate(list, u"场景列表"_s);
     QStringList cuts = {u"Timecode List:"_s};
     QString rows;
     qint64 number = 0;
     for (const CutListItem& item : list.items) {
         const PictureRange range = picturesOf(item);
-        const double start = secondsAt(range.first, rate);
-        const double end = secondsAt(range.end, rate);
+        const double start = list.rate ? secondsAt(range.first, *list.rate) : item.start;
+        const double end = list.rate ? secondsAt(range.end, *list.rate) : item.end;
         if (number > 0)
             cuts.append(sceneTimecode(start));
         rows +=
@@ -121,7 +120,7 @@ CutList readSceneCsv(const QByteArray& bytes, const CutList& video)
         CutListItem item{{}, requiredTime(row, start), requiredTime(row, end), true, {}, {}};
         const auto first = startFrame < 0 ? std::nullopt : parseInteger(row.fields.value(startFrame));
         const auto last = endFrame < 0 ? std::nullopt : parseInteger(row.fields.value(endFrame));
-        if (first && last && *first > 0 && *last >= *first && video.rate)
+        if (first && last && *first > 0 && *last >= *first && video.pictureCount > 0)
             item.pictures = PictureRange{*first - 1, *last};
         append(list, row, item);
     }

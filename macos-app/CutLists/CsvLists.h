@@ -12,10 +12,10 @@
 /// An empty start is the video's, an empty end the video's end.
 [[nodiscard]] CutList readLosslessCutCsv(const QByteArray& bytes, const CutList& video);
 
-/// PySceneDetect's list of scenes: pictures from 1, the last one included, times with milliseconds. Needs a constant
-/// rate and numbered pictures.
+/// PySceneDetect's list of scenes: pictures from 1, the last one included, times with milliseconds: those of the
+/// numbers where the rate is constant, else the clip's own. Needs numbered pictures.
 [[nodiscard]] QByteArray writeSceneCsv(const CutList& list);
-/// With or without the first row of all cuts. Pictures are taken where the video's rate is known, else seconds.
+/// With or without the first row of all cuts. Pictures are taken where those of the video are known, else seconds.
 [[nodiscard]] CutList readSceneCsv(const QByteArray& bytes, const CutList& video);
 
 /// number, name, start, end, length, enabled, transition; times in seconds, exact; disabled segments too.

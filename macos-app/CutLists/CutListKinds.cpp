@@ -77,23 +77,24 @@ bool isLosslessCutCsv(const QString& suffix, const QByteArray& /*bytes*/)
 const QList<CutListKind>& cutListKinds()
 {
     static const QList<CutListKind> kinds = {
-        {u"otio"_s, u"OpenTimelineIO"_s, u"otio"_s, false, true, oneFile<writeOtio>, readOtio, isOtio},
-        {u"edl"_s, u"EDL (CMX 3600)"_s, u"edl"_s, false, true, writeEdl, readEdl, isEdl},
-        {u"llc"_s, u"LosslessCut 项目"_s, u"llc"_s, true, false, oneFile<writeLosslessCutProject>,
+        {u"otio"_s, u"OpenTimelineIO"_s, u"otio"_s, false, PictureUse::needed, oneFile<writeOtio>, readOtio, isOtio},
+        {u"edl"_s, u"EDL (CMX 3600)"_s, u"edl"_s, false, PictureUse::needed, writeEdl, readEdl, isEdl},
+        {u"llc"_s, u"LosslessCut 项目"_s, u"llc"_s, true, PictureUse::unused, oneFile<writeLosslessCutProject>,
          readLosslessCutProject, isLosslessCutProject},
-        {u"ffmetadata"_s, u"FFmetadata 章节"_s, u"ffmeta"_s, false, false, oneFile<writeFFMetadata>, readFFMetadata,
-         isFFMetadata},
-        {u"mkvxml"_s, u"Matroska 章节"_s, u"xml"_s, false, false, oneFile<writeMatroskaChapters>, readMatroskaChapters,
-         isMatroskaXml},
-        {u"scenes"_s, u"场景列表 CSV"_s, u"csv"_s, false, true, oneFile<writeSceneCsv>, readSceneCsv, isSceneCsv},
-        {u"csv"_s, u"CSV 表格"_s, u"csv"_s, true, false, oneFile<writePlainCsv>, readPlainCsv, isPlainCsv},
-        {u"llccsv"_s, u"LosslessCut CSV"_s, u"csv"_s, false, false, oneFile<writeLosslessCutCsv>, readLosslessCutCsv,
-         isLosslessCutCsv},
+        {u"ffmetadata"_s, u"FFmetadata 章节"_s, u"ffmeta"_s, false, PictureUse::welcome, oneFile<writeFFMetadata>,
+         readFFMetadata, isFFMetadata},
+        {u"mkvxml"_s, u"Matroska 章节"_s, u"xml"_s, false, PictureUse::unused, oneFile<writeMatroskaChapters>,
+         readMatroskaChapters, isMatroskaXml},
+        {u"scenes"_s, u"场景列表 CSV"_s, u"csv"_s, false, PictureUse::needed, oneFile<writeSceneCsv>, readSceneCsv,
+         isSceneCsv},
+        {u"csv"_s, u"CSV 表格"_s, u"csv"_s, true, PictureUse::unused, oneFile<writePlainCsv>, readPlainCsv, isPlainCsv},
+        {u"llccsv"_s, u"LosslessCut CSV"_s, u"csv"_s, false, PictureUse::unused, oneFile<writeLosslessCutCsv>,
+         readLosslessCutCsv, isLosslessCutCsv},
     };
     return kinds;
 }
 
-CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutList& video)
+const CutListKind& cutListKindOf(const QString& suffix, const QByteArray& bytes)
 {
     const auto& kinds = cutListKinds();
     const QString lower = suffix.toLower();
@@ -102,7 +103,12 @@ CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutLis
     if (kind == kinds.end())
         throw CutListError(
             u"不认识这种列表。可以打开 .kestrel.json、.otio、.edl、.llc、.csv、.ffmeta 和 Matroska 章节 .xml。"_s);
-    CutList list = kind->read(bytes, video);
+    return *kind;
+}
+
+CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutList& video)
+{
+    CutList list = cutListKindOf(suffix, bytes).read(bytes, video);
     if (list.items.isEmpty())
         throw CutListError(u"列表里没有片段。"_s);
     return list;

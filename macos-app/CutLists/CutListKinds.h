@@ -4,6 +4,13 @@
 
 #include <QByteArray>
 
+/// Whether a kind of list counts the pictures of the video.
+enum class PictureUse {
+    unused,
+    welcome, ///< it is written in units of a picture where they are known, else in time
+    needed   ///< it cannot be written without, and is read by them
+};
+
 /// A kind of list that other programs read or write. A further one is added to the table and nowhere else.
 struct CutListKind
 {
@@ -11,7 +18,7 @@ struct CutListKind
     QString title;              ///< for the user: "OpenTimelineIO"
     QString suffix;             ///< of its files, without a point
     bool takesDisabled = false; ///< disabled segments are written too
-    bool needsPictures = false; ///< it counts pictures, so that their numbers must be known
+    PictureUse pictures = PictureUse::unused;
     /// One file, or several where a list does not fit into one. Throws CutListError.
     QList<QByteArray> (*write)(const CutList& list) = nullptr;
     /// The clips; the second argument describes the video that they are meant for. Throws CutListError.
@@ -22,7 +29,10 @@ struct CutListKind
 
 [[nodiscard]] const QList<CutListKind>& cutListKinds();
 
-/// The list in a file of any kind in the table. Throws CutListError when none fits.
+/// The kind in the table that such a file is of. Throws CutListError when none fits.
+[[nodiscard]] const CutListKind& cutListKindOf(const QString& suffix, const QByteArray& bytes);
+
+/// The list in a file of any kind in the table. Throws CutListError when none fits, and when it is empty.
 [[nodiscard]] CutList readCutList(const QString& suffix, const QByteArray& bytes, const CutList& video);
 
 /// Whether a file is taken for a list by its name, Kestrel's own included.

@@ -1,5 +1,6 @@
 #include "CutLists/KestrelList.h"
 
+#include "CutLists/ListRules.h"
 #include "Models/PayloadDecoder.h"
 
 #include <QJsonArray>
@@ -14,8 +15,8 @@ constexpr QLatin1StringView ownKey = "kestrel"_L1;
 const QStringList documentKeys = {
     u"video"_s,  u"fps"_s,           u"duration"_s, u"aggressive"_s, u"fade_removal_profile"_s,
     u"events"_s, u"keep_segments"_s, u"kestrel"_s};
-const QStringList ownKeys = {u"version"_s, u"video"_s,    u"detected"_s,        u"crop"_s,
-                             u"prefix"_s,  u"segments"_s, u"confirmed_events"_s};
+const QStringList ownKeys = {u"version"_s, u"video"_s,     u"detected"_s, u"crop"_s,
+                             u"prefix"_s,  u"irregular"_s, u"segments"_s, u"confirmed_events"_s};
 
 QJsonObject without(QJsonObject object, const QStringList& keys)
 {
@@ -116,6 +117,8 @@ QByteArray ownObject(const KestrelList& list)
     own.add("detected"_L1, list.list.payload.has_value());
     own.add("crop"_L1, list.crop);
     own.add("prefix"_L1, list.prefix);
+    if (faultOfClips(list.list.segments, list.video.duration))
+        own.add("irregular"_L1, true); // by the user's own hand, and not by damage
     own.add("segments"_L1, segmentsJson(list.list));
     own.add("confirmed_events"_L1, QJsonValue(confirmed));
     own.addAll(list.otherKestrelKeys);
@@ -173,11 +176,16 @@ KestrelList decodeKestrelList(const QByteArray& document)
     read.list.segments = buildEditableSegments(*read.list.payload);
     read.video = {read.list.payload->video, 0, read.list.payload->duration};
     read.otherKeys = without(object, documentKeys);
+    bool isIrregular = false;
     if (object.contains(ownKey)) {
         const JsonObjectReader reader = JsonObjectReader(object).object({ownKey});
         readOwnObject(reader, read);
-        read.otherKestrelKeys = without(object.value(ownKey).toObject(), ownKeys);
+        const QJsonObject own = object.value(ownKey).toObject();
+        isIrregular = own.value(u"irregular"_s).toBool();
+        read.otherKestrelKeys = without(own, ownKeys);
     }
+    if (const auto fault = faultOfClips(read.list.segments, read.video.duration); fault && !isIrregular)
+        throw PayloadDecodingError(*fault);
     read.list.videoURL = FileURL(read.video.path);
     return read;
 }

@@ -48,6 +48,12 @@ qint64 unitsBefore(double seconds, qint64 perSecond)
         std::floor(clampedToZero(std::min(seconds, largestTime)) * static_cast<double>(perSecond) + breath));
 }
 
+std::pair<double, double> wholeMilliseconds(double start, double end)
+{
+    const qint64 first = unitsBefore(start, 1000);
+    return {static_cast<double>(first) / 1000, static_cast<double>(first + unitsBefore(end - start, 1000)) / 1000};
+}
+
 QString listText(const QByteArray& bytes)
 {
     const QString text = decodedUtf8OrEmpty(bytes);

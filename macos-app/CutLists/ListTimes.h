@@ -4,6 +4,8 @@
 
 #include <QStringView>
 
+#include <utility>
+
 /// Seconds from "83.5", "83,5", "1:23.5", "0:01:23,500"; nothing for any other text.
 [[nodiscard]] std::optional<double> parseListTime(QStringView text);
 
@@ -13,6 +15,10 @@
 /// The microsecond, or any other unit, that a time lies in: never rounded up, since a clip that begins a moment late
 /// loses its first picture. `perSecond` units make a second.
 [[nodiscard]] qint64 unitsBefore(double seconds, qint64 perSecond);
+
+/// The times from which ffmpeg, which is given whole milliseconds, cuts the pictures between two times: the start is
+/// not rounded up, and the end keeps its distance from it.
+[[nodiscard]] std::pair<double, double> wholeMilliseconds(double start, double end);
 
 /// The bytes of a list as text, without its byte order mark. Throws CutListError when they are no UTF-8.
 [[nodiscard]] QString listText(const QByteArray& bytes);

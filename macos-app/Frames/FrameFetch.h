@@ -23,6 +23,8 @@ public:
 
     [[nodiscard]] const FrameQuery& query() const { return m_reader.query(); }
     [[nodiscard]] bool isStopped() const { return !m_completion; }
+    /// How far it has come: a time of the video.
+    [[nodiscard]] double secondsReached() const { return m_reader.secondsReached(); }
 
     /// Called when the process is gone, whether it was stopped or not.
     std::function<void()> onEnd;

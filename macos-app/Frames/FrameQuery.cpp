@@ -51,35 +51,56 @@ QStringList pictureArguments(const FrameQuery& query, const QString& videoPath)
             u"rgb24"_s,    u"-f"_s,           u"image2pipe"_s, u"pipe:1"_s};
 }
 
+/// Every frame is timed and none is drawn.
+QStringList timingArguments(const QString& videoPath)
+{
+    return {u"-nostdin"_s,
+            u"-hide_banner"_s,
+            u"-nostats"_s,
+            u"-copyts"_s,
+            u"-i"_s,
+            videoPath,
+            u"-an"_s,
+            u"-sn"_s,
+            u"-dn"_s,
+            u"-vf"_s,
+            u"null,showinfo=checksum=0"_s,
+            u"-f"_s,
+            u"null"_s,
+            u"-"_s};
+}
+
 /// Every packet once as stream 0, and those that begin with a picture from which a decoder can start (an IDR picture,
 /// unit 5 in H.264) once more as stream 1.
 QStringList packetArguments(const FrameQuery& query, const QString& videoPath)
 {
-    return {u"-nostdin"_s,
-            u"-v"_s,
-            u"error"_s,
-            u"-copyts"_s,
-            u"-ss"_s,
-            secondsWord(query.fromSeconds()),
-            u"-i"_s,
-            videoPath,
-            u"-map"_s,
-            u"0:v"_s,
-            u"-map"_s,
-            u"0:v"_s,
-            u"-c"_s,
-            u"copy"_s,
-            u"-copyinkf"_s,
-            u"-bsf:v:1"_s,
-            u"filter_units=pass_types=5"_s,
-            u"-to"_s,
-            secondsWord(query.toSeconds() + query.clock->startSeconds()),
-            u"-f"_s,
-            u"framecrc"_s,
-            u"pipe:2"_s};
+    QStringList from;
+    QStringList to;
+    if (!query.readsAll) {
+        from = {u"-ss"_s, secondsWord(query.fromSeconds())};
+        to = {u"-to"_s, secondsWord(query.toSeconds() + query.clock->startSeconds())};
+    }
+    return QStringList{u"-nostdin"_s, u"-v"_s, u"error"_s, u"-copyts"_s} + from +
+           QStringList{u"-i"_s,
+                       videoPath,
+                       u"-map"_s,
+                       u"0:v"_s,
+                       u"-map"_s,
+                       u"0:v"_s,
+                       u"-c"_s,
+                       u"copy"_s,
+                       u"-copyinkf"_s,
+                       u"-bsf:v:1"_s,
+                       u"filter_units=pass_types=5"_s} +
+           to + QStringList{u"-f"_s, u"framecrc"_s, u"pipe:2"_s};
 }
 
 } // namespace
+
+FrameQuery FrameQuery::forAll(const VideoClock& clock, bool readsPackets)
+{
+    return {0, 0, {}, {}, clock, readsPackets, true};
+}
 
 FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box, const std::optional<VideoClock>& clock)
 {
@@ -100,7 +121,9 @@ FrameQuery FrameQuery::forNeeds(const QList<FrameNeed>& needs, QSize box, const 
 
 QStringList FrameQuery::arguments(const QString& videoPath) const
 {
-    return readsPackets ? packetArguments(*this, videoPath) : pictureArguments(*this, videoPath);
+    if (readsPackets)
+        return packetArguments(*this, videoPath);
+    return readsAll ? timingArguments(videoPath) : pictureArguments(*this, videoPath);
 }
 
 bool FrameQuery::touches(const FrameNeed& need) const

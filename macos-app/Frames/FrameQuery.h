@@ -17,7 +17,10 @@ struct FrameQuery
     QSize box;                       ///< device pixels into which a picture is fitted
     std::optional<VideoClock> clock; ///< nothing before the first reply has told it
     bool readsPackets = false;       ///< ffmpeg shall list packets instead of decoding them
+    bool readsAll = false;           ///< from the first frame to the last, whatever the stretch is
 
+    /// The times of all frames; what comes ahead of it has told the clock.
+    [[nodiscard]] static FrameQuery forAll(const VideoClock& clock, bool readsPackets);
     /// One query for all those needs.
     [[nodiscard]] static FrameQuery forNeeds(const QList<FrameNeed>& needs, QSize box,
                                              const std::optional<VideoClock>& clock);

@@ -96,6 +96,12 @@ void FrameReplyReader::readPictures(const QByteArray& chunk)
     }
 }
 
+double FrameReplyReader::secondsReached() const
+{
+    const QList<qint64>& frames = m_query.readsPackets ? m_packets.frames() : m_frames;
+    return frames.isEmpty() ? 0 : m_clock.secondsAt(frames.last());
+}
+
 std::optional<FrameReply> FrameReplyReader::reply() const
 {
     return m_query.readsPackets ? packetReply() : decodedReply();
@@ -111,8 +117,8 @@ std::optional<FrameReply> FrameReplyReader::packetReply() const
         reply.clock.tickNumerator = tick->numerator;
         reply.clock.tickDenominator = tick->denominator;
     }
-    reply.from = reply.clock.ticksAt(m_query.fromMilliseconds * 1000);
-    reply.to = m_packets.knownUpTo();
+    reply.from = m_query.readsAll ? FrameIndex::beginning : reply.clock.ticksAt(m_query.fromMilliseconds * 1000);
+    reply.to = m_query.readsAll ? FrameIndex::end : m_packets.knownUpTo();
     std::copy_if(m_packets.frames().begin(), m_packets.frames().end(), std::back_inserter(reply.frames),
                  [&reply](qint64 ticks) { return ticks >= reply.from && ticks < reply.to; });
     std::sort(reply.frames.begin(), reply.frames.end());
@@ -129,8 +135,11 @@ std::optional<FrameReply> FrameReplyReader::decodedReply() const
     std::sort(reply.frames.begin(), reply.frames.end());
     reply.from =
         m_query.fromMilliseconds > 0 ? m_clock.ticksAt(m_query.fromMilliseconds * 1000) : FrameIndex::beginning;
-    reply.to =
-        m_frames.isEmpty() ? FrameIndex::end : m_frames.first() + m_clock.ticksIn(m_query.lengthMilliseconds * 1000);
+    reply.to = m_frames.isEmpty() || m_query.readsAll
+                   ? FrameIndex::end
+                   : m_frames.first() + m_clock.ticksIn(m_query.lengthMilliseconds * 1000);
+    reply.duration = m_source.banner().duration;
+    reply.startTimecode = m_source.banner().startTimecode;
     if (!m_clock.seeksExactly && m_query.fromMilliseconds > 0 && !m_frames.isEmpty()) {
         // The first frames may be lost, and the end shows only by what is missing behind the early beginning.
         reply.from = reply.frames.first();

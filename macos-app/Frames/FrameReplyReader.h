@@ -29,6 +29,8 @@ struct FrameReply
     qint64 to = 0;
     QList<qint64> frames;
     QList<FramePicture> pictures;
+    std::optional<double> duration; ///< of the video as its file states it, seconds
+    QByteArray startTimecode;       ///< of the first frame, as the file states it: "01:00:00;00"; may be empty
 };
 
 /// Puts a reply together from what ffmpeg prints, as it arrives.
@@ -48,6 +50,8 @@ public:
     [[nodiscard]] const FrameQuery& query() const { return m_query; }
     /// Once ffmpeg has ended well; nothing when it found no video at all, or packets that do not tell the frames.
     [[nodiscard]] std::optional<FrameReply> reply() const;
+    /// The time of the frame, or of the packet, that was read last; 0 while there is none.
+    [[nodiscard]] double secondsReached() const;
     /// The last line that is neither empty nor about a frame: ffmpeg's reason, when it failed.
     [[nodiscard]] const QByteArray& lastWords() const { return m_lastWords; }
 

@@ -1,16 +1,11 @@
 #pragma once
 
-#include "CutLists/CutListKinds.h"
 #include "CutLists/KestrelList.h"
-#include "Models/FFmpegJob.h"
-
-#include <QObject>
-
-#include <functional>
+#include "MainWindowController/ListExport.h"
 
 class MainWindow;
 
-/// Lists as files: stores and opens a review, reads the lists of other programs and writes lists for them.
+/// Lists as files: stores and opens a review, and reads the lists of other programs.
 class ListDocuments final : public QObject
 {
     Q_OBJECT
@@ -35,13 +30,15 @@ private:
     void chooseAndOpen();
     void findVideo(KestrelList document, const FileURL& file);
     void compareVideo(const KestrelList& document);
+    void ask(const QString& difference, const KestrelList& document);
+    void use(const KestrelList& document);
     void import(const QByteArray& bytes, const FileURL& file);
-    void chooseAndExport();
-    void exportTo(const FileURL& file, const CutListKind& kind);
-    [[nodiscard]] CutList cutList(bool takesDisabled) const;
+    void take(const QByteArray& bytes, const FileURL& file, CutList video, const std::optional<FilmTimes>& film);
+    void attempt(const FileURL& file, const std::function<void()>& action);
 
     MainWindow& m_window;
-    const std::function<QList<FFmpegJob>()> m_jobs;
+    FilmReading m_film;
+    ListExport m_export;
     QJsonObject m_otherKeys; ///< of the document that was opened last, for when it is stored again
     QJsonObject m_otherKestrelKeys;
 };

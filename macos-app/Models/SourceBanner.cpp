@@ -69,6 +69,8 @@ bool SourceBannerReader::readLine(const QByteArray& line)
         m_isInside = false;
     } else if (m_isInside && line.trimmed().startsWith("Stream #")) {
         readStream(line.trimmed());
+    } else if (m_isInside && line.trimmed().toLower().startsWith("timecode ") && m_banner.startTimecode.isEmpty()) {
+        m_banner.startTimecode = line.mid(line.indexOf(':') + 1).trimmed();
     } else if (m_isInside && !m_banner.duration && !m_banner.startMicroseconds) {
         if (const auto match = times.match(QString::fromLatin1(line)); match.hasMatch()) {
             m_banner.duration = bannerTime(match.captured(1));

@@ -26,6 +26,7 @@ struct SourceBanner
     bool seeksExactly = true;
     std::optional<double> duration; ///< seconds, to the hundredth
     std::optional<qint64> startMicroseconds;
+    QByteArray startTimecode; ///< of the first picture, as the source states it: "01:00:00;00"; may be empty
     QList<SourceStream> streams;
 };
 

@@ -1,0 +1,182 @@
+#include "MainWindowController/ListExport.h"
+
+#include "CutLists/CutListError.h"
+#include "CutLists/ShellScript.h"
+#include "MainWindowController/FileChoosing.h"
+#include "MainWindowController/ListFiles.h"
+#include "MainWindowController/MainWindow.h"
+#include "MainWindowController/PictureNumbers.h"
+#include "MainWindowController/SegmentListEditor.h"
+#include "Services/MessageError.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString scriptSuffix = u"sh"_s;
+
+/// "name-2.edl" for the second file of several.
+FileURL numbered(const FileURL& file, qsizetype number)
+{
+    if (number == 1)
+        return file;
+    return file.deletingLastPathComponent().appendingPathComponent(file.baseName() + u'-' + QString::number(number) +
+                                                                   u'.' + file.pathExtension());
+}
+
+/// The detector's words for transitions by where they begin.
+std::map<double, QString> transitionsByStart(const QList<TransitionEvent>& events)
+{
+    std::map<double, QString> transitions;
+    for (const TransitionEvent& event : events)
+        transitions.emplace(event.start, event.type);
+    return transitions;
+}
+
+/// The one that the detector found before a segment.
+QString transitionBefore(const EditableSegment& segment, const std::map<double, QString>& transitions)
+{
+    const auto next = transitions.upper_bound(segment.start + 0.0005);
+    return next == transitions.begin() ? QString() : std::prev(next)->second;
+}
+
+/// The place in the table of the kind that is meant: the chosen one, unless the name's ending is that of others. What
+/// stands behind the table is the script.
+qsizetype kindOf(const FileURL& file, qsizetype chosen)
+{
+    const QList<CutListKind>& kinds = cutListKinds();
+    const QString suffix = file.pathExtension().toLower();
+    if (suffix == (chosen < kinds.size() ? kinds[chosen].suffix : scriptSuffix))
+        return chosen;
+    const auto isPlain = [&](const CutListKind& kind) { return kind.id == suffix; };
+    const auto isAny = [&](const CutListKind& kind) { return kind.suffix == suffix; };
+    auto meant = std::find_if(kinds.begin(), kinds.end(), isPlain);
+    if (meant == kinds.end())
+        meant = std::find_if(kinds.begin(), kinds.end(), isAny);
+    if (meant != kinds.end() || suffix == scriptSuffix)
+        return meant - kinds.begin();
+    return chosen;
+}
+
+void writeScript(const FileURL& file, const QList<FFmpegJob>& jobs)
+{
+    writeListFile(file, writeShellScript(jobs));
+    const auto permissions = QFile::permissions(file.path());
+    QFile::setPermissions(file.path(), permissions | QFileDevice::ExeOwner | QFileDevice::ExeUser);
+}
+
+} // namespace
+
+ListExport::ListExport(MainWindow& window, FilmReading& film, std::function<QList<FFmpegJob>()> jobs)
+    : m_window(window)
+    , m_film(film)
+    , m_jobs(std::move(jobs))
+{}
+
+void ListExport::chooseAndExport()
+{
+    if (m_jobs().isEmpty()) {
+        Q_EMIT failed(u"没有可导出的片段：请先“解析”，并至少勾选一个片段。"_s);
+        return;
+    }
+    const QList<CutListKind>& kinds = cutListKinds();
+    QStringList filters;
+    for (const CutListKind& kind : kinds)
+        filters.append(kind.title + u" (*."_s + kind.suffix + u')');
+    filters.append(u"分解脚本 (*."_s + scriptSuffix + u')');
+    const FileURL video = *m_window.segmentList->list().videoURL;
+    const FileURL suggestion =
+        video.deletingLastPathComponent().appendingPathComponent(video.baseName() + u'.' + kinds.first().suffix);
+    chooseNewFile(&m_window, u"导出"_s, suggestion, filters, [this, &kinds](const FileURL& file, int kind) {
+        const qsizetype meant = kindOf(file, kind);
+        if (meant < kinds.size())
+            exportTo(file, kinds.at(meant));
+        else
+            attempt([&] {
+                writeScript(file, m_jobs());
+                Q_EMIT told(u"已导出："_s + file.path());
+            });
+    });
+}
+
+void ListExport::exportTo(const FileURL& file, const CutListKind& kind)
+{
+    const CutList cuts = cutList(kind.takesDisabled);
+    if (kind.pictures == PictureUse::unused) {
+        attempt([&] { writeFiles(file, kind, cuts); });
+        return;
+    }
+    Q_EMIT told(u"正在读取每幅画面的时间，请稍候..."_s);
+    const auto take = [this, file, kind, cuts](const std::optional<FilmTimes>& film, const QString& failure) {
+        const bool isOptional = kind.pictures == PictureUse::welcome;
+        if (!film && failure.isEmpty()) {
+            Q_EMIT told(u"已取消导出。"_s);
+        } else if (!film && !isOptional) {
+            Q_EMIT told(u"导出失败。"_s);
+            Q_EMIT failed(failure);
+        } else {
+            attempt([&] {
+                CutList counted = cuts;
+                if (film && (!isOptional || beginsAtZero(*film))) {
+                    describeFilm(counted, *film);
+                    numberPictures(counted, *film);
+                }
+                writeFiles(file, kind, counted);
+            });
+        }
+    };
+    m_film.read(cuts.video, FilmScan::Extent::allFrames, take);
+}
+
+void ListExport::writeFiles(const FileURL& file, const CutListKind& kind, const CutList& cuts)
+{
+    const QList<QByteArray> files = kind.write(cuts);
+    const bool mayReplace = QFile::exists(file.path()); // the user has agreed to that, for one and so for all
+    for (qsizetype i = 1; i < files.size(); ++i) {
+        if (const QString path = numbered(file, i + 1).path(); !mayReplace && QFile::exists(path))
+            throw CutListError(path + u" 已存在，请换一个文件名。"_s);
+    }
+    for (qsizetype i = 0; i < files.size(); ++i)
+        writeListFile(numbered(file, i + 1), files[i]);
+    const QString others = files.size() > 1 ? u"（共 %1 个文件）"_s.arg(files.size()) : QString();
+    Q_EMIT told(u"已导出："_s + file.path() + others);
+}
+
+CutList ListExport::cutList(bool takesDisabled) const
+{
+    const SegmentList& list = m_window.segmentList->list();
+    CutList cuts;
+    cuts.video = list.videoURL.value_or(FileURL());
+    cuts.title = cuts.video.baseName();
+    if (list.payload)
+        cuts.duration = list.payload->duration;
+    const QList<FFmpegJob> jobs = m_jobs();
+    const auto transitions = transitionsByStart(list.events());
+    qsizetype job = 0;
+    for (const EditableSegment& segment : list.segments) {
+        const bool isWritten = segment.isEnabled && segment.duration() > 0;
+        QString name;
+        if (isWritten && job < jobs.size())
+            name = jobs.at(job++).outputURL.lastPathComponent();
+        if (isWritten || (takesDisabled && segment.duration() > 0))
+            cuts.items.append(
+                {name, segment.start, segment.end, segment.isEnabled, transitionBefore(segment, transitions), {}});
+    }
+    return cuts;
+}
+
+void ListExport::attempt(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const std::exception& error) {
+        Q_EMIT told(u"导出失败。"_s);
+        Q_EMIT failed(errorDescription(error));
+    }
+}

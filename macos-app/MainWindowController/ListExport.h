@@ -1,0 +1,34 @@
+#pragma once
+
+#include "CutLists/CutListKinds.h"
+#include "MainWindowController/FilmReading.h"
+#include "Models/FFmpegJob.h"
+#include "Models/SegmentList.h"
+
+class MainWindow;
+
+/// Writes the enabled segments as lists for other programs, with the names that their clips get.
+class ListExport final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `jobs` tells what a split would run.
+    ListExport(MainWindow& window, FilmReading& film, std::function<QList<FFmpegJob>()> jobs);
+
+    void chooseAndExport();
+
+Q_SIGNALS:
+    void told(const QString& status);
+    void failed(const QString& message);
+
+private:
+    void exportTo(const FileURL& file, const CutListKind& kind);
+    void writeFiles(const FileURL& file, const CutListKind& kind, const CutList& cuts);
+    [[nodiscard]] CutList cutList(bool takesDisabled) const;
+    void attempt(const std::function<void()>& action);
+
+    MainWindow& m_window;
+    FilmReading& m_film;
+    const std::function<QList<FFmpegJob>()> m_jobs;
+};
