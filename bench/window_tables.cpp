@@ -1,5 +1,7 @@
 #include "BenchApplication.h"
 #include "Controls/DroppablePathField.h"
+#include "CutLists/KestrelList.h"
+#include "MainWindowController/ListFiles.h"
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
 #include "MainWindowController/SegmentTableModel.h"
@@ -7,11 +9,13 @@
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableView>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
@@ -168,6 +172,32 @@ void measureScrolling(const char* name, QTableView* table)
                 frame.most, frameMilliseconds);
 }
 
+/// What the user waits for when a list is stored or opened, and the longest that the window stands still meanwhile.
+void measureLists(MainWindow& window)
+{
+    const QTemporaryDir folder;
+    const FileURL file(folder.filePath(u"a.kestrel.json"_s));
+    DetectorPayload payload;
+    payload.events = someEvents(fullSize);
+    payload.duration = fullSize * 7.25;
+    KestrelList document;
+    document.list = {window.segmentList->list().videoURL, payload, someSegments(fullSize), {}};
+    const QString video = document.list.videoURL->path();
+    document.video = {video, QFileInfo(video).size(), payload.duration};
+    const Spread storing = spreadOf(21, nothing, [&](int) { writeListFile(file, encodeKestrelList(document)); });
+    double longestTurn = 0;
+    const auto empty = [&](int) { window.segmentList->replace({document.list.videoURL, {}, {}, {}}); };
+    const auto open = [&](int) {
+        longestTurn = std::max(longestTurn, milliseconds([&] { Q_EMIT window.listDropped(file); }));
+        while (window.segmentList->segments().isEmpty())
+            longestTurn = std::max(longestTurn, milliseconds([] { QCoreApplication::processEvents(); }));
+    };
+    const Spread opening = spreadOf(21, empty, open);
+    std::printf("storing 10,000 segments: %.1f ms, worst %.1f ms; opening: %.1f ms, worst %.1f ms (each at most 200); "
+                "longest turn of the window while opening: %.1f ms (at most 100)\n",
+                storing.median, storing.most, opening.median, opening.most, longestTurn);
+}
+
 } // namespace
 
 /// How fluid the main window is with 10,000 rows. An edit includes all that follows from it, the new jobs above all.
@@ -188,5 +218,6 @@ int main(int argc, char* argv[])
         qFatal("no jobs were made");
     measureScrolling("events", window.eventTableView);
     measureScrolling("segments", window.segmentTableView);
+    measureLists(window);
     return 0;
 }

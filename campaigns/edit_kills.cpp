@@ -1,8 +1,10 @@
-// Kills of a program that edits a list: edit_kills COUNT [FIRST-SEED]
-// The copy that is found afterwards must be a whole state, at most two seconds older than the last one.
+// Kills of a program that edits a list, or stores one: edit_kills COUNT [FIRST-SEED [store]]
+// The copy that is found afterwards must be a whole state, at most two seconds older than the last one; a stored list
+// must be the last one that was stored or the one that was about to take its place.
 
 #include "CutLists/KestrelList.h"
 #include "MainWindowController/EditRecovery.h"
+#include "MainWindowController/ListFiles.h"
 #include "Models/JsonObjectReader.h"
 
 #include <QCoreApplication>
@@ -51,6 +53,33 @@ int editUntilKilled(const QString& folder)
     return QCoreApplication::exec();
 }
 
+/// Stores a list under one name without end, each time in another state, and tells the number of each that is stored.
+int storeUntilKilled(const QString& folder)
+{
+    KestrelList document;
+    for (int i = 0; i < rowCount; ++i)
+        document.list.segments.append({i, false, 0, 0, true});
+    for (qint64 state = 1;; ++state) {
+        for (EditableSegment& segment : document.list.segments)
+            segment.end = static_cast<double>(state);
+        writeListFile(FileURL(folder + u"/list.kestrel.json"_s), encodeKestrelList(document));
+        std::printf("%lld\n", static_cast<long long>(state));
+        std::fflush(stdout);
+    }
+}
+
+/// The state that a document holds. Throws PayloadDecodingError when it holds none.
+qint64 stateIn(const QByteArray& document)
+{
+    const QList<EditableSegment> rows = decodeKestrelList(document).list.segments;
+    const auto state = static_cast<qint64>(rows.value(0).end);
+    for (const EditableSegment& row : rows) {
+        if (static_cast<qint64>(row.end) != state)
+            throw PayloadDecodingError(u"a mixture"_s);
+    }
+    return state;
+}
+
 struct Trial
 {
     QTemporaryDir folder;
@@ -72,24 +101,32 @@ QString fault(const Trial& trial, const QByteArray& told)
     const auto name = RecoveryStore::nameFor(FileURL(trial.folder.filePath(u"video"_s)));
     const auto copy = store.load(store.copiesOf(*name).value(0));
     qint64 state = 0;
-    if (copy) {
-        try {
-            const QList<EditableSegment> rows = decodeKestrelList(copy->document).list.segments;
-            state = static_cast<qint64>(rows.first().end);
-            for (const EditableSegment& row : rows) {
-                if (static_cast<qint64>(row.end) != state)
-                    return u"a mixture"_s;
-            }
-        } catch (const PayloadDecodingError& error) {
-            return u"damaged: "_s + error.description();
-        }
+    try {
+        if (copy)
+            state = stateIn(copy->document);
+    } catch (const PayloadDecodingError& error) {
+        return u"damaged: "_s + error.description();
     }
     if (state < last && times.last() - times.at(state + 1) > oldestMilliseconds)
         return u"%1 ms old"_s.arg(times.last() - times.at(state + 1));
     return {};
 }
 
-int killMany(int count, quint32 seed)
+QString faultOfStored(const Trial& trial, const QByteArray& told)
+{
+    const qint64 last = told.left(told.lastIndexOf('\n')).split('\n').last().toLongLong();
+    QFile file(trial.folder.filePath(u"list.kestrel.json"_s));
+    if (!file.open(QIODevice::ReadOnly))
+        return last == 0 ? QString() : u"gone"_s;
+    try {
+        const qint64 state = stateIn(file.readAll());
+        return state == last || state == last + 1 ? QString() : u"state %1 after %2"_s.arg(state).arg(last);
+    } catch (const PayloadDecodingError& error) {
+        return u"damaged: "_s + error.description();
+    }
+}
+
+int killMany(int count, quint32 seed, const QString& work)
 {
     QRandomGenerator random(seed);
     int faults = 0;
@@ -102,8 +139,8 @@ int killMany(int count, quint32 seed)
             QFile video(trial->folder.filePath(u"video"_s));
             if (!video.open(QIODevice::WriteOnly))
                 return 2;
-            trial->killAfter = random.bounded(100, 5000);
-            trial->editing.start(QCoreApplication::applicationFilePath(), {u"edit"_s, trial->folder.path()});
+            trial->killAfter = work == u"edit" ? random.bounded(100, 5000) : random.bounded(30, 1500);
+            trial->editing.start(QCoreApplication::applicationFilePath(), {work, trial->folder.path()});
             trials.push_back(std::move(trial));
         }
         for (bool anyRuns = true; anyRuns;) {
@@ -115,7 +152,9 @@ int killMany(int count, quint32 seed)
             }
         }
         for (const auto& trial : trials) {
-            if (const QString found = fault(*trial, trial->editing.readAllStandardOutput()); !found.isEmpty()) {
+            const QByteArray told = trial->editing.readAllStandardOutput();
+            const QString found = work == u"edit" ? fault(*trial, told) : faultOfStored(*trial, told);
+            if (!found.isEmpty()) {
                 ++faults;
                 std::printf("killed after %lld ms: %s\n", static_cast<long long>(trial->killAfter), qPrintable(found));
             }
@@ -133,5 +172,7 @@ int main(int argc, char* argv[])
     const QStringList words = QCoreApplication::arguments();
     if (words.value(1) == u"edit")
         return editUntilKilled(words.value(2));
-    return killMany(std::max(1, words.value(1).toInt()), words.value(2).toUInt());
+    if (words.value(1) == u"store")
+        return storeUntilKilled(words.value(2));
+    return killMany(std::max(1, words.value(1).toInt()), words.value(2).toUInt(), words.value(3, u"edit"_s));
 }

@@ -2,9 +2,11 @@
 #include "CutLists/CsvText.h"
 #include "CutLists/CutListError.h"
 #include "CutLists/CutListKinds.h"
+#include "CutLists/KestrelList.h"
 #include "CutLists/ListTimes.h"
 #include "CutLists/Timecode.h"
 #include "Models/EventRejection.h"
+#include "Models/JsonObjectReader.h"
 
 #include <QtTest>
 
@@ -25,7 +27,7 @@ double secondsAt(qint64 picture, const FrameRate& rate)
 }
 
 /// A list of random clips, now and then with a name that some format has to guard.
-CutList randomList(std::mt19937& random, const FrameRate& rate)
+CutList randomList(std::mt19937& random, const FrameRate& rate, unsigned mostClips)
 {
     const QStringList names = {u"a,b"_s,      u"\"q\" ;x"_s, u"中文 名字"_s, u"😀.mp4"_s, u"tab\there"_s,
                                u"= # \\ ;"_s, u"<&>"_s,      u"new\nline"_s, u"plain"_s};
@@ -33,15 +35,16 @@ CutList randomList(std::mt19937& random, const FrameRate& rate)
     list.title = u"A film"_s;
     list.video = FileURL(u"/films/100% #1 电影.mkv"_s);
     list.rate = rate;
-    list.pictureCount = 2'000'000;
+    list.pictureCount = 6'000'000;
     list.duration = secondsAt(list.pictureCount, rate);
     if (random() % 2 == 0)
         list.startTimecode = StartTimecode{static_cast<qint64>(random() % 100'000), random() % 2 == 0};
     qint64 picture = 0;
-    const auto count = 1 + random() % 60;
+    const unsigned longest = mostClips > 100 ? 400 : 3000; // an EDL tells 24 hours apart
+    const auto count = 1 + random() % mostClips;
     for (unsigned i = 0; i < count; ++i) {
-        const qint64 first = picture + static_cast<qint64>(random() % 500);
-        picture = first + 1 + static_cast<qint64>(random() % 3000);
+        const qint64 first = picture + static_cast<qint64>(random() % 50);
+        picture = first + 1 + static_cast<qint64>(random() % longest);
         list.items.append({names[static_cast<qsizetype>(random() % static_cast<unsigned>(names.size()))],
                            secondsAt(first, rate),
                            secondsAt(picture, rate),
@@ -108,19 +111,22 @@ private Q_SLOTS:
     /// Every kind tells the same pictures again, at every rate, whatever the names are.
     void thereAndBack()
     {
+        const int rounds = std::max(qEnvironmentVariableIntValue("KESTREL_LISTS"), 100);
         for (const CutListKind& kind : cutListKinds()) {
             std::mt19937 random(20261122);
-            for (int round = 0; round < 200; ++round) {
+            for (int round = 0; round < rounds; ++round) {
                 const FrameRate rate = rates[round % rates.size()];
-                const CutList list = randomList(random, rate);
+                const CutList list = randomList(random, rate, round < 90 ? 60 : 3000);
                 CutList video = list;
                 video.items.clear();
-                const CutList read = readCutList(kind.suffix, kind.write(list).first(), video);
-                QVERIFY2(read.items.size() == list.items.size(), qPrintable(kind.id));
+                QList<CutListItem> read;
+                for (const QByteArray& written : kind.write(list))
+                    read += readCutList(kind.suffix, written, video).items;
+                QVERIFY2(read.size() == list.items.size(), qPrintable(kind.id));
                 for (qsizetype i = 0; i < list.items.size(); ++i) {
-                    QVERIFY2(picturesIn(read.items[i], rate) == *list.items[i].pictures, qPrintable(kind.id));
+                    QVERIFY2(picturesIn(read[i], rate) == *list.items[i].pictures, qPrintable(kind.id));
                     if (!QStringList({u"edl"_s, u"scenes"_s, u"mkvxml"_s}).contains(kind.id))
-                        QCOMPARE(read.items[i].name, list.items[i].name);
+                        QVERIFY2(read[i].name == list.items[i].name, qPrintable(list.items[i].name));
                 }
             }
         }
@@ -137,8 +143,16 @@ private Q_SLOTS:
         QCOMPARE(files.size(), 3);
         QVERIFY(files[1].startsWith("TITLE: KESTREL\nFCM: NON-DROP FRAME\n\n001  AX       V     C        00:06:39:15 "
                                     "00:06:39:20 01:00:00:00 01:00:00:05\n"));
+        list.items.append({{}, 0, 0, true, {}, PictureRange{0, 25 * 86'400 + 1}});
+        QVERIFY(messageOf([&] { edl.write(list); }).contains(u"24 小时"_s));
         list.rate.reset();
         QVERIFY(messageOf([&] { edl.write(list); }).contains(u"帧率是变化的"_s));
+
+        CutList film; // past midnight
+        film.rate = FrameRate{25, 1};
+        film.startTimecode = StartTimecode{25 * 86'390, false};
+        film.items = {{{}, 0, 0, true, {}, PictureRange{25, 500}}};
+        QCOMPARE(edl.read(edl.write(film).first(), film).items.first().pictures, film.items.first().pictures);
     }
 
     /// A suffix, a text, and the starts and ends in turns.
@@ -206,6 +220,31 @@ private Q_SLOTS:
             for (const QByteArray& text : {QByteArray(), QByteArray("\xff\xfe"), QByteArray("{}"), QByteArray("<a>")})
                 QVERIFY(refusal(suffix, text) != u"nothing thrown"_s);
         }
+    }
+
+    /// Clips that overlap or lie beyond the video are refused, unless the list was stored so.
+    void irregularLists()
+    {
+        KestrelList document;
+        document.video = {u"/a.mp4"_s, 7, 60};
+        document.list.segments = {{1, true, 0, 10, false}, {2, false, 5, 20, false}, {3, true, 10, 60.01, true}};
+        QByteArray stored = encodeKestrelList(document);
+        QVERIFY(!stored.contains("irregular"));
+        const auto refusal = [&](const QByteArray& from, const QByteArray& to) {
+            try {
+                return decodeKestrelList(QByteArray(stored).replace(from, to)).list.segments.isEmpty() ? u"lost"_s
+                                                                                                       : QString();
+            } catch (const PayloadDecodingError& error) {
+                return error.description();
+            }
+        };
+        QCOMPARE(refusal("x", "x"), QString());
+        QCOMPARE(refusal("\"start\":10", "\"start\":9.5"), u"第 1 个和第 3 个片段在 00:00:09.500 处重叠。"_s);
+        QCOMPARE(refusal("60.01", "75"),
+                 u"第 3 个片段（00:00:10.000 至 00:01:15.000）超出了视频的时长 00:01:00.000。"_s);
+        document.list.segments[2].start = 9;
+        stored = encodeKestrelList(document);
+        QCOMPARE(refusal("x", "x"), QString());
     }
 
     /// All events rejected and restored in random orders leave the list as the detector proposed it.

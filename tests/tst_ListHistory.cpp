@@ -6,6 +6,7 @@
 #include "Models/SegmentJoining.h"
 #include "Models/SegmentTimes.h"
 #include "Models/TimeText.h"
+#include "NumberedVideo.h"
 #include "WindowUnderTest.h"
 
 #include <QAbstractItemModelTester>
@@ -82,6 +83,12 @@ QAction* action(const WindowUnderTest& test, const QString& name)
     if (!found)
         qFatal("no action %s", qPrintable(name));
     return found;
+}
+
+void choose(const WindowUnderTest& test, const QString& command, const QString& name)
+{
+    action(test, command)->trigger();
+    test.chooseInDialog(test.path(name));
 }
 
 } // namespace
@@ -298,25 +305,22 @@ private Q_SLOTS:
     {
         const WindowUnderTest test;
         const QString video = test.addVideo(u"a.mp4"_s, "answer([(10, 10), (20, 20)], [(0, 10), (10, 20), (20, 60)])");
-        const auto choose = [&](const QString& command, const QString& name) {
-            action(test, command)->trigger();
-            test.chooseInDialog(test.path(name));
-        };
         test.chooseVideo(video);
         type(test.line("prefixField"), u"p"_s);
         type(test.line("cropField"), u"8:8:0:0"_s);
         test.parse();
         test.selectEvent(0);
         action(test, u"rejectEventAction"_s)->trigger();
-        choose(u"saveListAction"_s, u"a.kestrel.json"_s);
+        choose(test, u"saveListAction"_s, u"a.kestrel.json"_s);
+        QTRY_COMPARE(test.status(), u"列表已存储："_s + test.path(u"a.kestrel.json"_s));
         QVERIFY(test.read(u"a.kestrel.json"_s).contains("\n{\"enabled\":false,\"end\":20,"));
-        choose(u"exportListAction"_s, u"a.llc"_s);
-        QCOMPARE(test.status(), u"已导出："_s + test.path(u"a.llc"_s));
+        choose(test, u"exportListAction"_s, u"a.llc"_s);
+        QTRY_COMPARE(test.status(), u"已导出："_s + test.path(u"a.llc"_s));
 
         type(test.line("prefixField"), u"other"_s);
         type(test.line("cropField"), QString());
         action(test, u"undoListAction"_s)->trigger();
-        choose(u"openListAction"_s, u"a.kestrel.json"_s);
+        choose(test, u"openListAction"_s, u"a.kestrel.json"_s);
         QTRY_COMPARE(test.status(), u"列表已打开：3 个片段。"_s);
         QCOMPARE(test.line("prefixField")->text(), u"p"_s);
         QCOMPARE(test.line("cropField")->text(), u"8:8:0:0"_s);
@@ -327,9 +331,40 @@ private Q_SLOTS:
         QTRY_VERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
         QCOMPARE(test.segmentCount(), 3);
         test.write(u"bad.json"_s, "{\"video\": 1}");
-        choose(u"openListAction"_s, u"bad.json"_s);
+        choose(test, u"openListAction"_s, u"bad.json"_s);
+        QTRY_VERIFY(!test.alerts().isEmpty());
         QCOMPARE(test.takeAlert(), u"无法打开列表 bad.json：video：应为文本，实际是数字。"_s);
         QCOMPARE(test.segmentCount(), 3);
+    }
+
+    /// Pictures are counted by the film's own times, and what counts them is refused where they come unevenly.
+    void exportsPictures()
+    {
+        const WindowUnderTest test;
+        const QStringList dropFrames = {u"-timecode"_s, u"00:59:59;28"_s, u"-pix_fmt"_s, u"yuv420p"_s};
+        const QStringList unevenly = {u"-vf"_s, u"setpts=if(gt(N\\,9)\\,PTS+0.1/TB\\,PTS)"_s, u"-vsync"_s, u"vfr"_s};
+        const QByteArray plan = "answer([(1, 1)], [(0, 1), (1, 2)], 3)";
+        for (const QString& name : {u"even.mp4"_s, u"uneven.mkv"_s}) {
+            const QString film = test.addVideo(name, plan);
+            QVERIFY(NumberedVideo::make(film, u"30000/1001"_s, 90, name.startsWith(u'e') ? dropFrames : unevenly));
+            test.chooseVideo(film);
+            test.parse();
+            choose(test, u"exportListAction"_s, name + u".edl"_s);
+            if (name.startsWith(u'e')) {
+                QTRY_COMPARE(test.status(), u"已导出："_s + test.path(u"a.edl"_s));
+                QVERIFY(
+                    test.read(u"a.edl"_s)
+                        .startsWith("TITLE: even\nFCM: DROP FRAME\n\n"
+                                    "001  EVEN     V     C        00:59:59;28 01:00:00;28 01:00:00;00 01:00:01;00\n"));
+                choose(test, u"openListAction"_s, u"even.mp4.edl"_s);
+                QTRY_COMPARE(test.status(), u"列表已打开：2 个片段。"_s);
+                QCOMPARE(test.segmentCell(1, 1).data().toString(), u"00:00:01.001"_s);
+            } else {
+                QTRY_VERIFY(!test.alerts().isEmpty());
+                QVERIFY(test.takeAlert().startsWith(u"EDL 按画面编号，而这个视频的帧率是变化的。"_s));
+                QVERIFY(!QFile::exists(test.path(u"uneven.mkv.edl"_s)));
+            }
+        }
     }
 
     void hostileCopiesCountAsAbsent()

@@ -48,6 +48,8 @@ QByteArray edlOf(const CutList& list, const QList<CutListItem>& items, const Tim
     qint64 number = 0;
     for (const CutListItem& item : items) {
         const PictureRange range = picturesOf(item);
+        if (range.end > counting.picturesPerDay())
+            throw CutListError(u"EDL 的时间码只到 24 小时，片段“"_s + item.name + u"”在其后。"_s);
         text += formatZeroFilled(++number, 3) + u"  "_s + reel + u" V     C        "_s +
                 formatTimecode(sourceStart + range.first, counting) + u' ' +
                 formatTimecode(sourceStart + range.end, counting) + u' ' + formatTimecode(record, counting) + u' ' +
@@ -96,11 +98,13 @@ CutList readEdl(const QByteArray& bytes, const CutList& video)
             const auto out = parseTimecode(match.capturedView(6), counting);
             if (!in || !out)
                 throw CutListError(atLine(i + 1, u"时间码不符合这个视频的帧率。"_s));
-            if (*in < sourceStart || *out < *in)
-                throw CutListError(atLine(i + 1, u"时间码在视频开始之前，或出点在入点之前。"_s));
-            const PictureRange range{*in - sourceStart, *out - sourceStart};
-            if (range.count() > 0)
-                list.items.append({{}, 0, 0, true, {}, range});
+            const qint64 day = counting.picturesPerDay();
+            const qint64 first = (*in - sourceStart % day + day) % day; // a film may go on past midnight
+            const qint64 count = (*out - *in + day) % day;
+            if (count > day / 2)
+                throw CutListError(atLine(i + 1, u"出点在入点之前。"_s));
+            if (count > 0)
+                list.items.append({{}, 0, 0, true, {}, PictureRange{first, first + count}});
         } else if (!line.isEmpty() && line[0].isDigit()) {
             throw CutListError(atLine(i + 1, u"不是 EDL 的事件。"_s));
         }

@@ -40,10 +40,15 @@ TimecodeCounting TimecodeCounting::of(const FrameRate& rate, bool dropsFrames)
     return {whole, dropsFrames && rate.denominator == 1001 && (whole == 30 || whole == 60)};
 }
 
+qint64 TimecodeCounting::picturesPerDay() const
+{
+    return picturesPerTenMinutes(*this) * 6 * 24;
+}
+
 QString formatTimecode(qint64 picture, const TimecodeCounting& counting)
 {
-    const qint64 picturesPerDay = picturesPerTenMinutes(counting) * 6 * 24;
-    const qint64 number = numberOf(((picture % picturesPerDay) + picturesPerDay) % picturesPerDay, counting);
+    const qint64 day = counting.picturesPerDay();
+    const qint64 number = numberOf(((picture % day) + day) % day, counting);
     const qint64 seconds = number / counting.picturesPerSecond;
     return formatZeroFilled(seconds / 3600, 2) + u':' + formatZeroFilled(seconds / 60 % 60, 2) + u':' +
            formatZeroFilled(seconds % 60, 2) + (counting.dropsFrames ? u';' : u':') +

@@ -14,6 +14,9 @@ struct TimecodeCounting
 
     /// Drops numbers only at the rates for which that is defined.
     [[nodiscard]] static TimecodeCounting of(const FrameRate& rate, bool dropsFrames);
+
+    /// After so many pictures timecodes begin again.
+    [[nodiscard]] qint64 picturesPerDay() const;
 };
 
 /// "01:00:00:00", with a semicolon before the pictures where numbers are dropped. Wraps after 24 hours.

@@ -42,12 +42,34 @@ QAction* addAction(MainWindow& window, const QList<QTableView*>& tables, const Q
     return action;
 }
 
+/// The rows for another program's list. Throws CutListError.
+QList<EditableSegment> segmentsIn(const QByteArray& bytes, const FileURL& file, CutList video,
+                                  const std::optional<FilmTimes>& film)
+{
+    const bool countsPictures = cutListKindOf(file.pathExtension(), bytes).pictures == PictureUse::needed;
+    if (film)
+        video.duration = film->duration.value_or(video.duration);
+    if (film && countsPictures)
+        describeFilm(video, *film);
+    CutList read = readCutList(file.pathExtension(), bytes, video);
+    if (film && countsPictures)
+        timePictures(read, *film);
+    QList<EditableSegment> segments;
+    for (const CutListItem& item : read.items) {
+        const auto [start, end] = wholeMilliseconds(item.start, item.end);
+        segments.append({segments.size(), item.isEnabled, start, end, true});
+    }
+    if (const auto fault = faultOfClips(segments, video.duration))
+        throw CutListError(*fault);
+    return segments;
+}
+
 } // namespace
 
 ListDocuments::ListDocuments(MainWindow& window, std::function<QList<FFmpegJob>()> jobs)
     : m_window(window)
     , m_film(window)
-    , m_export(window, m_film, std::move(jobs))
+    , m_export(window, m_film, m_work, std::move(jobs))
 {
     addActions();
     connect(&m_export, &ListExport::told, this, &ListDocuments::told);
@@ -96,12 +118,14 @@ void ListDocuments::store(const FileURL& file)
     document.prefix = m_window.prefixField->text();
     document.otherKeys = m_otherKeys;
     document.otherKestrelKeys = m_otherKestrelKeys;
-    try {
+    const auto work = [this, file, document]() -> BackgroundWork::Then {
         writeListFile(file, encodeKestrelList(document));
-        Q_EMIT told(u"列表已存储："_s + file.path());
-    } catch (const std::exception& error) {
-        Q_EMIT failed(errorDescription(error));
-    }
+        return [this, file] { Q_EMIT told(u"列表已存储："_s + file.path()); };
+    };
+    m_work.run(work, [this](const QString& reason) {
+        Q_EMIT told(u"列表没有存储。"_s);
+        Q_EMIT failed(reason);
+    });
 }
 
 // Opening
@@ -115,13 +139,13 @@ void ListDocuments::chooseAndOpen()
 
 void ListDocuments::open(const FileURL& file)
 {
-    attempt(file, [&] {
+    const auto work = [this, file]() -> BackgroundWork::Then {
         const QByteArray bytes = readListFile(file);
         if (file.pathExtension().toLower() == u"json")
-            findVideo(decodeKestrelList(bytes), file);
-        else
-            import(bytes, file);
-    });
+            return [this, file, document = decodeKestrelList(bytes)] { findVideo(document, file); };
+        return [this, file, bytes] { import(bytes, file); };
+    };
+    m_work.run(work, [this, file](const QString& reason) { tellFailure(file, reason); });
 }
 
 /// Where the document says, else beside the list, else where the user says.
@@ -208,44 +232,26 @@ void ListDocuments::import(const QByteArray& bytes, const FileURL& file)
             Q_EMIT told(u"已取消打开列表。"_s);
             return;
         }
-        attempt(file, [&] {
-            if (!film && needsPictures)
-                throw CutListError(failure);
-            take(bytes, file, video, film);
-        });
+        if (!film && needsPictures) {
+            tellFailure(file, failure);
+            return;
+        }
+        const auto work = [=, this]() -> BackgroundWork::Then {
+            const QList<EditableSegment> segments = segmentsIn(bytes, file, video, film);
+            return [this, video, segments] {
+                KestrelList document;
+                document.list = {video.video, std::nullopt, segments, {}};
+                document.crop = m_window.cropField->text();
+                document.prefix = m_window.prefixField->text();
+                use(document);
+            };
+        };
+        m_work.run(work, [this, file](const QString& reason) { tellFailure(file, reason); });
     });
 }
 
-void ListDocuments::take(const QByteArray& bytes, const FileURL& file, CutList video,
-                         const std::optional<FilmTimes>& film)
+void ListDocuments::tellFailure(const FileURL& file, const QString& reason)
 {
-    if (film)
-        video.duration = film->duration.value_or(video.duration);
-    const bool countsPictures = cutListKindOf(file.pathExtension(), bytes).pictures == PictureUse::needed;
-    if (film && countsPictures)
-        describeFilm(video, *film);
-    CutList read = readCutList(file.pathExtension(), bytes, video);
-    if (film && countsPictures)
-        timePictures(read, *film);
-    KestrelList document;
-    document.list.videoURL = video.video;
-    document.crop = m_window.cropField->text();
-    document.prefix = m_window.prefixField->text();
-    for (const CutListItem& item : read.items) {
-        const auto [start, end] = wholeMilliseconds(item.start, item.end);
-        document.list.segments.append({document.list.segments.size(), item.isEnabled, start, end, true});
-    }
-    if (const auto fault = faultOfClips(document.list.segments, video.duration))
-        throw CutListError(*fault);
-    use(document);
-}
-
-void ListDocuments::attempt(const FileURL& file, const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        Q_EMIT told(u"打开列表失败。"_s);
-        Q_EMIT failed(u"无法打开列表 "_s + file.lastPathComponent() + u"："_s + errorDescription(error));
-    }
+    Q_EMIT told(u"打开列表失败。"_s);
+    Q_EMIT failed(u"无法打开列表 "_s + file.lastPathComponent() + u"："_s + reason);
 }

@@ -33,11 +33,11 @@ private:
     void ask(const QString& difference, const KestrelList& document);
     void use(const KestrelList& document);
     void import(const QByteArray& bytes, const FileURL& file);
-    void take(const QByteArray& bytes, const FileURL& file, CutList video, const std::optional<FilmTimes>& film);
-    void attempt(const FileURL& file, const std::function<void()>& action);
+    void tellFailure(const FileURL& file, const QString& reason);
 
     MainWindow& m_window;
     FilmReading m_film;
+    BackgroundWork m_work;
     ListExport m_export;
     QJsonObject m_otherKeys; ///< of the document that was opened last, for when it is stored again
     QJsonObject m_otherKestrelKeys;

@@ -64,6 +64,19 @@ qsizetype kindOf(const FileURL& file, qsizetype chosen)
     return chosen;
 }
 
+/// How many files a list has become.
+qsizetype writeFiles(const FileURL& file, const QList<QByteArray>& contents)
+{
+    const bool mayReplace = QFile::exists(file.path()); // the user has agreed to that, for one and so for all
+    for (qsizetype i = 1; i < contents.size(); ++i) {
+        if (const QString path = numbered(file, i + 1).path(); !mayReplace && QFile::exists(path))
+            throw CutListError(path + u" 已存在，请换一个文件名。"_s);
+    }
+    for (qsizetype i = 0; i < contents.size(); ++i)
+        writeListFile(numbered(file, i + 1), contents[i]);
+    return contents.size();
+}
+
 void writeScript(const FileURL& file, const QList<FFmpegJob>& jobs)
 {
     writeListFile(file, writeShellScript(jobs));
@@ -73,9 +86,11 @@ void writeScript(const FileURL& file, const QList<FFmpegJob>& jobs)
 
 } // namespace
 
-ListExport::ListExport(MainWindow& window, FilmReading& film, std::function<QList<FFmpegJob>()> jobs)
+ListExport::ListExport(MainWindow& window, FilmReading& film, BackgroundWork& work,
+                       std::function<QList<FFmpegJob>()> jobs)
     : m_window(window)
     , m_film(film)
+    , m_work(work)
     , m_jobs(std::move(jobs))
 {}
 
@@ -93,15 +108,18 @@ void ListExport::chooseAndExport()
     const FileURL video = *m_window.segmentList->list().videoURL;
     const FileURL suggestion =
         video.deletingLastPathComponent().appendingPathComponent(video.baseName() + u'.' + kinds.first().suffix);
-    chooseNewFile(&m_window, u"导出"_s, suggestion, filters, [this, &kinds](const FileURL& file, int kind) {
-        const qsizetype meant = kindOf(file, kind);
-        if (meant < kinds.size())
-            exportTo(file, kinds.at(meant));
-        else
-            attempt([&] {
-                writeScript(file, m_jobs());
-                Q_EMIT told(u"已导出："_s + file.path());
-            });
+    chooseNewFile(&m_window, u"导出"_s, suggestion, filters, [this, &kinds](const FileURL& file, int chosen) {
+        const qsizetype kind = kindOf(file, chosen);
+        if (kind < kinds.size()) {
+            exportTo(file, kinds.at(kind));
+            return;
+        }
+        try {
+            writeScript(file, m_jobs());
+            Q_EMIT told(u"已导出："_s + file.path());
+        } catch (const std::exception& error) {
+            tellFailure(errorDescription(error));
+        }
     });
 }
 
@@ -109,43 +127,36 @@ void ListExport::exportTo(const FileURL& file, const CutListKind& kind)
 {
     const CutList cuts = cutList(kind.takesDisabled);
     if (kind.pictures == PictureUse::unused) {
-        attempt([&] { writeFiles(file, kind, cuts); });
+        countAndWrite(file, kind, cuts, std::nullopt);
         return;
     }
     Q_EMIT told(u"正在读取每幅画面的时间，请稍候..."_s);
     const auto take = [this, file, kind, cuts](const std::optional<FilmTimes>& film, const QString& failure) {
-        const bool isOptional = kind.pictures == PictureUse::welcome;
-        if (!film && failure.isEmpty()) {
+        if (!film && failure.isEmpty())
             Q_EMIT told(u"已取消导出。"_s);
-        } else if (!film && !isOptional) {
-            Q_EMIT told(u"导出失败。"_s);
-            Q_EMIT failed(failure);
-        } else {
-            attempt([&] {
-                CutList counted = cuts;
-                if (film && (!isOptional || beginsAtZero(*film))) {
-                    describeFilm(counted, *film);
-                    numberPictures(counted, *film);
-                }
-                writeFiles(file, kind, counted);
-            });
-        }
+        else if (!film && kind.pictures == PictureUse::needed)
+            tellFailure(failure);
+        else
+            countAndWrite(file, kind, cuts, film);
     };
     m_film.read(cuts.video, FilmScan::Extent::allFrames, take);
 }
 
-void ListExport::writeFiles(const FileURL& file, const CutListKind& kind, const CutList& cuts)
+void ListExport::countAndWrite(const FileURL& file, const CutListKind& kind, const CutList& cuts,
+                               const std::optional<FilmTimes>& film)
 {
-    const QList<QByteArray> files = kind.write(cuts);
-    const bool mayReplace = QFile::exists(file.path()); // the user has agreed to that, for one and so for all
-    for (qsizetype i = 1; i < files.size(); ++i) {
-        if (const QString path = numbered(file, i + 1).path(); !mayReplace && QFile::exists(path))
-            throw CutListError(path + u" 已存在，请换一个文件名。"_s);
-    }
-    for (qsizetype i = 0; i < files.size(); ++i)
-        writeListFile(numbered(file, i + 1), files[i]);
-    const QString others = files.size() > 1 ? u"（共 %1 个文件）"_s.arg(files.size()) : QString();
-    Q_EMIT told(u"已导出："_s + file.path() + others);
+    const auto work = [this, file, kind, cuts, film]() -> BackgroundWork::Then {
+        CutList counted = cuts;
+        if (film && (kind.pictures == PictureUse::needed || beginsAtZero(*film))) {
+            describeFilm(counted, *film);
+            numberPictures(counted, *film);
+        }
+        const qsizetype count = writeFiles(file, kind.write(counted));
+        return [this, file, count] {
+            Q_EMIT told(u"已导出："_s + file.path() + (count > 1 ? u"（共 %1 个文件）"_s.arg(count) : QString()));
+        };
+    };
+    m_work.run(work, [this](const QString& reason) { tellFailure(reason); });
 }
 
 CutList ListExport::cutList(bool takesDisabled) const
@@ -171,12 +182,8 @@ CutList ListExport::cutList(bool takesDisabled) const
     return cuts;
 }
 
-void ListExport::attempt(const std::function<void()>& action)
+void ListExport::tellFailure(const QString& reason)
 {
-    try {
-        action();
-    } catch (const std::exception& error) {
-        Q_EMIT told(u"导出失败。"_s);
-        Q_EMIT failed(errorDescription(error));
-    }
+    Q_EMIT told(u"导出失败。"_s);
+    Q_EMIT failed(reason);
 }

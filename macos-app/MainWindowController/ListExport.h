@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CutLists/CutListKinds.h"
+#include "MainWindowController/BackgroundWork.h"
 #include "MainWindowController/FilmReading.h"
 #include "Models/FFmpegJob.h"
 #include "Models/SegmentList.h"
@@ -14,7 +15,7 @@ class ListExport final : public QObject
 
 public:
     /// `jobs` tells what a split would run.
-    ListExport(MainWindow& window, FilmReading& film, std::function<QList<FFmpegJob>()> jobs);
+    ListExport(MainWindow& window, FilmReading& film, BackgroundWork& work, std::function<QList<FFmpegJob>()> jobs);
 
     void chooseAndExport();
 
@@ -24,11 +25,13 @@ Q_SIGNALS:
 
 private:
     void exportTo(const FileURL& file, const CutListKind& kind);
-    void writeFiles(const FileURL& file, const CutListKind& kind, const CutList& cuts);
+    void countAndWrite(const FileURL& file, const CutListKind& kind, const CutList& cuts,
+                       const std::optional<FilmTimes>& film);
     [[nodiscard]] CutList cutList(bool takesDisabled) const;
-    void attempt(const std::function<void()>& action);
+    void tellFailure(const QString& reason);
 
     MainWindow& m_window;
     FilmReading& m_film;
+    BackgroundWork& m_work;
     const std::function<QList<FFmpegJob>()> m_jobs;
 };
