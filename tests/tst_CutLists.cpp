@@ -111,12 +111,12 @@ private Q_SLOTS:
     /// Every kind tells the same pictures again, at every rate, whatever the names are.
     void thereAndBack()
     {
-        const int rounds = std::max(qEnvironmentVariableIntValue("KESTREL_LISTS"), 100);
+        const int rounds = std::max(qEnvironmentVariableIntValue("KESTREL_LISTS"), 80);
         for (const CutListKind& kind : cutListKinds()) {
             std::mt19937 random(20261122);
             for (int round = 0; round < rounds; ++round) {
                 const FrameRate rate = rates[round % rates.size()];
-                const CutList list = randomList(random, rate, round < 90 ? 60 : 3000);
+                const CutList list = randomList(random, rate, round < 80 ? 60 : 3000);
                 CutList video = list;
                 video.items.clear();
                 QList<CutListItem> read;

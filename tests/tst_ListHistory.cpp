@@ -351,7 +351,7 @@ private Q_SLOTS:
             test.parse();
             choose(test, u"exportListAction"_s, name + u".edl"_s);
             if (name.startsWith(u'e')) {
-                QTRY_COMPARE(test.status(), u"已导出："_s + test.path(u"a.edl"_s));
+                QTRY_COMPARE(test.status(), u"已导出："_s + test.path(u"even.mp4.edl"_s));
                 QVERIFY(
                     test.read(u"a.edl"_s)
                         .startsWith("TITLE: even\nFCM: DROP FRAME\n\n"
