@@ -353,7 +353,7 @@ private Q_SLOTS:
             if (name.startsWith(u'e')) {
                 QTRY_COMPARE(test.status(), u"已导出："_s + test.path(u"even.mp4.edl"_s));
                 QVERIFY(
-                    test.read(u"a.edl"_s)
+                    test.read(u"even.mp4.edl"_s)
                         .startsWith("TITLE: even\nFCM: DROP FRAME\n\n"
                                     "001  EVEN     V     C        00:59:59;28 01:00:00;28 01:00:00;00 01:00:01;00\n"));
                 choose(test, u"openListAction"_s, u"even.mp4.edl"_s);
