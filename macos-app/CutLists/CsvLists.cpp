@@ -51,6 +51,12 @@ QString sceneTimecode(double seconds)
     return formatShownTime(static_cast<double>(unitsBefore(seconds, 1000)) / 1000);
 }
 
+/// A difference of times without what their last bits leave behind.
+double roundedToNanoseconds(double seconds)
+{
+    return std::round(seconds * 1e9) / 1e9;
+}
+
 double secondsAt(qint64 picture, const FrameRate& rate)
 {
     return static_cast<double>(picture) * static_cast<double>(rate.denominator) / static_cast<double>(rate.numerator);
@@ -134,7 +140,7 @@ QByteArray writePlainCsv(const CutList& list)
     qint64 number = 0;
     for (const CutListItem& item : list.items)
         text += csvRecord({QString::number(++number), item.name, formatListSeconds(item.start),
-                           formatListSeconds(item.end), formatListSeconds(item.end - item.start),
+                           formatListSeconds(item.end), formatListSeconds(roundedToNanoseconds(item.end - item.start)),
                            item.isEnabled ? u"1"_s : u"0"_s, item.transitionBefore});
     return text.toUtf8();
 }

@@ -104,7 +104,7 @@ void ListExport::chooseAndExport()
     QStringList filters;
     for (const CutListKind& kind : kinds)
         filters.append(kind.title + u" (*."_s + kind.suffix + u')');
-    filters.append(u"分解脚本 (*."_s + scriptSuffix + u')');
+    filters.append(u"导出脚本 (*."_s + scriptSuffix + u')');
     const FileURL video = *m_window.segmentList->list().videoURL;
     const FileURL suggestion =
         video.deletingLastPathComponent().appendingPathComponent(video.baseName() + u'.' + kinds.first().suffix);
