@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableView>
@@ -177,16 +178,18 @@ void measureLists(MainWindow& window)
 {
     const QTemporaryDir folder;
     const FileURL file(folder.filePath(u"a.kestrel.json"_s));
-    DetectorPayload payload;
-    payload.events = someEvents(fullSize);
-    payload.duration = fullSize * 7.25;
+    const FileURL video(folder.filePath(u"a.mp4"_s));
+    if (QProcess::execute(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=d=10:s=1280x720"_s,
+                                        video.path()}) != 0)
+        qFatal("no video was made");
     KestrelList document;
-    document.list = {window.segmentList->list().videoURL, payload, someSegments(fullSize), {}};
-    const QString video = document.list.videoURL->path();
-    document.video = {video, QFileInfo(video).size(), payload.duration};
+    document.list = {video, DetectorPayload{}, someSegments(fullSize), {}};
+    document.list.payload->events = someEvents(fullSize);
+    document.list.payload->duration = 10;
+    document.video = {video.path(), QFileInfo(video.path()).size(), 10};
     const Spread storing = spreadOf(21, nothing, [&](int) { writeListFile(file, encodeKestrelList(document)); });
     double longestTurn = 0;
-    const auto empty = [&](int) { window.segmentList->replace({document.list.videoURL, {}, {}, {}}); };
+    const auto empty = [&](int) { window.segmentList->replace({video, {}, {}, {}}); };
     const auto open = [&](int) {
         longestTurn = std::max(longestTurn, milliseconds([&] { Q_EMIT window.listDropped(file); }));
         while (window.segmentList->segments().isEmpty())
