@@ -87,8 +87,8 @@ private Q_SLOTS:
         if (m_bus.state() != QProcess::Running || QStandardPaths::findExecutable(u"gdbus"_s).isEmpty())
             QSKIP("no message bus to ask over");
         QProcess call;
-        const QString uris = u"['%1', '%2']"_s.arg(QString::fromLatin1(QUrl::fromLocalFile(folder.path()).toEncoded()),
-                                                   QString::fromLatin1(QUrl::fromLocalFile(videos[1]).toEncoded()));
+        const QString uris = u"['%1', '%2']"_s.arg(QString::fromLatin1(QUrl::fromLocalFile(videos[1]).toEncoded()),
+                                                   QString::fromLatin1(QUrl::fromLocalFile(folder.path()).toEncoded()));
         call.start(u"gdbus"_s,
                    {u"call"_s, u"--session"_s, u"--dest=org.kestrel.kestrel"_s, u"--object-path=/org/kestrel/kestrel"_s,
                     u"--method=org.freedesktop.Application.Open"_s, uris, u"{}"_s});

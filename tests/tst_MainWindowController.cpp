@@ -229,7 +229,7 @@ private Q_SLOTS:
             if (next == u"one.mp4"_s)
                 drop(window().videoPathField, {m_test->path(next)});
             else
-                m_test->chooseVideo(next.isEmpty() ? next : m_test->path(next));
+                paste(window().videoPathField, next.isEmpty() ? next : m_test->path(next)); // at once
             const QString status = m_test->status();
             QVERIFY(!window().parseButton->isEnabled());
 
