@@ -330,6 +330,11 @@ private Q_SLOTS:
         drop(&test.window(), {test.path(u"a.llc"_s)});
         QTRY_VERIFY(test.segmentCell(2, 0).data(SegmentTableModel::isManualRole).toBool());
         QCOMPARE(test.segmentCount(), 3);
+        QFile huge(test.path(u"huge.csv"_s));
+        QVERIFY(huge.open(QIODevice::WriteOnly) && huge.resize(100'000'000));
+        drop(&test.window(), {huge.fileName()});
+        QTRY_COMPARE(test.alerts().size(), 1);
+        QCOMPARE(test.takeAlert(), u"无法打开列表 huge.csv：文件太大，不是列表。"_s);
         test.write(u"bad.json"_s, "{\"video\": 1}");
         choose(test, u"openListAction"_s, u"bad.json"_s);
         QTRY_VERIFY(!test.alerts().isEmpty());

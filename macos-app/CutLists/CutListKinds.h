@@ -38,5 +38,5 @@ struct CutListKind
 /// Whether a file is taken for a list by its name, Kestrel's own included.
 [[nodiscard]] bool hasListName(const FileURL& file);
 
-/// Larger files than this are no lists; in bytes. Of 10,000 clips the longest kind takes 25 millions.
-inline constexpr qint64 largestCutList = 50'000'000;
+/// Larger files than this are no lists; in bytes. 10,000 clips take 22 millions in the longest kind.
+inline constexpr qint64 largestCutList = 32'000'000;

@@ -131,7 +131,7 @@ QByteArray writeOtio(const CutList& list)
                                                           {u"metadata"_s, QJsonObject()},
                                                           {u"global_start_time"_s, QJsonValue::Null},
                                                           {u"tracks"_s, stack}});
-    return QJsonDocument(timeline).toJson();
+    return QJsonDocument(timeline).toJson(QJsonDocument::Compact); // a third of the length
 }
 
 CutList readOtio(const QByteArray& bytes, const CutList& video)
