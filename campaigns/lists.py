@@ -120,8 +120,9 @@ class Campaign:
         """Pictures by their numbers, as ffmpeg counts them."""
         wrongs = abs(len(ranges) - len(self._ranges))
         for (first, end), (our_first, our_end) in zip(ranges, self._ranges):
-            found = numbers("-i", self._film, select=f"between(n\\,{first}\\,{end - 1})")
-            wrongs += found != self._shown[our_first:our_end]
+            if (first, end) not in self._cuts:  # several lists tell the same numbers
+                self._cuts[first, end] = numbers("-i", self._film, select=f"between(n\\,{first}\\,{end - 1})")
+            wrongs += self._cuts[first, end] != self._shown[our_first:our_end]
         self.tell(kind, reader, f"{name}: {len(ranges)} clips, every picture", wrongs)
 
     def _compare_times(self, kind, reader, name, clips):
