@@ -5,6 +5,7 @@
 #include "Services/RuntimeResolver.h"
 
 #include <QFileInfo>
+#include <QLabel>
 #include <QProgressDialog>
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int progressMilliseconds = 250;
 constexpr int progressSteps = 1000;
+constexpr int longestName = 360; // points
 
 } // namespace
 
@@ -59,6 +61,8 @@ void FilmReading::read(const FileURL& video, FilmScan::Extent extent, const Comp
     };
     m_scan->start();
     m_timer.start();
+    if (extent == FilmScan::Extent::allFrames && onBegin)
+        onBegin(u"正在读取每幅画面的时间，请稍候..."_s);
 }
 
 void FilmReading::showProgress()
@@ -68,7 +72,13 @@ void FilmReading::showProgress()
         m_progress->setObjectName(u"filmProgress"_s);
         m_progress->setAttribute(Qt::WA_DeleteOnClose);
         m_progress->setWindowTitle(u"Kestrel"_s);
-        m_progress->setLabelText(u"正在读取“%1”每幅画面的时间…"_s.arg(m_state.video.lastPathComponent()));
+        auto* label = new QLabel; // the dialog owns it
+        label->setTextFormat(Qt::PlainText);
+        const QString name = m_state.video.lastPathComponent();
+        label->setText(u"正在读取“"_s +
+                       label->fontMetrics().elidedText(name, Qt::ElideMiddle, longestName, Qt::TextSingleLine) +
+                       u"”每幅画面的时间…"_s);
+        m_progress->setLabel(label);
         m_progress->setCancelButtonText(u"取消"_s);
         m_progress->setAutoReset(false);
         m_progress->setRange(0, progressSteps);

@@ -19,6 +19,9 @@ public:
     explicit FilmReading(QWidget& window);
     ~FilmReading() override;
 
+    /// Called when a reading of all frames begins, with words for the status line.
+    std::function<void(const QString& status)> onBegin;
+
     /// Calls `completion` later, or never when another reading begins before.
     void read(const FileURL& video, FilmScan::Extent extent, const Completion& completion);
 

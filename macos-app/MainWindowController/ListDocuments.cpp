@@ -72,6 +72,7 @@ ListDocuments::ListDocuments(MainWindow& window, std::function<QList<FFmpegJob>(
     , m_export(window, m_film, m_work, std::move(jobs))
 {
     addActions();
+    m_film.onBegin = [this](const QString& status) { Q_EMIT told(status); };
     connect(&m_export, &ListExport::told, this, &ListDocuments::told);
     connect(&m_export, &ListExport::failed, this, &ListDocuments::failed);
 }
@@ -224,8 +225,6 @@ void ListDocuments::import(const QByteArray& bytes, const FileURL& file)
     video.video = *list.videoURL;
     video.duration = list.payload ? list.payload->duration : 0;
     const bool needsPictures = cutListKindOf(file.pathExtension(), bytes).pictures == PictureUse::needed;
-    if (needsPictures)
-        Q_EMIT told(u"正在读取每幅画面的时间，请稍候..."_s);
     const auto extent = needsPictures ? FilmScan::Extent::allFrames : FilmScan::Extent::description;
     m_film.read(video.video, extent, [=, this](const std::optional<FilmTimes>& film, const QString& failure) {
         if (!film && failure.isEmpty()) {

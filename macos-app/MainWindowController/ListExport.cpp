@@ -130,7 +130,6 @@ void ListExport::exportTo(const FileURL& file, const CutListKind& kind)
         countAndWrite(file, kind, cuts, std::nullopt);
         return;
     }
-    Q_EMIT told(u"正在读取每幅画面的时间，请稍候..."_s);
     const auto take = [this, file, kind, cuts](const std::optional<FilmTimes>& film, const QString& failure) {
         if (!film && failure.isEmpty())
             Q_EMIT told(u"已取消导出。"_s);
