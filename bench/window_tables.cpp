@@ -203,8 +203,9 @@ void measureLists(MainWindow& window)
 
 } // namespace
 
-/// How fluid the main window is with 10,000 rows. An edit includes all that follows from it, the new jobs above all.
-/// What is measured includes the few milliseconds for which Qt gathers further changes before it paints.
+/// How fluid the main window is with 10,000 rows; with the word "lists", only how fast lists are stored and opened. An
+/// edit includes all that follows from it, the new jobs above all. What is measured includes the few milliseconds for
+/// which Qt gathers further changes before it paints.
 int main(int argc, char* argv[])
 {
     const BenchApplication application(argc, argv);
@@ -215,6 +216,10 @@ int main(int argc, char* argv[])
     window.resize(1420, 900);
     untilPainted(window.segmentTableView->viewport(), [&] { window.show(); });
     window.activateWindow();
+    if (QCoreApplication::arguments().value(1) == u"lists") {
+        measureLists(window);
+        return 0;
+    }
     measureShowing(window);
     measureEditing(window);
     if (!window.splitButton->isEnabled())
