@@ -120,10 +120,11 @@ void measureShowing(MainWindow& window)
         DetectorPayload payload;
         payload.events = someEvents(count);
         const SegmentList list{{}, payload, someSegments(count)};
+        const auto clear = [&](int) { window.segmentList->replace({}); };
         const auto showAll = [&](int) {
             untilPainted(window.segmentTableView->viewport(), [&] { window.segmentList->replace(list); });
         };
-        return spreadOf(15, nothing, showAll).median;
+        return spreadOf(15, clear, showAll).median;
     };
     const double half = show(fullSize / 2);
     const double whole = show(fullSize);
