@@ -14,9 +14,7 @@ from road import JOBS, OVERVIEW, STATE, VIEWER, job_states, use_overview
 CONTENT = (1440, 900)  # wide enough for all three panels
 
 # The colours of a common dark desktop, read by Qt where such a desktop runs.
-DARK_COLOURS = """[General]
-font=Sans Serif,9,-1,5,400,0,0,0,0,0
-[Colors:Window]
+DARK_COLOURS = """[Colors:Window]
 BackgroundNormal=42,46,50
 ForegroundNormal=252,252,252
 [Colors:View]

@@ -266,6 +266,7 @@ class Kestrel:
 
     def detect(self, video):
         self.drop([video], "videoPathField")
+        wait_until(lambda: self.text("videoPathField") == str(video), "the video in its field")
         self.click("parseButton")
         self.wait_for_text("statusLabel", "解析完成")
 
