@@ -98,6 +98,24 @@ private Q_SLOTS:
         QVERIFY(row(1).endsWith(u"|00:00:00.000|0.000s|"_s)); // and a time beyond all clocks does no harm
     }
 
+    /// Where the window is lower than its tables.
+    void keysBringTheirRowIntoView()
+    {
+        DetectorPayload payload;
+        payload.events = QList<TransitionEvent>(30, {1, u"cut"_s, 3, 3, 0, 1, {}});
+        m_window->segmentList->replace({{}, payload, {}});
+        m_window->setMinimumSize(1, 1);
+        m_window->resize(1420, 300);
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QTableView* table = m_window->eventTableView;
+        table->setFocus();
+        for (const auto key : {Qt::Key_End, Qt::Key_Home}) {
+            QTest::keyClick(table, key);
+            const QPoint middle = table->visualRect(table->currentIndex()).center();
+            QVERIFY(table->viewport()->visibleRegion().contains(middle));
+        }
+    }
+
     void goesThroughTheFieldsInReadingOrder()
     {
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));

@@ -198,6 +198,8 @@ void MainWindow::buildUI()
 
     auto* scrollArea = new FormScrollArea;
     scrollArea->setWidget(stack);
+    scrollArea->followRows(eventTableView);
+    scrollArea->followRows(segmentTableView);
     scrollArea->viewport()->setAutoFillBackground(false);
     stack->setAutoFillBackground(false);
 
