@@ -5,6 +5,7 @@
 #include "MainWindowController/MainWindow.h"
 #include "MainWindowController/MainWindowController.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "Models/SegmentJoining.h"
 
 #include <QApplication>
 #include <QDeadlineTimer>
@@ -22,6 +23,10 @@
 #include <cstdio>
 #include <functional>
 #include <vector>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -202,6 +207,126 @@ void measureLists(MainWindow& window)
                 storing.median, storing.most, opening.median, opening.most, longestTurn);
 }
 
+// The history
+
+/// As a detector gives them, with every tenth row a manual one.
+SegmentList wholeList()
+{
+    SegmentList list;
+    list.videoURL = FileURL(QCoreApplication::applicationFilePath());
+    list.payload.emplace();
+    list.payload->events = someEvents(fullSize);
+    list.segments = someSegments(fullSize);
+    for (const EditableSegment& segment : std::as_const(list.segments)) {
+        if (!segment.isManual)
+            list.payload->keepSegments.append({segment.index, segment.start, segment.end, segment.duration()});
+    }
+    return list;
+}
+
+struct KindOfStep
+{
+    const char* name;
+    std::function<void(SegmentListEditor& editor, int step)> make;
+};
+
+void edit(SegmentListEditor& editor, const SegmentListEditor::Edit& change)
+{
+    if (const auto refusal = editor.edit(u"x"_s, change))
+        qFatal("%s", qPrintable(*refusal));
+}
+
+/// Every step changes one of the first rows, so that it is seen.
+QList<KindOfStep> kindsOfSteps()
+{
+    const SegmentList list = wholeList();
+    return {
+        {"a box",
+         [](auto& editor, int step) { editor.setEnabled({step % 8}, !editor.segments()[step % 8].isEnabled); }},
+        {"all boxes", [](auto& editor, int step) { editor.setAllEnabled(step % 2 == 1); }},
+        {"a time",
+         [](auto& editor, int step) {
+             std::ignore = editor.retime(step % 8, SegmentEdge::end, u"9:00:00."_s + QString::number(100 + step % 900));
+         }},
+        {"a rejection and back",
+         [](auto& editor, int step) {
+             edit(editor, [step](SegmentList& edited) {
+                 const TransitionEvent event = edited.payload->events[1 + step / 2 % 7];
+                 return step % 2 == 0
+                            ? rejectEvent(event, edited.segments, edited.endsBeforeJoin)
+                            : restoreEvent(event, edited.segments, edited.endsBeforeJoin, edited.payload->keepSegments);
+             });
+         }},
+        {"cut and join",
+         [](auto& editor, int step) {
+             edit(editor, [step](SegmentList& edited) {
+                 return step % 2 == 0 ? splitSegment(edited, 1, 9) : joinSegments(edited, {1, 2});
+             });
+         }},
+        {"first and last row at once",
+         [](auto& editor, int step) {
+             edit(editor, [step](SegmentList& edited) {
+                 edited.segments.first().start = edited.segments.last().start = step / 1e6;
+                 return std::nullopt;
+             });
+         }},
+        {"a parse of three kinds after a change",
+         [list](auto& editor, int step) {
+             SegmentList parsed = list;
+             parsed.payload->events = someEvents(fullSize - step % 3);
+             for (KeepSegment& segment : parsed.payload->keepSegments)
+                 segment.end -= step % 3;
+             parsed.segments = buildEditableSegments(*parsed.payload);
+             if (step % 2 == 0)
+                 editor.replace(parsed);
+             else
+                 editor.setEnabled({step % 8}, false);
+         }},
+    };
+}
+
+double heapMegabytes()
+{
+#ifdef __GLIBC__
+    const auto heap = ::mallinfo2();
+    return static_cast<double>(heap.uordblks + heap.hblkhd) / 1e6;
+#else
+    return 0;
+#endif
+}
+
+void measureUndo(MainWindow& window)
+{
+    SegmentListEditor& editor = *window.segmentList;
+    const auto inFrame = [&](const std::function<void()>& work) {
+        return [&window, work](int) { untilPainted(window.segmentTableView->viewport(), work); };
+    };
+    for (const KindOfStep& kind : kindsOfSteps()) {
+        constexpr int steps = 303;
+        untilPainted(window.segmentTableView->viewport(), [&] { editor.replace(wholeList()); });
+        window.segmentTableView->scrollToTop();
+        for (int step = 0; step < steps; ++step)
+            kind.make(editor, step);
+        QCoreApplication::processEvents();
+        const Spread undo = spreadOf(steps - 3, nothing, inFrame([&] { editor.undo(); }));
+        const Spread redo = spreadOf(steps - 3, nothing, inFrame([&] { editor.redo(); }));
+        std::printf("undo of %s: %.2f ms, 99 of 100 within %.2f ms (at most %.1f); redo %.2f, %.2f ms\n", kind.name,
+                    undo.median, undo.most, frameMilliseconds, redo.median, redo.most);
+    }
+}
+
+void measureMemory()
+{
+    for (const KindOfStep& kind : kindsOfSteps()) {
+        SegmentListEditor editor;
+        editor.replace(wholeList());
+        const double before = heapMegabytes();
+        for (int step = 0; step < 1000; ++step)
+            kind.make(editor, step);
+        std::printf("1,000 steps, %s: %.1f MB (at most 100)\n", kind.name, heapMegabytes() - before);
+    }
+}
+
 } // namespace
 
 /// How fluid the main window is with 10,000 rows; with the word "lists", only how fast lists are stored and opened. An
@@ -209,6 +334,7 @@ void measureLists(MainWindow& window)
 /// which Qt gathers further changes before it paints.
 int main(int argc, char* argv[])
 {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const BenchApplication application(argc, argv);
     const MainWindowController controller;
     MainWindow& window = *controller.window();
@@ -228,5 +354,7 @@ int main(int argc, char* argv[])
     measureScrolling("events", window.eventTableView);
     measureScrolling("segments", window.segmentTableView);
     measureLists(window);
+    measureUndo(window);
+    measureMemory();
     return 0;
 }

@@ -211,6 +211,13 @@ private Q_SLOTS:
         QCOMPARE(prefix->text(), u"ab"_s);
         QTest::keyClick(prefix, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
         QCOMPARE(test.segmentCount(), 1);
+
+        // An input method composes in a cell's editor, but takes no letter that is a key of the table or the viewer.
+        QTableView* table = test.window().segmentTableView;
+        table->setCurrentIndex(test.segmentCell(0, SegmentTableModel::startColumn));
+        QInputMethodQueryEvent query(Qt::ImEnabled);
+        QCoreApplication::sendEvent(table, &query);
+        QVERIFY(!query.value(Qt::ImEnabled).toBool());
     }
 
     void severalRowsAtOnce()
@@ -370,6 +377,30 @@ private Q_SLOTS:
                 QVERIFY(!QFile::exists(test.path(u"uneven.mkv.edl"_s)));
             }
         }
+    }
+
+    /// A folder that takes no copies disturbs nobody, and is told of once.
+    void editingGoesOnWithoutCopies()
+    {
+        const WindowUnderTest test;
+        test.write(u"file"_s, "in the folder's place");
+        test.write(u"video"_s, "x");
+        int complaints = 0;
+        SegmentListEditor editor;
+        {
+            EditRecovery recovery(editor, RecoveryStore(test.path(u"file/edits"_s)));
+            connect(&recovery, &EditRecovery::copiesFail, this, [&] { ++complaints; });
+            for (int edits = 0; edits < 3; ++edits) {
+                editor.append();
+                editor.changeVideo(FileURL(test.path(u"video"_s)));
+                editor.replace(SegmentList()); // what there was is saved
+            }
+            QTRY_COMPARE(complaints, 1);
+        }
+        QCoreApplication::processEvents();
+        QCOMPARE(complaints, 1);
+        editor.undo();
+        QCOMPARE(editor.segments().size(), 1);
     }
 
     void hostileCopiesCountAsAbsent()

@@ -39,11 +39,13 @@ EditRecovery::EditRecovery(SegmentListEditor& list, RecoveryStore store)
         if (m_saveTimer.isActive())
             save();
     });
-    connect(&list, &SegmentListEditor::replaced, this, [this] {
-        withdraw();
-        if (isEdited(m_list.list())) // a step of the history has brought it back
+    const auto saveEdited = [this] {
+        if (isEdited(m_list.list()))
             m_saveTimer.start();
-    });
+    };
+    connect(&list, &SegmentListEditor::replaced, this, &EditRecovery::withdraw);
+    connect(&list, &SegmentListEditor::replaced, this, saveEdited); // a step of the history may have brought edits
+    connect(&list, &SegmentListEditor::videoChanged, this, saveEdited);
     connect(&list, &SegmentListEditor::edited, this, &EditRecovery::rowsEdited);
 }
 

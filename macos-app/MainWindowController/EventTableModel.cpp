@@ -51,8 +51,12 @@ EventTableModel::EventTableModel(SegmentListEditor* list, QObject* parent)
     , m_list(list)
 {
     connect(list, &SegmentListEditor::aboutToBeReplaced, this, [this] { beginResetModel(); });
-    connect(list, &SegmentListEditor::replaced, this, [this] { endResetModel(); });
+    connect(list, &SegmentListEditor::replaced, this, [this] {
+        m_isRejected.clear();
+        endResetModel();
+    });
     connect(list, &SegmentListEditor::edited, this, [this] { // a rejection may have come or gone
+        m_isRejected.clear();
         if (rowCount() > 0)
             Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columns - 1),
                                {Qt::FontRole, Qt::ForegroundRole, Qt::AccessibleDescriptionRole});
@@ -73,17 +77,27 @@ QVariant EventTableModel::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return QVariant();
-    const SegmentList& list = m_list->list();
-    const TransitionEvent& event = list.payload->events.at(index.row());
+    const TransitionEvent& event = m_list->list().payload->events.at(index.row());
     if (role == Qt::DisplayRole)
         return cellText(event, index.column());
     if (role == Qt::ToolTipRole)
         return u"得分 "_s + QString::number(event.score);
     const bool dependsOnRejection =
         role == Qt::FontRole || role == Qt::ForegroundRole || role == Qt::AccessibleDescriptionRole;
-    if (dependsOnRejection && isRejected(event, list.segments, list.payload->keepSegments))
+    if (dependsOnRejection && isRejectedRow(index.row()))
         return rejectedAppearance(role);
     return QVariant();
+}
+
+bool EventTableModel::isRejectedRow(int row) const
+{
+    const auto known = m_isRejected.constFind(row);
+    if (known != m_isRejected.constEnd())
+        return *known;
+    const SegmentList& list = m_list->list();
+    const bool rejected = isRejected(list.payload->events.at(row), list.segments, list.payload->keepSegments);
+    m_isRejected.insert(row, rejected);
+    return rejected;
 }
 
 QVariant EventTableModel::headerData(int section, Qt::Orientation orientation, int role) const

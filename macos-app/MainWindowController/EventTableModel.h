@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QHash>
 
 class SegmentListEditor;
 
@@ -29,5 +30,8 @@ public:
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
+    [[nodiscard]] bool isRejectedRow(int row) const;
+
     SegmentListEditor* m_list;
+    mutable QHash<int, bool> m_isRejected; ///< of the rows that were asked for since the last change
 };

@@ -5,6 +5,7 @@
 #include "Models/SegmentJoining.h"
 #include "Models/SegmentTimes.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QClipboard>
 #include <QGuiApplication>
@@ -42,6 +43,18 @@ QAction* addEditCommand(QTableView* table, const QString& name, const QString& t
     QAction* action = addAction(table, name, text);
     action->setProperty("editCommand", QByteArray(command));
     return action;
+}
+
+/// That the current cell says something else of itself; the table alone would tell that data changed, which no screen
+/// reader speaks of.
+void tellScreenReaders(QTableView* table)
+{
+    const QModelIndex current = table->currentIndex();
+    if (!QAccessible::isActive() || !current.isValid())
+        return;
+    auto* cells = QAccessible::queryAccessibleInterface(table)->tableInterface();
+    QAccessibleEvent changed(cells->cellAt(current.row(), current.column()), QAccessible::DescriptionChanged);
+    QAccessible::updateAccessibility(&changed);
 }
 
 } // namespace
@@ -147,6 +160,7 @@ void ListActions::rejectOrRestore()
         else
             edit(u"不是换场"_s,
                  [event](SegmentList& list) { return rejectEvent(event, list.segments, list.endsBeforeJoin); });
+        tellScreenReaders(m_window.eventTableView);
     }
 }
 

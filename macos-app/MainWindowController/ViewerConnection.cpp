@@ -80,6 +80,10 @@ void ViewerConnection::setSplitRunning(bool isRunning)
 
 bool ViewerConnection::eventFilter(QObject* watched, QEvent* event)
 {
+    if (event->type() == QEvent::InputMethodQuery) { // letters are keys here; only a cell's editor composes text
+        static_cast<QInputMethodQueryEvent*>(event)->setValue(Qt::ImEnabled, false);
+        return true;
+    }
     if (event->type() != QEvent::KeyPress)
         return false;
     const auto& key = *static_cast<QKeyEvent*>(event);
