@@ -11,7 +11,9 @@
 
 #include <QAbstractItemModelTester>
 
+#include <csignal>
 #include <random>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -412,6 +414,17 @@ private Q_SLOTS:
             return QFile::encodeName(copies + u'/' + name + u".kestrel.json"_s);
         };
         QVERIFY(store.save(u"good"_s, "text"));
+        QCOMPARE(store.load(u"good"_s)->document, "text");
+        {
+            struct rlimit limit = {};
+            ::getrlimit(RLIMIT_FSIZE, &limit);
+            const struct rlimit full = {4, limit.rlim_max};
+            const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+            ::setrlimit(RLIMIT_FSIZE, &full); // as on a full disk
+            QVERIFY(!store.save(u"good"_s, "longer text"));
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            std::ignore = std::signal(SIGXFSZ, handler);
+        }
         QCOMPARE(store.load(u"good"_s)->document, "text");
         QVERIFY(!store.save(u"large"_s, QByteArray(RecoveryStore::largestCopy + 1, 'x')));
         QVERIFY(QFile::link(QString::fromUtf8(path(u"good"_s)), QString::fromUtf8(path(u"link"_s))));

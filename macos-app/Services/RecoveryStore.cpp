@@ -39,7 +39,8 @@ bool RecoveryStore::save(const QString& name, const QByteArray& document) const
     if (document.size() > largestCopy || !QDir().mkpath(m_folder) || !isOurs())
         return false;
     QSaveFile file(pathOf(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(document) != document.size() || !file.commit())
+    // Of what only its own buffer holds, QSaveFile does not notice that the disk is full.
+    if (!file.open(QIODevice::WriteOnly) || file.write(document) != document.size() || !file.flush() || !file.commit())
         return false;
     removeOldest();
     return true;
