@@ -1,5 +1,7 @@
 #include "AppMain/MainMenu.h"
+#include "CutLists/CutListError.h"
 #include "CutLists/KestrelList.h"
+#include "MainWindowController/ListFiles.h"
 #include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableModel.h"
 #include "Models/JobBuilder.h"
@@ -422,6 +424,7 @@ private Q_SLOTS:
             const auto handler = std::signal(SIGXFSZ, SIG_IGN);
             ::setrlimit(RLIMIT_FSIZE, &full); // as on a full disk
             QVERIFY(!store.save(u"good"_s, "longer text"));
+            QVERIFY_THROWS_EXCEPTION(CutListError, writeListFile(FileURL(folder.filePath(u"list"_s)), "longer text"));
             ::setrlimit(RLIMIT_FSIZE, &limit);
             std::ignore = std::signal(SIGXFSZ, handler);
         }

@@ -12,7 +12,8 @@ using namespace Qt::StringLiterals;
 void writeListFile(const FileURL& url, const QByteArray& content)
 {
     QSaveFile file(url.path());
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+    // Of what only its own buffer holds, QSaveFile does not notice that the disk is full.
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.flush() || !file.commit())
         throw CutListError(u"无法写入 "_s + url.path() + u"："_s + file.errorString());
 }
 

@@ -22,6 +22,7 @@ std::optional<QList<int>> rowsOnlySwitched(const Rows& before, const Rows& after
         if (switched != before[row])
             rows.append(static_cast<int>(row));
     }
+    rows.squeeze(); // they are kept for long
     return rows;
 }
 
