@@ -4,6 +4,7 @@
 #include "MainWindowController/ListFiles.h"
 #include "MainWindowController/SegmentListEditor.h"
 #include "MainWindowController/SegmentTableModel.h"
+#include "Models/EventReview.h"
 #include "Models/JobBuilder.h"
 #include "Models/SegmentJoining.h"
 #include "Models/SegmentTimes.h"
@@ -67,7 +68,10 @@ void editAtRandom(SegmentListEditor& editor, std::mt19937& random)
             u"x"_s, [&](SegmentList& edited) { return splitSegment(edited, pick(rows), pick(1200) / 10.0); });
     else if (what == 7 && list.payload && !list.payload->events.isEmpty())
         std::ignore = editor.edit(u"x"_s, [&](SegmentList& edited) {
-            const TransitionEvent& event = edited.payload->events.at(pick(edited.payload->events.size()));
+            const int row = pick(edited.payload->events.size());
+            const TransitionEvent& event = edited.payload->events.at(row);
+            if (const int how = pick(4); how > 1)
+                return how == 2 ? confirmEvents(edited, {row}) : rejectEvents(edited, {row, 0});
             return pick(2) == 0
                        ? rejectEvent(event, edited.segments, edited.endsBeforeJoin)
                        : restoreEvent(event, edited.segments, edited.endsBeforeJoin, edited.payload->keepSegments);
@@ -123,6 +127,10 @@ private Q_SLOTS:
                 QVERIFY2(editor.list() == undone.takeLast(), qPrintable(QString::number(seed)));
             }
             QCOMPARE(model.rowCount(), last.segments.size());
+            const QList<EventState> states = eventStates(last);
+            for (qsizetype i = 0; i < states.size(); ++i)
+                QCOMPARE(states[i] == EventState::rejected,
+                         isRejected(last.payload->events.at(i), last.segments, last.payload->keepSegments));
 
             KestrelList document;
             document.list = last;
@@ -131,6 +139,7 @@ private Q_SLOTS:
             const KestrelList read = decodeKestrelList(encodeKestrelList(document));
             QCOMPARE(read.list.segments, last.segments);
             QCOMPARE(read.list.payload, last.payload);
+            QCOMPARE(read.list.confirmedEvents, last.confirmedEvents);
             QCOMPARE(encodeKestrelList(read), encodeKestrelList(document));
         }
     }

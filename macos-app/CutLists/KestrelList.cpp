@@ -6,6 +6,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -106,8 +108,10 @@ QJsonArray segmentsJson(const SegmentList& list)
 
 QByteArray ownObject(const KestrelList& list)
 {
+    QList<qint64> indices = list.list.confirmedEvents.values();
+    std::sort(indices.begin(), indices.end());
     QJsonArray confirmed;
-    for (const qint64 index : list.confirmedEvents)
+    for (const qint64 index : std::as_const(indices))
         confirmed.append(index);
     ObjectWriter own;
     own.add("version"_L1, version);
@@ -145,7 +149,7 @@ void readOwnObject(const JsonObjectReader& reader, KestrelList& document)
             list.endsBeforeJoin.insert(index, *end);
     }
     for (const QJsonValue& index : reader.array({"confirmedEvents"_L1, "confirmed_events"_L1}))
-        document.confirmedEvents.append(index.toInteger());
+        list.confirmedEvents.insert(index.toInteger());
 }
 
 } // namespace

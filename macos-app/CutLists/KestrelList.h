@@ -19,10 +19,9 @@ struct KestrelList
     };
 
     Video video;
-    SegmentList list;              ///< its video's address is `video.path`
-    QList<qint64> confirmedEvents; ///< indices of events that the user has looked at and agreed to
-    QString crop;                  ///< as typed
-    QString prefix;                ///< as typed
+    SegmentList list; ///< its video's address is `video.path`
+    QString crop;     ///< as typed
+    QString prefix;   ///< as typed
     /// What the document held beyond this: at its top, and under "kestrel". It is written back.
     QJsonObject otherKeys;
     QJsonObject otherKestrelKeys;

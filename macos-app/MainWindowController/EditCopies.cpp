@@ -31,6 +31,11 @@ std::optional<SegmentList> listOf(const QByteArray& document, const FileURL& vid
     }
 }
 
+bool haveSameEdits(const SegmentList& one, const SegmentList& other)
+{
+    return one.segments == other.segments && one.confirmedEvents == other.confirmedEvents;
+}
+
 } // namespace
 
 bool EditCopies::save(const SegmentList& list)
@@ -39,7 +44,7 @@ bool EditCopies::save(const SegmentList& list)
     if (!video)
         return false;
     QString& name = m_ownNames[*video];
-    if (m_found && m_found->segments == list.segments && m_found->name.startsWith(*video))
+    if (m_found && haveSameEdits(m_found->list, list) && m_found->name.startsWith(*video))
         name = std::exchange(m_found, std::nullopt)->name;
     else if (name.isEmpty())
         name = *video + u'-' + QUuid::createUuid().toString(QUuid::Id128);
@@ -60,9 +65,9 @@ std::optional<EditCopies::Found> EditCopies::findOther(const SegmentList& list)
     for (const QString& name : names) {
         const auto copy = m_store.load(name);
         const auto found = copy ? listOf(copy->document, *list.videoURL) : std::nullopt;
-        if (!found || found->segments == list.segments)
+        if (!found || haveSameEdits(*found, list))
             continue;
-        m_found = Offer{name, found->segments};
+        m_found = Offer{name, *found};
         m_ownNames.remove(*video);
         return Found{*found, copy->saved};
     }

@@ -30,7 +30,7 @@ private:
     struct Offer
     {
         QString name;
-        QList<EditableSegment> segments;
+        SegmentList list;
     };
 
     const RecoveryStore m_store;

@@ -147,7 +147,7 @@ void SegmentListEditor::apply(const SegmentListChange& change)
 
 void SegmentListEditor::applyToRows(const SegmentRowsChange& change)
 {
-    change.applyJoinedEnds(m_list.endsBeforeJoin);
+    change.applyBesideRows(m_list);
     const QList<int>& rows = change.switchedRows;
     for (const int row : rows)
         m_list.segments[row].isEnabled = !m_list.segments[row].isEnabled;

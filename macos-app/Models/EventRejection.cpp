@@ -1,6 +1,7 @@
 #include "Models/EventRejection.h"
 
 #include <algorithm>
+#include <iterator>
 
 using namespace Qt::StringLiterals;
 
@@ -60,6 +61,24 @@ double detectedEndBefore(const TransitionEvent& event, const QList<KeepSegment>&
     return end;
 }
 
+using Stretch = std::pair<double, double>; ///< start and end in seconds
+
+/// Sorts by the start, and gives each the latest end so far: then one look tells whether any plays through an event.
+void makeCovering(QList<Stretch>& stretches)
+{
+    std::sort(stretches.begin(), stretches.end());
+    double latest = -1;
+    for (Stretch& stretch : stretches)
+        latest = stretch.second = std::max(latest, stretch.second);
+}
+
+bool coversEvent(const QList<Stretch>& covering, const TransitionEvent& event)
+{
+    const auto later = std::lower_bound(covering.begin(), covering.end(), event.start - tolerance,
+                                        [](const Stretch& stretch, double start) { return stretch.first < start; });
+    return later != covering.begin() && playsThrough(std::prev(later)->first, std::prev(later)->second, event);
+}
+
 } // namespace
 
 bool isRejected(const TransitionEvent& event, const QList<EditableSegment>& segments,
@@ -69,6 +88,26 @@ bool isRejected(const TransitionEvent& event, const QList<EditableSegment>& segm
     return std::any_of(segments.begin(), segments.end(),
                        [&](const EditableSegment& segment) { return segment.isEnabled && covers(segment); }) &&
            std::none_of(keepSegments.begin(), keepSegments.end(), covers);
+}
+
+QList<bool> rejections(const QList<TransitionEvent>& events, const QList<EditableSegment>& segments,
+                       const QList<KeepSegment>& keepSegments)
+{
+    QList<Stretch> played;
+    for (const EditableSegment& segment : segments) {
+        if (segment.isEnabled)
+            played.append({segment.start, segment.end});
+    }
+    QList<Stretch> proposed;
+    for (const KeepSegment& segment : keepSegments)
+        proposed.append({segment.start, segment.end});
+    makeCovering(played);
+    makeCovering(proposed);
+    QList<bool> rejected;
+    rejected.reserve(events.size());
+    for (const TransitionEvent& event : events)
+        rejected.append(coversEvent(played, event) && !coversEvent(proposed, event));
+    return rejected;
 }
 
 std::optional<QString> rejectEvent(const TransitionEvent& event, QList<EditableSegment>& segments,

@@ -14,6 +14,10 @@ using EndsBeforeJoin = QHash<qint64, double>;
 [[nodiscard]] bool isRejected(const TransitionEvent& event, const QList<EditableSegment>& segments,
                               const QList<KeepSegment>& keepSegments);
 
+/// The same for all events of a list at once, in their order.
+[[nodiscard]] QList<bool> rejections(const QList<TransitionEvent>& events, const QList<EditableSegment>& segments,
+                                     const QList<KeepSegment>& keepSegments);
+
 /// Gives the segment before the event the end of the one after it, which is switched off. Neighbours are found by
 /// time; segments that are switched off within an enabled one do not count. Where there is nothing to join, why, in
 /// words for the user; nothing is changed then.

@@ -11,7 +11,7 @@ SegmentList detectedList(const SegmentList& list)
 qsizetype editCount(const SegmentList& list)
 {
     const QList<EditableSegment> detected = detectedList(list).segments;
-    qsizetype count = 0;
+    qsizetype count = list.confirmedEvents.size();
     qsizetype next = 0;
     for (const EditableSegment& segment : list.segments) {
         if (segment.isManual)

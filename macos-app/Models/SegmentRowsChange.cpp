@@ -97,6 +97,8 @@ SegmentRowsChange SegmentRowsChange::between(const SegmentList& before, const Se
 {
     SegmentRowsChange change;
     change.joinedEnds = joinedEndsBetween(before.endsBeforeJoin, after.endsBeforeJoin);
+    change.switchedConfirmations =
+        (before.confirmedEvents - after.confirmedEvents) + (after.confirmedEvents - before.confirmedEvents);
     if (auto rows = rowsOnlySwitched(before.segments, after.segments))
         change.switchedRows = std::move(*rows);
     else
@@ -106,7 +108,7 @@ SegmentRowsChange SegmentRowsChange::between(const SegmentList& before, const Se
 
 bool SegmentRowsChange::isNothing() const
 {
-    return switchedRows.isEmpty() && joinedEnds.isEmpty() &&
+    return switchedRows.isEmpty() && joinedEnds.isEmpty() && switchedConfirmations.isEmpty() &&
            std::all_of(stretches.begin(), stretches.end(), [](const Stretch& stretch) { return stretch.isNothing(); });
 }
 
@@ -126,8 +128,11 @@ SegmentRowsChange SegmentRowsChange::inverted() const
 
 bool SegmentRowsChange::absorb(const SegmentRowsChange& next)
 {
-    const bool isSameStretch = stretches.size() == 1 && next.stretches.size() == 1 && joinedEnds.isEmpty() &&
-                               next.joinedEnds.isEmpty() && stretches[0].row == next.stretches[0].row &&
+    const auto isStretchAlone = [](const SegmentRowsChange& change) {
+        return change.stretches.size() == 1 && change.joinedEnds.isEmpty() && change.switchedConfirmations.isEmpty();
+    };
+    const bool isSameStretch = isStretchAlone(*this) && isStretchAlone(next) &&
+                               stretches[0].row == next.stretches[0].row &&
                                stretches[0].coming == next.stretches[0].going;
     if (isSameStretch)
         stretches[0].coming = next.stretches[0].coming;
@@ -147,15 +152,20 @@ void SegmentRowsChange::applyTo(SegmentList& list) const
             list.segments.insert(end, stretch.coming.size() - staying, EditableSegment());
         std::copy(stretch.coming.begin(), stretch.coming.end(), list.segments.begin() + stretch.row);
     }
-    applyJoinedEnds(list.endsBeforeJoin);
+    applyBesideRows(list);
 }
 
-void SegmentRowsChange::applyJoinedEnds(EndsBeforeJoin& ends) const
+void SegmentRowsChange::applyBesideRows(SegmentList& list) const
 {
+    EndsBeforeJoin& ends = list.endsBeforeJoin;
     for (const JoinedEnd& end : joinedEnds) {
         if (end.after)
             ends.insert(end.index, *end.after);
         else
             ends.remove(end.index);
+    }
+    for (const qint64 index : switchedConfirmations) {
+        if (!list.confirmedEvents.remove(index))
+            list.confirmedEvents.insert(index);
     }
 }

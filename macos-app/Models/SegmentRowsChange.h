@@ -28,6 +28,7 @@ struct SegmentRowsChange
     QList<int> switchedRows;  ///< rows, ascending, whose box alone is switched; there are no stretches then
     QList<Stretch> stretches; ///< ascending
     QList<JoinedEnd> joinedEnds;
+    QSet<qint64> switchedConfirmations; ///< indices of events that are confirmed in one of the two states alone
 
     [[nodiscard]] static SegmentRowsChange between(const SegmentList& before, const SegmentList& after);
 
@@ -37,5 +38,6 @@ struct SegmentRowsChange
     [[nodiscard]] bool absorb(const SegmentRowsChange& next);
 
     void applyTo(SegmentList& list) const;
-    void applyJoinedEnds(EndsBeforeJoin& ends) const;
+    /// What is no row: ends before joins and confirmations.
+    void applyBesideRows(SegmentList& list) const;
 };
