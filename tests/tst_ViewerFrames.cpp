@@ -1,5 +1,5 @@
+#include "Frames/FramePlan.h"
 #include "Frames/FrameReplyReader.h"
-#include "Viewer/FramePlan.h"
 
 #include <QTest>
 

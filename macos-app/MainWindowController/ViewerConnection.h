@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Frames/ViewerContent.h"
 #include "Models/SegmentEditing.h"
-#include "Viewer/ViewerContent.h"
 
 #include <QObject>
 #include <QTimer>

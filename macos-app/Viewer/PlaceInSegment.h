@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Viewer/FramePlan.h"
+#include "Frames/FramePlan.h"
 
 /// Where a viewer may stand between the edges of a segment. Times are seconds.
 

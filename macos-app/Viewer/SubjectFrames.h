@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Frames/FramePlan.h"
 #include "Frames/FrameSource.h"
-#include "Viewer/FramePlan.h"
 
 #include <QDateTime>
 #include <QTimer>

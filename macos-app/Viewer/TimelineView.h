@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Viewer/ViewerContent.h"
+#include "Frames/ViewerContent.h"
 
 #include <QPixmap>
 #include <QWidget>

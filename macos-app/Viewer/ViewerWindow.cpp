@@ -3,9 +3,9 @@
 #include "Controls/Appearance.h"
 #include "Controls/FittingLabel.h"
 #include "Controls/OnScreen.h"
+#include "Frames/FrameWords.h"
 #include "Models/TimeText.h"
 #include "Viewer/FramePages.h"
-#include "Viewer/FrameWords.h"
 #include "Viewer/PlaceInSegment.h"
 #include "Viewer/TimelineView.h"
 

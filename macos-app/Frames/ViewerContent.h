@@ -1,15 +1,15 @@
 #pragma once
 
 #include "Models/CropParameters.h"
-#include "Models/DetectorPayload.h"
-#include "Models/EditableSegment.h"
-#include "Models/FileURL.h"
+#include "Models/SegmentList.h"
 
 #include <optional>
 
-/// What the viewer shows pictures of: the values of the main window, at one moment.
+/// What there are pictures of: the values of the main window, at one moment.
 struct ViewerContent
 {
+    [[nodiscard]] static ViewerContent of(const SegmentList& list, const std::optional<CropParameters>& crop = {});
+
     std::optional<FileURL> videoURL;
     std::optional<double> duration;        ///< seconds, as the detector reports it
     std::optional<double> framesPerSecond; ///< as the detector reports it, a first guess only

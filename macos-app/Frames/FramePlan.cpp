@@ -1,4 +1,4 @@
-#include "Viewer/FramePlan.h"
+#include "Frames/FramePlan.h"
 
 #include <algorithm>
 

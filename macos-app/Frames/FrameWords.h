@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Viewer/FramePlan.h"
+#include "Frames/FramePlan.h"
 
 /// What stands under a picture that plays this part.
 [[nodiscard]] QString captionOf(PlannedFrame::Role role);

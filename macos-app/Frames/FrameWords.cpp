@@ -1,4 +1,4 @@
-#include "Viewer/FrameWords.h"
+#include "Frames/FrameWords.h"
 
 using namespace Qt::StringLiterals;
 

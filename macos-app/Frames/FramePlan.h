@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Frames/CutFrames.h"
-#include "Viewer/ViewerContent.h"
+#include "Frames/ViewerContent.h"
 
 /// One picture that the viewer shows: the part that it plays, its frame, and whether the split keeps that frame.
 struct PlannedFrame
