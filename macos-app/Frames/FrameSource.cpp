@@ -2,6 +2,9 @@
 
 #include "Frames/FrameFetch.h"
 
+#include <QCoreApplication>
+#include <QPointer>
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -10,7 +13,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype cacheBytes = qsizetype(128) * 1024 * 1024;
 constexpr QSize usualShape(16, 9);
 /// Needs that lie this close are read in one go: decoding on is cheaper than decoding from a key frame once more.
 constexpr double mergedGapSeconds = 2;
@@ -31,12 +33,17 @@ bool brings(const FrameReply& reply, const FrameNeed& need)
 
 } // namespace
 
-FrameSource::FrameSource()
+FrameSource::FrameSource(qsizetype cacheBytes)
     : m_pictures(cacheBytes)
     , m_shape(usualShape)
-{}
+{
+    m_storeThread.setMaxThreadCount(1);
+}
 
-FrameSource::~FrameSource() = default;
+FrameSource::~FrameSource()
+{
+    m_storeThread.waitForDone();
+}
 
 void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
 {
@@ -49,10 +56,13 @@ void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
         m_clock.rateNumerator = std::llround(framesPerSecond);
     m_index = {};
     m_pictures.clear();
+    m_stored.clear();
+    m_onDisk.clear();
     m_shape = usualShape;
     m_needs.clear();
     m_ahead.clear();
     forgetFailures();
+    loadStored();
 }
 
 void FrameSource::setRuntime(const std::optional<RuntimeConfiguration>& runtime, const QString& reason)
@@ -194,13 +204,86 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
         m_isClockKnown = true;
         m_index = {};
         m_pictures.clear();
+        m_stored.clear();
+        m_onDisk.clear();
         m_tried.clear();
     }
-    m_index.learn(reply->from, reply->to, reply->frames);
-    for (const FramePicture& picture : reply->pictures) {
+    learn(*reply);
+    store(*reply);
+}
+
+void FrameSource::learn(const FrameReply& reply)
+{
+    m_index.learn(reply.from, reply.to, reply.frames);
+    for (const FramePicture& picture : reply.pictures) {
         m_shape = picture.image.size();
         m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
     }
+}
+
+const FramePicture* FrameSource::picture(qint64 ticks) const
+{
+    if (const FramePicture* kept = m_pictures.object(ticks))
+        return kept;
+    const auto stored = m_stored.constFind(ticks);
+    const auto picture = stored == m_stored.constEnd() ? std::nullopt : stored->picture();
+    if (!picture) {
+        m_stored.remove(ticks);
+        return nullptr;
+    }
+    m_pictures.insert(ticks, new FramePicture(*picture), picture->image.sizeInBytes());
+    return m_pictures.object(ticks);
+}
+
+// On disk
+
+void FrameSource::loadStored()
+{
+    m_storeName = m_store ? PictureStore::nameFor(m_videoURL) : std::nullopt;
+    if (!m_storeName)
+        return;
+    m_storeThread.start([self = QPointer(this), store = *m_store, name = *m_storeName] {
+        const QList<StoredReply> replies = store.load(name);
+        const auto take = [self, name, replies] {
+            if (self && self->m_storeName == name)
+                self->takeStored(replies);
+        };
+        QMetaObject::invokeMethod(QCoreApplication::instance(), take, Qt::QueuedConnection);
+    });
+}
+
+void FrameSource::takeStored(const QList<StoredReply>& replies)
+{
+    for (const StoredReply& stored : replies) {
+        if (!m_isClockKnown)
+            m_clock = stored.times.clock;
+        m_isClockKnown = true;
+        if (stored.times.clock != m_clock)
+            continue;
+        learn(stored.times);
+        for (const StoredPicture& picture : stored.pictures) {
+            m_stored.insert(picture.ticks, picture);
+            m_onDisk.insert(picture.ticks);
+        }
+    }
+    if (!m_stored.isEmpty()) {
+        if (const auto first = m_stored.constBegin()->picture())
+            m_shape = first->image.size();
+    }
+    startNext();
+    announceChange();
+}
+
+/// Times, and those pictures that are not on disk yet.
+void FrameSource::store(const FrameReply& reply)
+{
+    if (!m_store || !m_storeName)
+        return;
+    FrameReply news = reply;
+    news.pictures.removeIf([this](const FramePicture& picture) { return m_onDisk.contains(picture.ticks); });
+    for (const FramePicture& picture : std::as_const(news.pictures))
+        m_onDisk.insert(picture.ticks);
+    m_storeThread.start([store = *m_store, name = *m_storeName, news] { store.append(name, news); });
 }
 
 /// Called inside the fetch's own callback, so the fetch goes later.

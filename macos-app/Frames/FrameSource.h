@@ -1,10 +1,13 @@
 #pragma once
 
-#include "Frames/FrameReplyReader.h"
+#include "Frames/PictureStore.h"
 #include "Services/RuntimeConfiguration.h"
 
 #include <QCache>
+#include <QHash>
 #include <QObject>
+#include <QSet>
+#include <QThreadPool>
 
 #include <memory>
 #include <vector>
@@ -18,9 +21,12 @@ class FrameSource final : public QObject
     Q_OBJECT
 
 public:
-    FrameSource();
+    /// `cacheBytes` is what kept pictures may take.
+    explicit FrameSource(qsizetype cacheBytes = qsizetype(128) * 1024 * 1024);
     ~FrameSource() override;
 
+    /// Where pictures are kept on disk from the next video on; by default nowhere.
+    void setStore(const PictureStore& store) { m_store = store; }
     /// Another video, or another state of the same: forgets everything. `framesPerSecond` is a guess until ffmpeg has
     /// told its own number.
     void setVideo(const FileURL& videoURL, double framesPerSecond);
@@ -41,7 +47,7 @@ public:
     [[nodiscard]] const VideoClock& clock() const { return m_clock; }
     [[nodiscard]] const FrameIndex& index() const { return m_index; }
     /// Valid until the event loop runs again; null when that frame is not kept.
-    [[nodiscard]] const FramePicture* picture(qint64 ticks) const { return m_pictures.object(ticks); }
+    [[nodiscard]] const FramePicture* picture(qint64 ticks) const;
     /// The shape of the pictures, in any unit; the usual one until the first has come.
     [[nodiscard]] QSize shape() const { return m_shape; }
     /// Why a need is not met, when it was tried in vain.
@@ -65,6 +71,10 @@ private:
     [[nodiscard]] bool isBeingServed(const FrameNeed& need) const;
     void startFetch(const QList<FrameNeed>& needs);
     void take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure);
+    void learn(const FrameReply& reply);
+    void loadStored();
+    void takeStored(const QList<StoredReply>& replies);
+    void store(const FrameReply& reply);
     void removeFetch(FrameFetch* fetch);
     void stopFetches();
     void announceChange();
@@ -79,7 +89,9 @@ private:
     bool m_isClockKnown = false;  ///< until then it is a guess
     bool m_mayReadPackets = true; ///< until they have told less than a decoder
     FrameIndex m_index;
-    QCache<qint64, FramePicture> m_pictures;
+    mutable QCache<qint64, FramePicture> m_pictures;
+    mutable QHash<qint64, StoredPicture> m_stored; ///< from disk, not necessarily among the pictures
+    QSet<qint64> m_onDisk;                         ///< those, and what has been written since
     QSize m_shape;
     QList<Failure> m_failures;
     QList<FrameNeed> m_tried;
@@ -88,4 +100,8 @@ private:
     QList<FrameNeed> m_ahead;
     std::vector<std::unique_ptr<FrameFetch>> m_fetches;
     bool m_isChangeDue = false;
+
+    std::optional<PictureStore> m_store;
+    std::optional<QString> m_storeName; ///< of the video
+    QThreadPool m_storeThread;          ///< one: the store's functions run one at a time
 };
