@@ -16,8 +16,9 @@ BELOW = {
     "WorkerWindowController": ["Services", "Controls"],
     "SplitCoordinator": ["WorkerWindowController", "Jobs"],
     "Viewer": ["Frames", "Controls"],
+    "Review": ["Frames", "Controls"],
     "RunOverview": ["SplitCoordinator"],
-    "MainWindowController": ["RunOverview", "Viewer", "CutLists"],
+    "MainWindowController": ["RunOverview", "Review", "Viewer", "CutLists"],
     "AppMain": ["MainWindowController"],
 }
 # These make up kestrel_core, which runs without a display.

@@ -50,7 +50,9 @@ MainWindowController::MainWindowController()
     , m_output(*m_window)
     , m_segmentPanel(*m_window)
     , m_viewer(*m_window, [this] { return viewerContent(); })
+    , m_review(*m_window, *m_viewer.viewer(), [this] { return viewerContent(); })
     , m_listActions(*m_window)
+    , m_editReapplication(*m_window->segmentList, {m_window->eventTableView, m_window->segmentTableView})
     , m_editRecovery(*m_window->segmentList)
     , m_listDocuments(*m_window, [this] { return m_generatedJobs; })
     , m_alerts(m_window.get())
@@ -125,6 +127,7 @@ void MainWindowController::connectHistory()
         showStatus(u"已重做："_s + step + u"。"_s);
     });
     connect(&m_listActions, &ListActions::refused, this, &MainWindowController::showStatus);
+    connect(&m_editReapplication, &EditReapplication::told, this, &MainWindowController::showStatus);
     connect(&m_listActions, &ListActions::restoreRequested, this, [this] {
         m_editRecovery.restore();
         showStatus(u"已恢复上次的修改，按 Ctrl+Z 可撤销。"_s);
@@ -314,7 +317,8 @@ void MainWindowController::showResult(const DetectionRequest& request, const Det
 void MainWindowController::showPayload(const DetectionRequest& request, const DetectorPayload& payload)
 {
     const QModelIndexList selectedEvents = m_window->eventTableView->selectionModel()->selectedRows();
-    const qsizetype replacedEdits = list().videoURL == request.videoURL ? editCount(list()) : 0;
+    const SegmentList before = list();
+    const qsizetype replacedEdits = before.videoURL == request.videoURL ? editCount(before) : 0;
     const SegmentList parsed{request.videoURL, payload, buildEditableSegments(payload), {}};
     m_window->segmentList->replace(parsed, u"解析"_s, m_parseSeries);
     if (!selectedEvents.isEmpty() && selectedEvents.first().row() < payload.events.size())
@@ -323,8 +327,9 @@ void MainWindowController::showPayload(const DetectionRequest& request, const De
         QString::number(payload.events.size()), QString::number(payload.keepSegments.size()),
         request.fadeRemovalStrategy.displayName(), formatFixed(request.fadePadding.leftSeconds, 2),
         formatFixed(request.fadePadding.rightSeconds, 2)));
+    const QString how = m_editReapplication.offer(before) ? u"，右键可重新应用"_s : QString();
     if (replacedEdits > 0)
-        showHint(u"重新解析替换了 %1 处修改，按 Ctrl+Z 可恢复。"_s.arg(replacedEdits));
+        showHint(u"重新解析替换了 %1 处修改，按 Ctrl+Z 可恢复%2。"_s.arg(QString::number(replacedEdits), how));
     m_editRecovery.lookForCopy();
 }
 
@@ -414,21 +419,12 @@ void MainWindowController::updateButtons()
     m_window->splitButton->setEnabled(m_split.mayStart() && !m_generatedJobs.isEmpty());
     m_window->addSegmentButton->setEnabled(!m_split.isRunning());
     m_viewer.setSplitRunning(m_split.isRunning());
+    m_review.setSplitRunning(m_split.isRunning());
 }
 
 ViewerContent MainWindowController::viewerContent() const
 {
-    ViewerContent content;
-    content.videoURL = list().videoURL;
-    content.crop = readCropParameters(m_window->cropField->text());
-    content.events = list().events();
-    content.segments = list().segments;
-    if (const auto& payload = list().payload) {
-        content.duration = payload->duration;
-        content.framesPerSecond = payload->fps;
-        content.keepSegments = payload->keepSegments;
-    }
-    return content;
+    return ViewerContent::of(list(), readCropParameters(m_window->cropField->text()));
 }
 
 void MainWindowController::showStatus(const QString& text)

@@ -2,10 +2,12 @@
 
 #include "MainWindowController/AlertQueue.h"
 #include "MainWindowController/DetectionRequests.h"
+#include "MainWindowController/EditReapplication.h"
 #include "MainWindowController/EditRecovery.h"
 #include "MainWindowController/ListActions.h"
 #include "MainWindowController/ListDocuments.h"
 #include "MainWindowController/OutputFields.h"
+#include "MainWindowController/ReviewConnection.h"
 #include "MainWindowController/RunningSplit.h"
 #include "MainWindowController/SegmentPanel.h"
 #include "MainWindowController/ViewerConnection.h"
@@ -77,7 +79,9 @@ private:
     OutputFields m_output;
     SegmentPanel m_segmentPanel;
     ViewerConnection m_viewer;
+    ReviewConnection m_review;
     ListActions m_listActions;
+    EditReapplication m_editReapplication;
     EditRecovery m_editRecovery;
     ListDocuments m_listDocuments;
     AlertQueue m_alerts;
