@@ -33,7 +33,7 @@ QuitGuard::QuitGuard(RunningSplit& split, QWidget* mainWindow)
     : m_split(split)
     , m_mainWindow(mainWindow)
 {
-    m_signals.onSignal = [this] { stopAndQuit(); };
+    m_signals.onSignal = [this](int) { stopAndQuit(); };
     connect(&split, &RunningSplit::ended, this, &QuitGuard::splitEnded);
     qApp->installEventFilter(this);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "AppMain/TerminationSignals.h"
+#include "Services/TerminationSignals.h"
 
 #include <QMessageBox>
 #include <QPointer>

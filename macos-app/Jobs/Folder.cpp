@@ -23,14 +23,14 @@ constexpr int searchOnly = O_PATH;
 /// A stranger may take the names as fast as they are tried.
 constexpr int mostNames = 1000;
 
-int renameIfFree(int folder, const QByteArray& name, const QByteArray& newName)
+int renameIfFree(int folder, const QByteArray& name, int newFolder, const QByteArray& newName)
 {
 #ifdef Q_OS_MACOS
-    if (::renameatx_np(folder, name, folder, newName, RENAME_EXCL) == 0)
+    if (::renameatx_np(folder, name, newFolder, newName, RENAME_EXCL) == 0)
         return 0;
     const bool isUnsupported = errno == ENOTSUP;
 #else
-    if (::renameat2(folder, name, folder, newName, RENAME_NOREPLACE) == 0)
+    if (::renameat2(folder, name, newFolder, newName, RENAME_NOREPLACE) == 0)
         return 0;
     const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
 #endif
@@ -38,11 +38,11 @@ int renameIfFree(int folder, const QByteArray& name, const QByteArray& newName)
         return -1;
     // Some network file systems: what is free now may be taken before the next call.
     struct stat status = {};
-    if (::fstatat(folder, newName, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (::fstatat(newFolder, newName, &status, AT_SYMLINK_NOFOLLOW) == 0) {
         errno = EEXIST;
         return -1;
     }
-    return ::renameat(folder, name, folder, newName);
+    return ::renameat(folder, name, newFolder, newName);
 }
 
 } // namespace
@@ -112,7 +112,12 @@ int Folder::create(const QString& name) const
 
 bool Folder::move(const QString& name, const QString& newName) const
 {
-    return renameIfFree(m_descriptor, QFile::encodeName(name), QFile::encodeName(newName)) == 0;
+    return moveTo(*this, name, newName);
+}
+
+bool Folder::moveTo(const Folder& other, const QString& name, const QString& newName) const
+{
+    return renameIfFree(m_descriptor, QFile::encodeName(name), other.m_descriptor, QFile::encodeName(newName)) == 0;
 }
 
 std::optional<QString> Folder::moveToFirstFree(const QString& name, const NameAt& nameAt) const

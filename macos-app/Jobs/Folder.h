@@ -42,6 +42,8 @@ public:
     [[nodiscard]] int create(const QString& name) const;
     /// Gives an entry another name, which must be free.
     bool move(const QString& name, const QString& newName) const;
+    /// Moves an entry into another folder of the same file system, where the name must be free.
+    bool moveTo(const Folder& other, const QString& name, const QString& newName) const;
     /// Gives an entry the first name that is free; nothing when it has to keep its own.
     std::optional<QString> moveToFirstFree(const QString& name, const NameAt& nameAt) const;
     /// The same for this very file, and for no other that may come to lie under its name meanwhile.

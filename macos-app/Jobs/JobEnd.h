@@ -14,7 +14,8 @@ struct JobEnd
 {
     JobOutcome outcome = JobOutcome::failed;
     FFmpegReport report;
-    QString remark; ///< for the user: what is wrong with the clip, or why there is none; what became of an older file
+    QString remark;   ///< for the user: what is wrong with the clip, or why there is none; what became of an older file
+    QString reason{}; ///< of these, only what is wrong or was said, nothing of an older file
     double processorTime = 0; ///< seconds that ffmpeg kept processors busy
 
     /// A doubtful clip counts as written.

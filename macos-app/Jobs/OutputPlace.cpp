@@ -4,42 +4,9 @@
 #include "Jobs/SideNames.h"
 #include "Services/MessageError.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QStandardPaths>
-
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-OutputError placeError(const QString& name, int error)
-{
-    return OutputError(u"无法写入输出文件 "_s + name + u"："_s +
-                       writingFailureText(std::error_code(error, std::generic_category())) + u"。"_s);
-}
-
-QString keptAs(const QString& name)
-{
-    return u"原有文件保留为 “"_s + name + u"”"_s;
-}
-
-/// Where a trash cannot be made, Qt takes the current folder for it.
-bool hasTrash()
-{
-#ifndef Q_OS_MACOS
-    const QFileInfo data(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
-    const QFileInfo trash(data.filePath() + u"/Trash"_s);
-    if (!QDir().mkpath(data.filePath()))
-        return false;
-    return trash.exists() ? trash.isDir() : data.isWritable();
-#else
-    return true;
-#endif
-}
-
-} // namespace
 
 OutputPlace::OutputPlace(const FFmpegJob& job, std::shared_ptr<WrittenClips> writtenClips)
     : m_folderURL(job.outputURL.deletingLastPathComponent())
@@ -47,15 +14,16 @@ OutputPlace::OutputPlace(const FFmpegJob& job, std::shared_ptr<WrittenClips> wri
     , m_video(FileIdentity::of(job.inputURL))
     , m_writtenClips(std::move(writtenClips))
     , m_folder(m_folderURL)
+    , m_older(m_folder, job.outputURL)
 {
     if (!m_folder.isOpen())
-        throw placeError(m_name, errno);
+        throw outputPlaceError(m_name, errno);
     requireSourcesAreSafe({job});
-    setOlderAside();
+    m_older.setAside(m_video);
     try {
         createClip();
     } catch (const OutputError&) {
-        putOlderBack();
+        m_older.putBack();
         throw;
     }
 }
@@ -63,22 +31,6 @@ OutputPlace::OutputPlace(const FFmpegJob& job, std::shared_ptr<WrittenClips> wri
 OutputPlace::~OutputPlace()
 {
     discard();
-}
-
-void OutputPlace::setOlderAside()
-{
-    const auto found = m_folder.entry(m_name);
-    if (!found || found->kind == Folder::Entry::Kind::other)
-        return;
-    const auto name = m_folder.moveToFirstFree(m_name, [this](int number) { return hiddenName(m_name, number); });
-    if (!name)
-        throw placeError(m_name, errno);
-    m_older = m_folder.entry(*name);
-    m_olderName = *name;
-    if (m_older && m_video && m_older->identity.sameFile(*m_video)) { // it has come there since we looked
-        putOlderBack();
-        throw sourceWouldBeOverwritten();
-    }
 }
 
 /// A folder, a pipe or a device under the name is left to ffmpeg.
@@ -93,7 +45,7 @@ void OutputPlace::createClip()
     const int error = errno;
     const auto found = m_folder.entry(m_name);
     if (error != EEXIST || !found || found->kind != Folder::Entry::Kind::other)
-        throw placeError(m_name, error);
+        throw outputPlaceError(m_name, error);
 }
 
 bool OutputPlace::holdsClip() const
@@ -109,12 +61,13 @@ QString OutputPlace::keep(bool isComplete)
     if (m_video && holdsClip())
         m_writtenClips->add(FileIdentity::ofOpenFile(m_clip.handle()), *m_video);
     m_clip.close();
-    return disposeOfOlder(isComplete);
+    const auto& older = m_older.entry();
+    return m_older.dispose(isComplete, older && m_writtenClips->contains(older->identity, m_video));
 }
 
 QString OutputPlace::keepUnfinished()
 {
-    if (!m_older) {
+    if (!hasOlderFile()) {
         m_clip.close();
         return u"已写出的部分保留在输出文件中"_s;
     }
@@ -122,7 +75,7 @@ QString OutputPlace::keepUnfinished()
                                                    [this](int number) { return unfinishedName(m_name, number); });
     m_clip.close();
     const QString kept = name ? u"已写出的部分保留为 “"_s + *name + u"”，"_s : QString();
-    return kept + putOlderBack();
+    return kept + m_older.putBack();
 }
 
 QString OutputPlace::discard()
@@ -131,30 +84,5 @@ QString OutputPlace::discard()
         m_folder.removeFile(m_name, m_clipIdentity);
         m_clip.close();
     }
-    return putOlderBack();
-}
-
-QString OutputPlace::putOlderBack()
-{
-    if (!std::exchange(m_older, std::nullopt))
-        return {};
-    if (m_folder.move(m_olderName, m_name))
-        return u"原有文件保持不变"_s;
-    const auto name = m_folder.moveToFirstFree(m_olderName, [this](int number) { return olderName(m_name, number); });
-    return keptAs(name.value_or(m_olderName));
-}
-
-QString OutputPlace::disposeOfOlder(bool isComplete)
-{
-    const auto older = std::exchange(m_older, std::nullopt);
-    if (!older)
-        return {};
-    const bool isOurs = m_writtenClips->contains(older->identity, m_video);
-    if (isComplete && isOurs && m_folder.removeFile(m_olderName, older->identity))
-        return {};
-    const auto name = m_folder.moveToFirstFree(m_olderName, [this](int number) { return olderName(m_name, number); });
-    if (name && (isComplete || isOurs) && m_folder.isAt(m_folderURL) && hasTrash() &&
-        QFile::moveToTrash(m_folderURL.appendingPathComponent(*name).path()))
-        return u"原有文件已移到废纸篓"_s;
-    return keptAs(name.value_or(m_olderName));
+    return m_older.putBack();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Jobs/Folder.h"
+#include "Jobs/OlderFile.h"
 #include "Jobs/WrittenClips.h"
 #include "Models/FFmpegJob.h"
 
@@ -27,7 +27,7 @@ public:
     /// Whether the clip still lies under its name.
     [[nodiscard]] bool holdsClip() const;
 
-    [[nodiscard]] bool hasOlderFile() const { return m_older.has_value(); }
+    [[nodiscard]] bool hasOlderFile() const { return m_older.entry().has_value(); }
 
     /// The clip takes its place. An older file goes to the trash, or stays beside it where the clip is not complete.
     /// One that was written from the same video before matters less: it is removed, or goes to the trash.
@@ -38,18 +38,14 @@ public:
     QString discard();
 
 private:
-    void setOlderAside();
     void createClip();
-    QString putOlderBack();
-    [[nodiscard]] QString disposeOfOlder(bool isComplete);
 
     const FileURL m_folderURL;
     const QString m_name;
     const std::optional<FileIdentity> m_video;
     const std::shared_ptr<WrittenClips> m_writtenClips;
     const Folder m_folder;
-    std::optional<Folder::Entry> m_older;
-    QString m_olderName; ///< where it lies while it is set aside
+    OlderFile m_older;
     QFile m_clip;
     FileIdentity m_clipIdentity;
 };

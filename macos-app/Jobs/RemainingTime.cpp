@@ -22,11 +22,18 @@ constexpr double roundsToHalf = 3;
 } // namespace
 
 RemainingTime::RemainingTime(const QList<double>& durations, int lanes, int processors)
-    : m_lanes(std::clamp(lanes, 1, std::max(1, static_cast<int>(durations.size()))))
+    : m_mostLanes(std::max(1, lanes))
+    , m_lanes(1)
     , m_processors(std::max(1, processors))
 {
     for (const double duration : durations)
-        m_jobs.append(Job{.duration = std::isfinite(duration) ? duration : 0});
+        add(duration);
+}
+
+void RemainingTime::add(double duration)
+{
+    m_jobs.append(Job{.duration = std::isfinite(duration) ? duration : 0});
+    m_lanes = std::min(m_mostLanes, static_cast<int>(m_jobs.size()));
 }
 
 /// How much lane time passes in a second while so many jobs run.

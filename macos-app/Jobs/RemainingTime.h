@@ -16,6 +16,9 @@ public:
     /// `durations` is how much video each job writes; `lanes` is how many of them run at a time, on so many processors.
     RemainingTime(const QList<double>& durations, int lanes, int processors);
 
+    /// One more job at the end.
+    void add(double duration);
+
     void launch(int job, double now);
     /// `length` seconds of the clip are worked through.
     void progress(int job, double length, double now);
@@ -51,7 +54,8 @@ private:
     [[nodiscard]] std::optional<double> estimate() const;
 
     QList<Job> m_jobs;
-    int m_lanes;
+    int m_mostLanes;
+    int m_lanes; ///< as many of them as there are jobs for
     int m_processors;
     std::size_t m_running = 0;
     double m_now = 0;

@@ -96,7 +96,8 @@ JobEnd SplitJob::judgedEnd()
     const auto format =
         sourceWasOpened && !said.length() ? doubtAboutExtension(m_job.outputURL.pathExtension()) : std::nullopt;
     const QString reason = said.reason().isEmpty() ? u"ffmpeg 意外结束，没有说明原因"_s : said.reason();
-    return {JobOutcome::failed, said, remarkOf({format.value_or(QString()), reason, aftermath})};
+    const QString whole = remarkOf({format.value_or(QString()), reason});
+    return {JobOutcome::failed, said, remarkOf({whole, aftermath}), whole};
 }
 
 JobEnd SplitJob::judgedClip()
@@ -108,6 +109,6 @@ JobEnd SplitJob::judgedClip()
     const bool isWorthless = doubt && doubt->isWorthless && (size.value_or(0) == 0 || m_place.hasOlderFile());
     const QString aftermath = isWorthless ? m_place.discard() : m_place.keep(!doubt);
     if (doubt)
-        return {JobOutcome::doubtful, said, remarkOf({doubt->text, aftermath})};
-    return {JobOutcome::completed, said, remarkOf({aftermath, said.lastError})};
+        return {JobOutcome::doubtful, said, remarkOf({doubt->text, aftermath}), doubt->text};
+    return {JobOutcome::completed, said, remarkOf({aftermath, said.lastError}), said.lastError};
 }

@@ -16,8 +16,8 @@ public:
     ~TerminationSignals();
     Q_DISABLE_COPY_MOVE(TerminationSignals)
 
-    /// Called on the main thread for every signal.
-    std::function<void()> onSignal;
+    /// Called on the main thread when a signal has come.
+    std::function<void(int signal)> onSignal;
 
 private:
     void receive();

@@ -1,4 +1,4 @@
-#include "AppMain/TerminationSignals.h"
+#include "Services/TerminationSignals.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -9,10 +9,11 @@ namespace {
 volatile std::sig_atomic_t writingEnd = -1;
 
 /// All that is allowed here: a byte into the pipe that the event loop watches.
-void writeByte(int)
+void writeByte(int signal)
 {
     const int savedError = errno;
-    [[maybe_unused]] const auto written = ::write(writingEnd, "", 1); // a full pipe holds enough bytes
+    const char byte = static_cast<char>(signal);
+    [[maybe_unused]] const auto written = ::write(writingEnd, &byte, 1); // a full pipe holds enough bytes
     errno = savedError;
 }
 
@@ -58,8 +59,9 @@ TerminationSignals::~TerminationSignals()
 void TerminationSignals::receive()
 {
     std::array<char, 64> bytes;
-    while (::read(m_pipe[0], bytes.data(), bytes.size()) > 0) {
-    }
-    if (onSignal)
-        onSignal();
+    int signal = 0;
+    while (::read(m_pipe[0], bytes.data(), bytes.size()) > 0)
+        signal = bytes.front();
+    if (onSignal && signal != 0)
+        onSignal(signal);
 }
