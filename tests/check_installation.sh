@@ -31,4 +31,6 @@ if [ -d "$prefix/bin" ]; then
         "$("$kestrel" --self-test | grep ^script=)"
     ls "$prefix"/share/kestrel/kestrel_detector/__pycache__/main.*.pyc >/dev/null
 fi
+batch=$(dirname "$kestrel")/kestrel-batch
+expect "the clips of the sample" 5 "$("$batch" cut -q '样片 1.mp4' -o clips | grep -c '"state":"completed"')"
 expect "the transitions of the sample" $'events=4\nkeep_segments=5' "$("$kestrel" --detect-summary '样片 1.mp4')"

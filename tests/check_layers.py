@@ -20,9 +20,10 @@ BELOW = {
     "RunOverview": ["SplitCoordinator"],
     "MainWindowController": ["RunOverview", "Review", "Viewer", "CutLists"],
     "AppMain": ["MainWindowController"],
+    "Batch": ["Jobs", "CutLists"],
 }
-# These make up kestrel_core, which runs without a display.
-CORE_MODULES = {"Models", "Services", "Jobs", "CutLists"}
+# These make up kestrel_core and kestrel_batch, which run without a display.
+CORE_MODULES = {"Models", "Services", "Jobs", "CutLists", "Batch"}
 # Pictures, but no widgets: the modules of kestrel_frames.
 PICTURE_MODULES = {"Frames"}
 CORE_FILES = {"AppMain/CommandLineTool.h", "AppMain/CommandLineTool.cpp"}  # they may include Services
@@ -41,7 +42,7 @@ def faults_of_include(file, bracket, included, root):
     if bracket == "<":
         # Names without a folder need no check: a library is given the headers of its own parts of Qt alone.
         if in_core and re.match(r"Qt(?!Core/)\w+/", included):
-            yield f"{included} is not QtCore, and {module} belongs to kestrel_core"
+            yield f"{included} is not QtCore, and {module} runs without a display"
         if module in PICTURE_MODULES and re.match(r"Qt(?!Core/|Gui/)\w+/", included):
             yield f"{included} is neither QtCore nor QtGui, and {module} has no widgets"
         return

@@ -13,7 +13,8 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "Kestrel finds the hard cuts and fades of a video, lets you review, retime,
 disable and add segments, and then writes each segment to a file of its own
 with ffmpeg, several at a time. Its window speaks Chinese; two commands, one of
-which checks the installation, need no display.")
+which checks the installation, need no display. kestrel-batch does the same for
+many videos without a window, and lets other programs spread the work.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)
