@@ -73,17 +73,18 @@ const QList<Option>& options()
     static const QByteArray detecting = "de cu pl";
     static const QList<Option> all = {
         {"-h", "--help", "", false, [](CommandLine& line, const QByteArray&) { return line.help = true; }},
-        {"-q", "--quiet", "de cu jo", false, [](CommandLine& line, const QByteArray&) { return line.isQuiet = true; }},
-        {"-f", "--force", "de cu pl jo", false,
+        {"-q", "--quiet", "de cu jo ex", false,
+         [](CommandLine& line, const QByteArray&) { return line.isQuiet = true; }},
+        {"-f", "--force", "de cu pl jo ex", false,
          [](CommandLine& line, const QByteArray&) { return line.doesAll = true; }},
         {"", "--json", "st", false, [](CommandLine& line, const QByteArray&) { return line.json = true; }},
         {"-0", "--null", "pl", false, [](CommandLine& line, const QByteArray&) { return line.endsWithNul = true; }},
-        {"", "--files0-from", "de cu pl", true,
+        {"", "--files0-from", "de cu pl ex", true,
          [](CommandLine& line, const QByteArray& value) {
              appendNames(line.operands, value);
              return true;
          }},
-        {"-o", "--output-dir", "de cu pl jo", true,
+        {"-o", "--output-dir", "de cu pl jo ex", true,
          [](CommandLine& line, const QByteArray& value) {
              line.directory = FileURL::fromUserPath(decoded(value));
              return !value.isEmpty();
@@ -116,15 +117,20 @@ const QList<Option>& options()
              line.detection.skipStartSeconds = readSkipStartSeconds(QString::fromUtf8(value));
              return true;
          }},
-        {"", "--crop", "cu pl jo", true,
+        {"", "--crop", "cu pl jo ex", true,
          [](CommandLine& line, const QByteArray& value) {
              refuse(validateCropParameters(QString::fromUtf8(value)));
              line.crop = readCropParameters(QString::fromUtf8(value));
              return true;
          }},
-        {"", "--prefix", "cu pl", true,
+        {"", "--prefix", "cu pl ex", true,
          [](CommandLine& line, const QByteArray& value) {
              line.prefix = decoded(value);
+             return true;
+         }},
+        {"", "--format", "ex", true,
+         [](CommandLine& line, const QByteArray& value) {
+             line.format = QString::fromUtf8(value);
              return true;
          }},
         {"", "--source", "jo", true,
@@ -206,13 +212,14 @@ void requireWhatTheCommandNeeds(const CommandLine& line)
     require(!isJob || !line.start.isEmpty(), u"--start"_s);
     require(!isJob || !line.duration.isEmpty(), u"--duration"_s);
     require(!isJob || !line.output.isEmpty(), u"--output"_s);
+    require(line.command != u"export" || !line.format.isEmpty(), u"--format"_s);
 }
 
 } // namespace
 
 CommandLine readCommandLine(const QByteArrayList& words)
 {
-    static const QStringList commands = {u"detect"_s, u"cut"_s, u"status"_s, u"plan"_s, u"job"_s};
+    static const QStringList commands = {u"detect"_s, u"cut"_s, u"export"_s, u"status"_s, u"plan"_s, u"job"_s};
     CommandLine line;
     constexpr double notGiven = -1;
     line.detection.fadePadding = {notGiven, notGiven};

@@ -22,6 +22,7 @@ struct CommandLine
     int lanes = 3;
     std::optional<CropParameters> crop;
     std::optional<QString> prefix;
+    QString format;
     bool isQuiet = false;
     bool doesAll = false;
     bool json = false;

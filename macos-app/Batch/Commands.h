@@ -10,6 +10,7 @@
 [[nodiscard]] int planCommand(const CommandLine& line);
 [[nodiscard]] int jobCommand(const CommandLine& line);
 [[nodiscard]] int statusCommand(const CommandLine& line);
+[[nodiscard]] int exportCommand(const CommandLine& line);
 
 namespace ExitStatus {
 constexpr int allRight = 0;

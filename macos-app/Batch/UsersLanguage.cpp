@@ -76,6 +76,8 @@ constexpr Sentence sentences[] = {
     {u"没有可写出的片段。", u"there are no clips to write"},
     {u"视频在计划之后改变了，请重新计划。", u"the video has changed since the plan was made; plan again"},
     {u"名称里有换行，请用 -0。", u"a name holds a line feed: use -0"},
+    {u"%1 按画面编号，请在 Kestrel 的窗口里导出。", u"%1 counts pictures; export it in Kestrel's window"},
+    {u"%1 已存在，没有改动它。", u"%1 is there already and was left as it is"},
     {u"列表由更新版本的 Kestrel 存储，请升级后再打开。", u"the list was stored by a newer Kestrel"},
     {u"解析失败：程序正在退出。", u"detection failed: the program is ending"},
     {u"解析失败：%1", u"detection failed: %1"},

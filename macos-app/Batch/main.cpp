@@ -38,7 +38,9 @@ int run(const CommandLine& line)
         return planCommand(line);
     if (line.command == u"job")
         return jobCommand(line);
-    return statusCommand(line);
+    if (line.command == u"status")
+        return statusCommand(line);
+    return exportCommand(line);
 }
 
 /// The exit status.

@@ -1,6 +1,7 @@
 #include "MainWindowController/ListExport.h"
 
 #include "CutLists/CutListError.h"
+#include "CutLists/SegmentCuts.h"
 #include "CutLists/ShellScript.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/ListFiles.h"
@@ -12,39 +13,12 @@
 #include <QFile>
 
 #include <algorithm>
-#include <iterator>
-#include <map>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 const QString scriptSuffix = u"sh"_s;
-
-/// "name-2.edl" for the second file of several.
-FileURL numbered(const FileURL& file, qsizetype number)
-{
-    if (number == 1)
-        return file;
-    return file.deletingLastPathComponent().appendingPathComponent(file.baseName() + u'-' + QString::number(number) +
-                                                                   u'.' + file.pathExtension());
-}
-
-/// The detector's words for transitions by where they begin.
-std::map<double, QString> transitionsByStart(const QList<TransitionEvent>& events)
-{
-    std::map<double, QString> transitions;
-    for (const TransitionEvent& event : events)
-        transitions.emplace(event.start, event.type);
-    return transitions;
-}
-
-/// The one that the detector found before a segment.
-QString transitionBefore(const EditableSegment& segment, const std::map<double, QString>& transitions)
-{
-    const auto next = transitions.upper_bound(segment.start + 0.0005);
-    return next == transitions.begin() ? QString() : std::prev(next)->second;
-}
 
 /// The place in the table of the kind that is meant: the chosen one, unless the name's ending is that of others. What
 /// stands behind the table is the script.
@@ -69,11 +43,11 @@ qsizetype writeFiles(const FileURL& file, const QList<QByteArray>& contents)
 {
     const bool mayReplace = QFile::exists(file.path()); // the user has agreed to that, for one and so for all
     for (qsizetype i = 1; i < contents.size(); ++i) {
-        if (const QString path = numbered(file, i + 1).path(); !mayReplace && QFile::exists(path))
+        if (const QString path = numberedFile(file, i + 1).path(); !mayReplace && QFile::exists(path))
             throw CutListError(path + u" 已存在，请换一个文件名。"_s);
     }
     for (qsizetype i = 0; i < contents.size(); ++i)
-        writeListFile(numbered(file, i + 1), contents[i]);
+        writeListFile(numberedFile(file, i + 1), contents[i]);
     return contents.size();
 }
 
@@ -125,7 +99,7 @@ void ListExport::chooseAndExport()
 
 void ListExport::exportTo(const FileURL& file, const CutListKind& kind)
 {
-    const CutList cuts = cutList(kind.takesDisabled);
+    const CutList cuts = cutListOf(m_window.segmentList->list(), m_jobs(), kind.takesDisabled);
     if (kind.pictures == PictureUse::unused) {
         countAndWrite(file, kind, cuts, std::nullopt);
         return;
@@ -156,29 +130,6 @@ void ListExport::countAndWrite(const FileURL& file, const CutListKind& kind, con
         };
     };
     m_work.run(work, [this](const QString& reason) { tellFailure(reason); });
-}
-
-CutList ListExport::cutList(bool takesDisabled) const
-{
-    const SegmentList& list = m_window.segmentList->list();
-    CutList cuts;
-    cuts.video = list.videoURL.value_or(FileURL());
-    cuts.title = cuts.video.baseName();
-    if (list.payload)
-        cuts.duration = list.payload->duration;
-    const QList<FFmpegJob> jobs = m_jobs();
-    const auto transitions = transitionsByStart(list.events());
-    qsizetype job = 0;
-    for (const EditableSegment& segment : list.segments) {
-        const bool isWritten = segment.isEnabled && segment.duration() > 0;
-        QString name;
-        if (isWritten && job < jobs.size())
-            name = jobs.at(job++).outputURL.lastPathComponent();
-        if (isWritten || (takesDisabled && segment.duration() > 0))
-            cuts.items.append(
-                {name, segment.start, segment.end, segment.isEnabled, transitionBefore(segment, transitions), {}});
-    }
-    return cuts;
 }
 
 void ListExport::tellFailure(const QString& reason)

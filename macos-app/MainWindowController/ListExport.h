@@ -27,7 +27,6 @@ private:
     void exportTo(const FileURL& file, const CutListKind& kind);
     void countAndWrite(const FileURL& file, const CutListKind& kind, const CutList& cuts,
                        const std::optional<FilmTimes>& film);
-    [[nodiscard]] CutList cutList(bool takesDisabled) const;
     void tellFailure(const QString& reason);
 
     MainWindow& m_window;
