@@ -2,10 +2,9 @@
 
 #include "Jobs/OutputSafety.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QSysInfo>
+#include <QUuid>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -73,10 +72,9 @@ FileURL BatchFolder::unfinished() const
     return m_url.appendingPathComponent(unfinishedName);
 }
 
-FileURL BatchFolder::newUnfinished(const QString& extension)
+FileURL BatchFolder::newUnfinished(const QString& extension) const
 {
-    QString name = u"%1-%2-%3"_s.arg(QSysInfo::machineHostName().left(64), // one part of a path, and no longer
-                                     QString::number(QCoreApplication::applicationPid()), QString::number(++m_made));
+    QString name = QUuid::createUuid().toString(QUuid::Id128); // machines may share their names and process numbers
     if (!extension.isEmpty())
         name += u'.' + extension;
     return unfinished().appendingPathComponent(name);

@@ -24,7 +24,7 @@ public:
     /// Where clips lie until they are complete.
     [[nodiscard]] FileURL unfinished() const;
     /// A file in there that nobody else has.
-    [[nodiscard]] FileURL newUnfinished(const QString& extension);
+    [[nodiscard]] FileURL newUnfinished(const QString& extension) const;
 
     /// The folder's documents: what is known of its clips, and what was added to that since.
     [[nodiscard]] static FileURL manifest(const FileURL& folder);
@@ -43,5 +43,4 @@ public:
 private:
     const FileURL m_url;
     int m_descriptor = -1;
-    int m_made = 0;
 };
