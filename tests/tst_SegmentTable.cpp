@@ -239,12 +239,19 @@ private Q_SLOTS:
         QTRY_VERIFY(!openField());
 
         list()->append();
+        const int appended = model()->rowCount() - 1;
+        click(deleteRect(appended).center() + QPoint(-16, 0));
+        QVERIFY(openField());
+        table()->setFocus(); // which closes the field, as a real press beside it does
+        click(deleteRect(appended).center());
+        QCOMPARE(deleted, QList({manualRow, appended}));
+        list()->append();
         const int last = model()->rowCount() - 1;
         for (const int row : {last - 1, last, last - 1}) { // of these, only the last one of all is a manual row
             table()->setCurrentIndex(cell(row, 0));
             QTest::keyClick(table(), Qt::Key_Delete);
         }
-        QCOMPARE(deleted, QList({manualRow, last}));
+        QCOMPARE(deleted, QList({manualRow, appended, last}));
     }
 
     void showsManualRows()

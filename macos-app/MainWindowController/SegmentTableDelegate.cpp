@@ -107,6 +107,8 @@ SegmentTableDelegate::SegmentTableDelegate(QTableView* table)
     connect(table, &QTableView::clicked, this, [this](const QModelIndex& index) {
         if (std::exchange(m_clickOpensField, false))
             m_table->edit(index);
+        else if (std::exchange(m_deletePressed, false)) // the table keeps a release whose press closed the cell's field
+            Q_EMIT deleteRequested(index.row());
     });
     for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_Backspace}) { // the "✕" of those who have no mouse
         auto* shortcut = new QShortcut(key, table, nullptr, nullptr, Qt::WidgetShortcut);
@@ -248,7 +250,7 @@ bool SegmentTableDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
         m_deletePressed = onDelete;
         return onDelete;
     }
-    if (onDelete && m_deletePressed) {
+    if (std::exchange(m_deletePressed, false) && onDelete) {
         Q_EMIT deleteRequested(index.row());
         return true;
     }
