@@ -6,7 +6,7 @@ import re
 import subprocess
 
 from kestrel_at_screen import Failure, descendants, middle, send, wait_until
-from quitting import answer
+from quitting import QUESTION, answer
 
 
 def quit_by_shortcut(kestrel):
@@ -60,7 +60,8 @@ def split_is_complete(kestrel):
 
 
 def quit_and_confirm(kestrel, way):
-    """The split may end at any moment, and the program with it: then nothing is asked, or the question closes by itself."""
+    """The split may end at any moment, and the program with it: then nothing is asked, or the question closes by itself.
+    Another alert keeps a wish to quit away: it is closed, and the wish repeated."""
     gone = (Failure, StopIteration, TypeError, subprocess.CalledProcessError)
     answered = way in SIGNALS
     with contextlib.suppress(*gone):
@@ -71,9 +72,14 @@ def quit_and_confirm(kestrel, way):
         if kestrel.process.poll() is not None:
             return True
         with contextlib.suppress(*gone):
-            if kestrel.alert():
+            alert = kestrel.alert()
+            if alert and alert[0] == QUESTION:
                 answer(kestrel, "停止并退出")
                 answered = True
+            elif alert:
+                kestrel.desktop.do("windowactivate", "--sync", alert[2]["id"], "key", "Return")
+                if not answered:
+                    way(kestrel)
             elif split_is_complete(kestrel) or not answered and not descendants(kestrel.process.pid):
                 send(kestrel.process, "SIGTERM")
                 answered = True

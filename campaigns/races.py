@@ -82,16 +82,11 @@ class Races(Campaign):
 
     # What the races are made of
 
-    def split(self):
-        self.splitter.bring_forward()
-        self.splitter.kestrel.click("splitButton")
-
     def split_and_wait(self):
         """Until ffmpeg writes; the output of one that does. The program stands still from then on, so that none of its
         ffmpegs is about to open its output: by name, so that it would overwrite whatever came to lie there meanwhile,
         which nobody can prevent."""
-        self.split()
-
+        self.splitter.split()
         folder = self.world.clips.resolve()
 
         def being_written():
@@ -190,7 +185,7 @@ def outputs_are_links_beforehand(races):
             link(output, target)
         else:
             output.symlink_to(random.choice([races.others, races.others / "missing.mp4"]))
-    races.split()
+    races.splitter.split()
 
 
 def an_output_is_a_link_to_the_source_beforehand(races):
@@ -198,7 +193,7 @@ def an_output_is_a_link_to_the_source_beforehand(races):
     with contextlib.suppress(Missed):
         races.take_away(output)
     link(output, races.source)
-    races.split()
+    races.splitter.split()
 
 
 def an_output_becomes_a_folder(races):
@@ -261,7 +256,7 @@ def stop(races):
 
 def stop_and_retry(races):
     stop(races)
-    races.splitter.press_in_overview("ctrl+r")
+    races.splitter.retry()
     races.splitter.settle()
 
 

@@ -121,7 +121,7 @@ def stop_all(resplits):
 
 def stop_and_retry(resplits):
     stop_all(resplits)
-    resplits.splitter.press_in_overview("ctrl+r")
+    resplits.splitter.retry()
     resplits.splitter.settle()
 
 

@@ -14,7 +14,7 @@ import tempfile
 import time
 
 from endings import quit_and_confirm
-from kestrel_at_screen import Desktop, Kestrel, descendants, expect, wait_until
+from kestrel_at_screen import Desktop, Failure, Kestrel, descendants, expect, wait_until
 from quitting import Installation
 from road import OVERVIEW
 
@@ -95,11 +95,26 @@ class Splitter:
         self.kestrel.click("parseButton")
         self.kestrel.wait_for_text("statusLabel", "解析完成")
 
-    def split(self, crop):
-        """Until the first job runs, or nothing more happens."""
+    def split(self, crop=None):
+        """Until it runs or is refused."""
         self.bring_forward()
-        self.kestrel.fill("cropField", crop)
+        if crop:
+            self.kestrel.fill("cropField", crop)
         self.kestrel.click("splitButton")
+        self._wait_for_beginning()
+
+    def retry(self):
+        self.press_in_overview("ctrl+r")
+        self._wait_for_beginning()
+
+    def _wait_for_beginning(self):
+        """Or for a while: a short split may have ended between two looks, and there may be nothing to retry."""
+        def has_begun():
+            return any("alert" in window or any(widget["name"] == "splitButton" and not widget["enabled"]
+                                                for widget in window["widgets"])
+                       for window in self.kestrel.windows("splitButton"))
+        with contextlib.suppress(Failure):
+            wait_until(has_begun, "the beginning", seconds=3)
 
     def press_in_overview(self, *keys):
         if self.kestrel.window(OVERVIEW):
