@@ -196,7 +196,11 @@ class Campaign:
         chapters = json.loads(run("ffprobe", "-v", "error", "-show_chapters", "-of", "json", with_chapters))["chapters"]
         clips = [(float(c["start_time"]), float(c["end_time"]), c["tags"]["title"]) for c in chapters]
         if suffix == "mkv":
-            self._compare_times("FFmetadata", "ffmpeg into mkv, ffprobe", name, clips)
+            # Its ticks are pictures. Their times in seconds may lie half a millisecond from those in a Matroska film.
+            self._compare_pictures("FFmetadata", "ffmpeg into mkv, ffprobe", name,
+                                   [tuple(round(time * self._rate) for time in clip[:2]) for clip in clips])
+            self.tell("FFmetadata", "ffmpeg into mkv, ffprobe", f"{name}: {len(clips)} clips, names",
+                      sum(clip[2] != ours for clip, ours in zip(clips, self._names)))
         else:
             kept = sum(title == ours for (_, _, title), ours in zip(clips, self._names))
             near = [[abs(clip[edge] - ours[edge] / self._rate) < 0.001 for clip, ours in zip(clips, self._ranges)]
