@@ -18,7 +18,7 @@ import time
 
 SIGNALS = [signal.SIGTERM, signal.SIGINT, signal.SIGKILL]
 VICTIMS = ["program", "ffmpeg", "detector"]
-VIDEOS = 3
+VIDEOS = 2
 
 
 def expect(holds, what):
@@ -28,13 +28,10 @@ def expect(holds, what):
 
 def make_videos(folder):
     """A red and a green half, so that there is a cut to find."""
-    videos = []
     for number in range(VIDEOS):
-        videos.append(folder / f"video {number}.avi")
         subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i",
                         f"color=red:s=64x48:r=25:d={2 + number}[a];color=lime:s=64x48:r=25:d=2[b];[a][b]concat",
-                        "-c:v", "mpeg4", videos[-1]], check=True)
-    return videos
+                        "-c:v", "mpeg4", folder / f"video {number}.avi"], check=True)
 
 
 def processes(words):
@@ -58,8 +55,9 @@ def children(folder, victim):
 
 
 class Trial:
-    def __init__(self, build_folder, folder, videos):
-        self.words = [build_folder / "bin" / "kestrel-batch", "cut", "-j2", "-o", folder / "out", *videos]
+    def __init__(self, build_folder, folder):
+        self.words = [build_folder / "bin" / "kestrel-batch", "cut", "-j2", "-o", folder / "out",
+                      *(folder / f"video {number}.avi" for number in range(VIDEOS))]
         self.folder = folder
         self.environment = dict(os.environ, XDG_CACHE_HOME=str(folder / "cache"), XDG_DATA_HOME=str(folder / "data"))
 
@@ -130,18 +128,19 @@ def main():
     counts = collections.Counter()
     with tempfile.TemporaryDirectory() as scratch:
         scratch = pathlib.Path(scratch)
-        videos = make_videos(scratch)
+        (scratch / "videos").mkdir()
+        make_videos(scratch / "videos")
         for trial_number in range(number):
             random.seed(trial_number)
             folder = scratch / f"trial-{trial_number}"
-            folder.mkdir()
-            trial = Trial(build_folder, folder, videos)
+            shutil.copytree(scratch / "videos", folder)
+            trial = Trial(build_folder, folder)
             victim, signal_number = random.choice(VICTIMS), random.choice(SIGNALS)
             if trial_number % 50 == 0:
                 whole = trial.run_undisturbed()
                 shutil.rmtree(folder)
-                folder.mkdir()
-            after = random.uniform(0, whole * (0.3 if victim == "detector" else 0.8))
+                shutil.copytree(scratch / "videos", folder)
+            after = random.uniform(0, whole * (0.2 if victim == "detector" else 0.7))
             try:
                 first, has_hit = trial.run_killed(victim, signal_number, after)
                 counts["clips done before the kill"] += trial.check(first)

@@ -37,6 +37,10 @@ video = sys.argv[1]
 name = os.path.basename(video)
 if "broken" in name:
     sys.exit("无法识别为视频文件：" + name)
+if "dying" in name:
+    os.kill(os.getpid(), 9)
+if "babbling" in name:
+    sys.exit(print("no JSON"))
 if "slow" in name:
     open(os.path.dirname(video) + "/detecting", "w").write(str(os.getpid()))
     time.sleep(1000)
@@ -69,6 +73,14 @@ class BatchTest final : public QObject
     {
         QFile file(path(name));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    }
+
+    /// A list of one segment.
+    void writeList(const QString& name, const QString& video, const QByteArray& end) const
+    {
+        write(name, "{\"video\":\"" + path(video).toUtf8() + "\",\"fps\":25,\"duration\":" + end +
+                        ",\"aggressive\":true,\"events\":[],\"keep_segments\":[{\"index\":0,\"start\":0,\"end\":" +
+                        end + ",\"duration\":" + end + "}]}");
     }
 
     void copyVideo(const QString& name) const
@@ -114,10 +126,10 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(QStringLiteral(KESTREL_BATCH_EXECUTABLE), m_program));
         QFile script(m_installation.filePath(u"share/kestrel/detect_scene_changes.py"_s));
         QVERIFY(script.open(QIODevice::WriteOnly) && script.write(detector) > 0);
-        QCOMPARE(
-            QProcess::execute(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
-                                            u"testsrc=s=64x48:r=25:d=2"_s, m_installation.filePath(u"video.mp4"_s)}),
-            0);
+        QCOMPARE(QProcess::execute(u"ffmpeg"_s,
+                                   {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=s=64x48:r=25:d=2"_s,
+                                    u"-movflags"_s, u"+faststart"_s, m_installation.filePath(u"video.mp4"_s)}),
+                 0);
     }
 
     void init()
@@ -161,6 +173,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("words");
         QTest::addColumn<QString>("error");
+        QTest::newRow("no command") << QStringList() << u"no command is given"_s;
         QTest::newRow("command") << QStringList{u"cutt"_s} << u"unknown command: cutt"_s;
         QTest::newRow("option") << QStringList{u"cut"_s, u"--fast"_s, u"a.mp4"_s} << u"unknown option: --fast"_s;
         QTest::newRow("option of another") << QStringList{u"detect"_s, u"-0"_s} << u"option -0 is not for detect"_s;
@@ -208,6 +221,88 @@ private Q_SLOTS:
         QCOMPARE(run({u"cut"_s, u"broken-1.mp4"_s, u"-o"_s, u"other"_s}).status, 2);
     }
 
+    void reasonsAreToldInBothLanguages_data()
+    {
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QByteArray>("list"); ///< its content, or nothing for a video
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("no JSON") << u"l.json"_s << "{"_ba << u"not valid JSON (line 1, column "_s;
+        QTest::newRow("no field") << u"l.json"_s << "{\"kestrel\":1}"_ba << u": missing"_s;
+        QTest::newRow("another type") << u"l.json"_s << "{\"video\":1}"_ba << u"video: a number instead of a text"_s;
+        QTest::newRow("detector died") << u"dying.mp4"_s << QByteArray()
+                                       << u"the detector gave no reason (killed by signal 9)"_s;
+        QTest::newRow("detector babbles") << u"babbling.mp4"_s << QByteArray() << u"output cannot be read: not valid"_s;
+        QTest::newRow("broken") << u"broken.mp4"_s << QByteArray() << u"not a video file: broken.mp4"_s;
+        QTest::newRow("no extension") << u"video"_s << QByteArray() << u"the video's name has no extension"_s;
+    }
+
+    void reasonsAreToldInBothLanguages()
+    {
+        QFETCH(const QString, input);
+        QFETCH(const QByteArray, list);
+        QFETCH(const QString, reason);
+        if (list.isEmpty())
+            copyVideo(input);
+        else
+            write(input, list);
+        static const QRegularExpression chinese(u"\\p{Han}"_s, QRegularExpression::UseUnicodePropertiesOption);
+        const QStringList words = {u"cut"_s, input, u"-o"_s, u"out"_s};
+        const Outcome outcome = run(words);
+        QVERIFY(outcome.status > 0);
+        QVERIFY2(outcome.error.contains(reason) && !outcome.error.contains(chinese), qPrintable(outcome.error));
+        const QString text = QString::fromUtf8(outcome.output);
+        QVERIFY2(text.contains(reason) && !text.contains(chinese), qPrintable(text));
+        QVERIFY(run(words, u"zh_CN.UTF-8"_s).error.contains(chinese));
+    }
+
+    /// Tried again each time, it does not pile up.
+    void aDoubtfulClipIsReplaced()
+    {
+        const QByteArray video = contents(u"a.mp4"_s);
+        write(u"a.mp4"_s, video.first(video.size() * 2 / 3));
+        writeList(u"a.kestrel.json"_s, u"a.mp4"_s, "2");
+        for (int time = 0; time < 2; ++time) {
+            const Outcome outcome = run({u"cut"_s, u"a.kestrel.json"_s, u"-o"_s, u"out"_s});
+            QCOMPARE(outcome.status, 1);
+            QCOMPARE(outcome.states(), QStringList{u"doubtful"_s});
+            QCOMPARE(files(u"out/a"_s), QStringList{u"a-01.mp4"_s});
+            QVERIFY(!has(u"data/Trash"_s));
+        }
+        QCOMPARE(run({u"status"_s, u"out"_s}).status, 1);
+    }
+
+    void nobodyReadsTheEvents()
+    {
+        const QString starter = u"import os, subprocess, sys; end, pipe = os.pipe(); os.close(end); "
+                                "sys.exit(subprocess.run(sys.argv[1:], stdout=pipe).returncode)"_s;
+        QProcess process;
+        start(process, u"python3"_s, {u"-c"_s, starter, m_program, u"cut"_s, u"a.mp4"_s, u"-o"_s, u"out"_s});
+        QVERIFY(process.waitForFinished(20000));
+        QCOMPARE(process.exitCode(), 2);
+        QVERIFY(!has(u"out/.unfinished"_s));
+    }
+
+    void whatAKilledRunHasSetAsideComesBack_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("cut") << u"cut"_s;
+        QTest::newRow("plan") << u"plan"_s;
+    }
+
+    void whatAKilledRunHasSetAsideComesBack()
+    {
+        QFETCH(const QString, command);
+        QCOMPARE(run({u"cut"_s, u"a.mp4"_s, u"-o"_s, u"out"_s}).status, 0);
+        QVERIFY(QFile::rename(path(u"out/a/a-01.mp4"_s), path(u"out/a/.a-01.mp4.kestrel-older"_s)));
+        QVERIFY(QDir(path(u"."_s)).mkpath(u"out/.unfinished"_s));
+        write(u"out/.unfinished/begun.mp4"_s, "half of it");
+        const Outcome outcome = run({command, u"a.mp4"_s, u"-o"_s, u"out"_s});
+        QCOMPARE(outcome.status, 0);
+        QVERIFY(!outcome.output.contains("completed") && !outcome.output.contains("--output"));
+        QCOMPARE(files(u"out/a"_s), QStringList({u"a-01.mp4"_s, u"a-02.mp4"_s}));
+        QCOMPARE(files(u"out/.unfinished"_s), QStringList());
+    }
+
     void aSignalLeavesNothingBegun_data()
     {
         QTest::addColumn<int>("signal");
@@ -225,10 +320,7 @@ private Q_SLOTS:
                                    {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
                                     u"nullsrc=s=640x360:r=25:d=600"_s, u"-c:v"_s, u"mpeg4"_s, path(u"long.mp4"_s)}),
                  0);
-        write(u"long.kestrel.json"_s,
-              "{\"video\":\"" + path(u"long.mp4"_s).toUtf8() +
-                  "\",\"fps\":25,\"duration\":600,\"aggressive\":true,\"events\":[],\"keep_segments\":"
-                  "[{\"index\":0,\"start\":0,\"end\":600,\"duration\":600}]}");
+        writeList(u"long.kestrel.json"_s, u"long.mp4"_s, "600");
         QProcess process;
         start(process, m_program, {u"cut"_s, u"-j2"_s, u"-o"_s, u"out"_s, u"long.kestrel.json"_s, u"slow.mp4"_s});
         QTRY_VERIFY_WITH_TIMEOUT(!contents(u"detecting"_s).isEmpty(), 20000);

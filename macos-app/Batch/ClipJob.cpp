@@ -25,7 +25,7 @@ ClipJob::ClipJob(const Surroundings& surroundings, const FFmpegJob& job, const V
     , m_unfinished(surroundings.folder.newUnfinished(job.outputURL.pathExtension()))
 {
     if (const ClipRecord* earlier = m_video.clip(job.outputURL.lastPathComponent()))
-        m_earlier = earlier->mark;
+        m_earlier = *earlier;
     m_video.clips.clear();
     createOutputDirectory(job.outputURL.deletingLastPathComponent());
     requireSourcesAreSafe({job});
@@ -88,9 +88,11 @@ void ClipJob::place(ClipRecord& clip)
         older.putBack();
         throw outputPlaceError(clip.output, error);
     }
-    const bool isOurs = found && m_earlier && m_earlier->size == found->size &&
-                        m_earlier->time == found->modificationSeconds * 1'000'000'000 + found->modificationNanoseconds;
-    const QString remark = older.dispose(clip.state == ClipState::completed, isOurs);
+    const bool isOurs =
+        found && m_earlier && m_earlier->mark && m_earlier->mark->size == found->size &&
+        m_earlier->mark->time == found->modificationSeconds * 1'000'000'000 + found->modificationNanoseconds;
+    const bool isNoWorse = clip.state == ClipState::completed || (isOurs && m_earlier->state == ClipState::doubtful);
+    const QString remark = older.dispose(isNoWorse, isOurs);
     clip.reason += clip.reason.isEmpty() || remark.isEmpty() ? remark : u'；' + remark;
 }
 

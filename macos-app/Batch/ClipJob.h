@@ -41,8 +41,8 @@ private:
 
     const Surroundings& m_surroundings;
     const FFmpegJob m_job;
-    VideoRecord m_video;               ///< without its clips
-    std::optional<FileMark> m_earlier; ///< of the clip that was written to its place before
+    VideoRecord m_video;                 ///< without its clips
+    std::optional<ClipRecord> m_earlier; ///< what was written to its place before
     FileURL m_unfinished;
     QElapsedTimer m_clock;
     SplitJob::Owner m_splitJob;

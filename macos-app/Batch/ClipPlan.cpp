@@ -46,11 +46,8 @@ ClipPlan planClips(const CommandLine& line, const VideoQueue::Video& video, cons
                    BatchFolder::Use use, Manifest& manifest)
 {
     ClipPlan plan{video.record, jobsOf(line, video, folder), {}, {}};
-    if (use == BatchFolder::Use::alone) {
-        const auto remarks = putOlderFilesBack(plan.jobs);
-        for (auto remark = remarks.begin(); remark != remarks.end(); ++remark)
-            plan.remarks << FileURL(remark.key()).lastPathComponent() + u"："_s + remark.value();
-    }
+    if (use == BatchFolder::Use::alone)
+        plan.remarks = putRight(plan.jobs);
     const auto before = manifest.record(plan.record.folder);
     for (const FFmpegJob& job : plan.jobs)
         plan.record.clips.append(ClipRecord::planned(job));
@@ -62,6 +59,15 @@ ClipPlan planClips(const CommandLine& line, const VideoQueue::Video& video, cons
                               clip.mark->holdsFor(plan.jobs[i].outputURL));
     }
     return plan;
+}
+
+QStringList putRight(const QList<FFmpegJob>& jobs)
+{
+    QStringList sentences;
+    const auto remarks = putOlderFilesBack(jobs);
+    for (auto remark = remarks.begin(); remark != remarks.end(); ++remark)
+        sentences << FileURL(remark.key()).lastPathComponent() + u"："_s + remark.value();
+    return sentences;
 }
 
 void noteFailure(const BatchInput& input, const QString& reason, const BatchFolder& folder, Manifest& manifest)

@@ -18,5 +18,9 @@ struct ClipPlan
 [[nodiscard]] ClipPlan planClips(const CommandLine& line, const VideoQueue::Video& video, const BatchFolder& folder,
                                  BatchFolder::Use use, Manifest& manifest);
 
+/// Puts older files back that one that was killed had set aside; for the user, what became of those that had no place.
+/// Only for one that is alone.
+[[nodiscard]] QStringList putRight(const QList<FFmpegJob>& jobs);
+
 /// Notes why a video has no clips, as far as that can be noted.
 void noteFailure(const BatchInput& input, const QString& reason, const BatchFolder& folder, Manifest& manifest);

@@ -223,7 +223,9 @@ CommandLine readCommandLine(const QByteArrayList& words)
     CommandLine line;
     constexpr double notGiven = -1;
     line.detection.fadePadding = {notGiven, notGiven};
-    line.help = words.isEmpty() || words.first() == "--help" || words.first() == "-h";
+    if (words.isEmpty())
+        throw UsageError(u"没有指定命令。"_s);
+    line.help = words.first() == "--help" || words.first() == "-h";
     if (line.help)
         return line;
     line.command = QString::fromUtf8(words.first());

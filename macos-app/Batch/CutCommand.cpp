@@ -70,14 +70,21 @@ int cutCommand(const CommandLine& line)
                 run.addClip(job, plan.record);
         }
     };
+    const auto compact = [&] {
+        try {
+            manifest.compact(folder);
+        } catch (const OutputError& error) { // the journal holds everything, too
+            reporter.tell(error.message());
+        }
+    };
     run.onClip = [&] {
         if (manifest.isLarge())
-            manifest.compact(folder);
+            compact();
     };
     run.onEnd = [] { QCoreApplication::quit(); };
     run.start();
     waitForEnd([&run] { run.stop(); });
-    manifest.compact(folder);
+    compact();
     QDir().rmdir(folder.unfinished().path()); // when it is empty
     if (run.failure())
         std::rethrow_exception(run.failure());

@@ -4,9 +4,9 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSaveFile>
 
 #include <cerrno>
+#include <cstdio>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -194,24 +194,33 @@ bool Manifest::isLarge() const
     return m_journalSize > std::max(smallestLarge, m_document.isOpen() ? m_document.size() : 0);
 }
 
-void Manifest::compact(const BatchFolder& folder)
+/// Where clips are begun too, so that nothing else is left when it is not finished.
+void Manifest::writeDocument(const BatchFolder& folder)
 {
-    if (m_journalSize == 0)
-        return;
-    QSaveFile file(BatchFolder::manifest(m_folder).path());
-    if (!file.open(QIODevice::WriteOnly))
-        throw manifestError(BatchFolder::manifest(m_folder), file.errorString());
-    file.write(heading.toByteArray());
+    const FileURL document = BatchFolder::manifest(m_folder);
+    QFile file(folder.newUnfinished(u"json"_s).path());
+    bool isWritten = file.open(QIODevice::WriteOnly) && file.write(heading.toByteArray()) > 0;
     QByteArray separator = "\n";
     for (const QString& name : videos()) {
         const auto known = record(name);
         if (known)
-            file.write(separator + lineOf(name, known->json()));
+            isWritten = file.write(separator + lineOf(name, known->json())) > 0 && isWritten;
         separator = known ? ",\n" : separator;
     }
-    file.write("\n" + ending.toByteArray() + "\n");
-    if (!file.commit())
-        throw manifestError(BatchFolder::manifest(m_folder), file.errorString());
+    isWritten =
+        file.write("\n" + ending.toByteArray() + "\n") > 0 && file.flush() && isWritten && ::fsync(file.handle()) == 0;
+    if (isWritten && ::rename(QFile::encodeName(file.fileName()), QFile::encodeName(document.path())) == 0)
+        return;
+    const QString reason = file.error() == QFileDevice::NoError ? qt_error_string(errno) : file.errorString();
+    file.remove();
+    throw manifestError(document, reason);
+}
+
+void Manifest::compact(const BatchFolder& folder)
+{
+    if (m_journalSize == 0)
+        return;
+    writeDocument(folder);
     // Killed before this, the journal says again what the document says.
     if (::ftruncate(folder.journalDescriptor(), 0) != 0)
         throw manifestError(BatchFolder::journal(m_folder), qt_error_string(errno));

@@ -41,6 +41,7 @@ private:
     void readPlaces(QFile& file, bool isJournal);
     void note(const QByteArray& line, const Line& place);
     [[nodiscard]] QByteArray bytes(const Line& line) const;
+    void writeDocument(const BatchFolder& folder);
     void add(const BatchFolder& folder, const QByteArray& line);
 
     const FileURL m_folder;

@@ -43,16 +43,27 @@ QByteArray lineOf(const CommandLine& line, const VideoRecord& video, const ClipR
     return text + (line.endsWithNul ? '\0' : '\n');
 }
 
-/// Leaves the folder in order before others begin to write there; not needed while they do.
-void tidy(const FileURL& url)
+/// Leaves the folder in order before others begin to write there; not needed while they do. Returns what there is to
+/// tell.
+QStringList tidy(const FileURL& url)
 {
+    QStringList remarks;
     try {
         const BatchFolder folder(url, BatchFolder::Use::alone);
         folder.removeUnfinished();
-        Manifest(url).compact(folder);
+        Manifest manifest(url);
+        for (const QString& name : manifest.videos()) {
+            const VideoRecord video = manifest.record(name).value_or(VideoRecord());
+            QList<FFmpegJob> jobs;
+            for (const ClipRecord& clip : video.clips)
+                jobs.append(clip.job(video.video, folder.clips(name), jobs.size() + 1));
+            remarks << putRight(jobs);
+        }
+        manifest.compact(folder);
     } catch (const OutputError&) {
-        return;
+        return remarks;
     }
+    return remarks;
 }
 
 } // namespace
@@ -60,11 +71,13 @@ void tidy(const FileURL& url)
 int planCommand(const CommandLine& line)
 {
     const QList<BatchInput> inputs = readInputs(line.operands, [](const BatchInput& input) { return input.folder; });
-    tidy(*line.directory);
+    const QStringList remarks = tidy(*line.directory);
     const BatchFolder folder(*line.directory, BatchFolder::Use::shared);
     Manifest manifest(*line.directory);
     Reporter reporter(line.isQuiet, line.lanes, inputs.size());
     reporter.writesEvents = false;
+    for (const QString& remark : remarks)
+        reporter.tell(remark);
     VideoQueue videos(line, inputs, RuntimeResolver::resolve());
     BatchRun run(videos, line.lanes, reporter);
     qint64 lines = 0;
@@ -84,6 +97,8 @@ int planCommand(const CommandLine& line)
                 text += lineOf(line, plan.record, plan.record.clips[i], plan.jobs[i].index);
         }
         std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stdout);
+        if (std::ferror(stdout) != 0)
+            run.stop();
     };
     run.onEnd = [] { QCoreApplication::quit(); };
     run.start();

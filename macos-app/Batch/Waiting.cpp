@@ -14,6 +14,7 @@ int receivedSignal = 0;
 
 void waitForEnd(const std::function<void()>& stop)
 {
+    std::signal(SIGPIPE, SIG_IGN); // when nobody reads the events, what was begun is still removed
     TerminationSignals signals;
     signals.onSignal = [&stop](int signal) {
         receivedSignal = signal;
