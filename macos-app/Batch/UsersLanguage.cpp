@@ -2,9 +2,6 @@
 
 #include <QList>
 #include <QRegularExpression>
-#include <QStringList>
-
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -196,14 +193,19 @@ std::optional<QString> englishOfWhole(const QString& chinese)
     return std::nullopt;
 }
 
+/// Of several sentences the longest beginning that is known is taken first, since sentences hold semicolons too.
 QString english(const QString& chinese)
 {
     if (const auto whole = englishOfWhole(chinese))
         return *whole;
-    QStringList pieces = chinese.split(u'；');
-    if (pieces.size() > 1)
-        std::transform(pieces.begin(), pieces.end(), pieces.begin(), english);
-    return pieces.join(u"; "_s);
+    qsizetype end = chinese.size();
+    QString first;
+    while (first.isEmpty() && (end = chinese.left(end).lastIndexOf(u'；')) >= 0)
+        first = englishOfWhole(chinese.left(end)).value_or(QString());
+    if (!first.isEmpty())
+        return first + u"; "_s + english(chinese.sliced(end + 1));
+    end = chinese.indexOf(u'；');
+    return end < 0 ? chinese : chinese.left(end) + u"; "_s + english(chinese.sliced(end + 1));
 }
 
 } // namespace
