@@ -15,3 +15,11 @@ if(KESTREL_SANITIZERS)
                                                       -fno-sanitize-recover=all -Wno-maybe-uninitialized)
     target_link_options(kestrel_settings INTERFACE -fsanitize=${KESTREL_SANITIZERS})
 endif()
+
+# Qt's headers are most of what the compiler reads. What a source forgets to include itself is seen where they are not
+# precompiled, as in the preset `release`.
+function(kestrel_precompile target)
+    if(KESTREL_PRECOMPILE)
+        target_precompile_headers(${target} ${ARGN})
+    endif()
+endfunction()
