@@ -6,7 +6,7 @@
 #include "CutLists/CutListKinds.h"
 #include "CutLists/ListTimes.h"
 #include "CutLists/Timecode.h"
-#include "MainWindowController/PictureNumbers.h"
+#include "Frames/PictureNumbers.h"
 #include "Models/JobBuilder.h"
 #include "Services/RuntimeResolver.h"
 

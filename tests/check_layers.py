@@ -11,21 +11,21 @@ BELOW = {
     "Services": ["Models"],
     "Jobs": ["Services"],
     "CutLists": ["Services"],
-    "Frames": ["Services"],
+    "Frames": ["CutLists"],
     "Controls": [],
     "WorkerWindowController": ["Services", "Controls"],
     "SplitCoordinator": ["WorkerWindowController", "Jobs"],
     "Viewer": ["Frames", "Controls"],
     "Review": ["Frames", "Controls"],
     "RunOverview": ["SplitCoordinator"],
-    "MainWindowController": ["RunOverview", "Review", "Viewer", "CutLists"],
+    "MainWindowController": ["RunOverview", "Review", "Viewer"],
     "AppMain": ["MainWindowController"],
-    "Batch": ["Jobs", "CutLists"],
+    "Batch": ["Jobs", "Frames"],
 }
-# These make up kestrel_core and kestrel_batch, which run without a display.
-CORE_MODULES = {"Models", "Services", "Jobs", "CutLists", "Batch"}
-# Pictures, but no widgets: the modules of kestrel_frames.
-PICTURE_MODULES = {"Frames"}
+# These make up kestrel_core, which runs without a display.
+CORE_MODULES = {"Models", "Services", "Jobs", "CutLists"}
+# Pictures, but no widgets: kestrel_frames and kestrel_batch.
+PICTURE_MODULES = {"Frames", "Batch"}
 CORE_FILES = {"AppMain/CommandLineTool.h", "AppMain/CommandLineTool.cpp"}  # they may include Services
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

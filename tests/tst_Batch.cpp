@@ -187,8 +187,8 @@ private Q_SLOTS:
                                   << u"“a.mp4” and “x/a.mkv” would both be written to a; rename one of them"_s;
         QTest::newRow("our name") << QStringList{u"cut"_s, u".unfinished.mp4"_s, u"-o"_s, u"out"_s}
                                   << u"cannot be the name of an output folder: .unfinished.mp4"_s;
-        QTest::newRow("format") << QStringList{u"export"_s, u"a.json"_s, u"--format"_s, u"edl"_s}
-                                << u"edl counts pictures; export it in Kestrel's window"_s;
+        QTest::newRow("format") << QStringList{u"export"_s, u"a.json"_s, u"--format"_s, u"xyz"_s}
+                                << u"option --format has an invalid value: xyz"_s;
         QTest::newRow("no manifest") << QStringList{u"status"_s, u"/"_s}
                                      << u"there is no manifest of kestrel-batch in /"_s;
     }
@@ -406,6 +406,8 @@ private Q_SLOTS:
         QCOMPARE(files(u"out/a"_s), QStringList({u"p-01.mp4"_s, u"p-02.mp4"_s}));
         const Outcome csv = run({u"export"_s, u"a.kestrel.json"_s, u"--format=csv"_s});
         QVERIFY2(csv.output.contains("p-02.mp4"), csv.output.constData());
+        const Outcome edl = run({u"export"_s, u"a.kestrel.json"_s, u"--format=edl"_s}); // which counts pictures
+        QVERIFY2(edl.output.contains("002  A        V     C        00:00:00:15 "), edl.output.constData());
         QCOMPARE(run({u"export"_s, u"a.kestrel.json"_s, u"--format=sh"_s, u"-o"_s, u"x"_s}).states(),
                  QStringList{u"stored"_s});
         QCOMPARE(run({u"export"_s, u"a.kestrel.json"_s, u"--format=sh"_s, u"-o"_s, u"x"_s}).status, 2);

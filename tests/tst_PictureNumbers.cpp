@@ -1,5 +1,5 @@
 #include "CutLists/CutListError.h"
-#include "MainWindowController/PictureNumbers.h"
+#include "Frames/PictureNumbers.h"
 #include "Models/FFmpegJob.h"
 #include "NumberedVideo.h"
 #include "Services/RuntimeResolver.h"

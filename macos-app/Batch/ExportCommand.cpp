@@ -1,14 +1,18 @@
 #include "Batch/BatchInput.h"
 #include "Batch/Commands.h"
 #include "Batch/Reporter.h"
+#include "Batch/Waiting.h"
 #include "CutLists/CutListError.h"
-#include "CutLists/CutListKinds.h"
 #include "CutLists/SegmentCuts.h"
 #include "CutLists/ShellScript.h"
+#include "Frames/PictureNumbers.h"
 #include "Jobs/OutputSafety.h"
 #include "Models/InputReading.h"
 #include "Models/JobBuilder.h"
+#include "Services/MessageError.h"
+#include "Services/RuntimeResolver.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QSaveFile>
 
@@ -31,12 +35,31 @@ const CutListKind* kindOf(const QString& format)
         std::find_if(kinds.begin(), kinds.end(), [&](const CutListKind& candidate) { return candidate.id == format; });
     if (kind == kinds.end())
         throw UsageError(u"选项 %1 的值无效：%2。"_s.arg(u"--format"_s, format));
-    if (kind->pictures == PictureUse::needed)
-        throw UsageError(u"%1 按画面编号，请在 Kestrel 的窗口里导出。"_s.arg(format));
     return &*kind;
 }
 
-/// The list as one file or several; clips have the names that cutting gives them.
+struct FilmOrReason
+{
+    std::optional<FilmTimes> film;
+    QString reason; ///< empty also when a signal came
+};
+
+/// The times of all pictures of a film.
+FilmOrReason readFilm(const FileURL& video)
+{
+    FilmScan scan(video, RuntimeResolver::resolve(), FilmScan::Extent::allFrames);
+    FilmOrReason read;
+    scan.onEnd = [&read](const std::optional<FilmTimes>& film, const QString& failure) {
+        read = {film, failure};
+        QCoreApplication::quit();
+    };
+    QMetaObject::invokeMethod(
+        &scan, [&scan] { scan.start(); }, Qt::QueuedConnection);
+    waitForEnd(&QCoreApplication::quit);
+    return read;
+}
+
+/// The list as one file or several; clips have the names that cutting gives them. Nothing when a signal came.
 QList<QByteArray> contentsOf(const CommandLine& line, const BatchInput& input, const CutListKind* kind)
 {
     const KestrelList list = readList(input.file);
@@ -49,7 +72,17 @@ QList<QByteArray> contentsOf(const CommandLine& line, const BatchInput& input, c
         throw CutListError(u"没有可写出的片段。"_s);
     if (!kind)
         return {writeShellScript(jobs)};
-    return kind->write(cutListOf(segments, jobs, kind->takesDisabled));
+    CutList cuts = cutListOf(segments, jobs, kind->takesDisabled);
+    if (kind->pictures != PictureUse::unused) {
+        const auto [film, reason] = readFilm(input.video);
+        if (!film && reason.isEmpty())
+            return {};
+        if (!film && kind->pictures == PictureUse::needed)
+            throw MessageError(reason);
+        if (film)
+            countPictures(cuts, *kind, *film);
+    }
+    return kind->write(cuts);
 }
 
 /// All of it or nothing.
@@ -83,6 +116,8 @@ int exportCommand(const CommandLine& line)
     for (const BatchInput& input : inputs) {
         try {
             const QList<QByteArray> contents = contentsOf(line, input, kind);
+            if (contents.isEmpty())
+                break;
             for (qsizetype i = 0; i < contents.size(); ++i) {
                 const FileURL file = numberedFile(fileOf(input), i + 1);
                 if (line.directory)

@@ -31,7 +31,7 @@ QString helpText()
       --skip 秒           开头不检测的秒数
       --crop 宽:高:X:Y    裁剪画面
       --prefix 文字       片段名称的前缀，默认是视频名
-      --format 格式       csv、llc、llccsv、ffmetadata、mkvxml 或 sh
+      --format 格式       otio、edl、scenes、csv、llc、llccsv、ffmetadata、mkvxml 或 sh
       --files0-from 文件  从文件读取名称，以 NUL 分隔；- 是标准输入
   -0, --null              plan 的任务以 NUL 结尾
   -f, --force             已完成的也重做
@@ -67,7 +67,8 @@ Options:
       --skip SECONDS       do not look for scene changes at the beginning
       --crop W:H:X:Y       crop the picture
       --prefix TEXT        how names of clips begin, by default as the video's
-      --format FORMAT      csv, llc, llccsv, ffmetadata, mkvxml or sh
+      --format FORMAT      otio, edl, scenes, csv, llc, llccsv, ffmetadata,
+                           mkvxml or sh
       --files0-from FILE   read names from FILE, ended by NUL; - is standard input
   -0, --null               plan: end each job with NUL
   -f, --force              do again what is done

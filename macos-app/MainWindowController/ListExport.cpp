@@ -3,10 +3,10 @@
 #include "CutLists/CutListError.h"
 #include "CutLists/SegmentCuts.h"
 #include "CutLists/ShellScript.h"
+#include "Frames/PictureNumbers.h"
 #include "MainWindowController/FileChoosing.h"
 #include "MainWindowController/ListFiles.h"
 #include "MainWindowController/MainWindow.h"
-#include "MainWindowController/PictureNumbers.h"
 #include "MainWindowController/SegmentListEditor.h"
 #include "Services/MessageError.h"
 
@@ -120,10 +120,8 @@ void ListExport::countAndWrite(const FileURL& file, const CutListKind& kind, con
 {
     const auto work = [this, file, kind, cuts, film]() -> BackgroundWork::Then {
         CutList counted = cuts;
-        if (film && (kind.pictures == PictureUse::needed || beginsAtZero(*film))) {
-            describeFilm(counted, *film);
-            numberPictures(counted, *film);
-        }
+        if (film)
+            countPictures(counted, kind, *film);
         const qsizetype count = writeFiles(file, kind.write(counted));
         return [this, file, count] {
             Q_EMIT told(u"已导出："_s + file.path() + (count > 1 ? u"（共 %1 个文件）"_s.arg(count) : QString()));

@@ -1,4 +1,4 @@
-#include "MainWindowController/PictureNumbers.h"
+#include "Frames/PictureNumbers.h"
 
 #include "CutLists/CutListError.h"
 #include "CutLists/ListTimes.h"
@@ -90,6 +90,14 @@ void numberPictures(CutList& list, const FilmTimes& film)
         const auto end = std::upper_bound(film.frames.begin(), film.frames.end(), cut.last.ticks);
         item.pictures = PictureRange{first - film.frames.begin(), end - film.frames.begin()};
     }
+}
+
+void countPictures(CutList& list, const CutListKind& kind, const FilmTimes& film)
+{
+    if (kind.pictures == PictureUse::unused || (kind.pictures == PictureUse::welcome && !beginsAtZero(film)))
+        return;
+    describeFilm(list, film);
+    numberPictures(list, film);
 }
 
 void timePictures(CutList& list, const FilmTimes& film)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CutLists/CutList.h"
+#include "CutLists/CutListKinds.h"
 #include "Frames/FilmScan.h"
 
 /// The pictures of a film by their numbers: what programs that count pictures are told, and what they tell.
@@ -18,6 +18,10 @@ void describeFilm(CutList& list, const FilmTimes& film);
 /// Gives each item the numbers of the very pictures that ffmpeg writes for its times. Throws CutListError for an item
 /// within which no picture lies.
 void numberPictures(CutList& list, const FilmTimes& film);
+
+/// The numbers and what the film tells of itself, as far as this kind of list has a use for them. Throws CutListError
+/// as numberPictures does.
+void countPictures(CutList& list, const CutListKind& kind, const FilmTimes& film);
 
 /// Gives each item with numbers the times by which ffmpeg writes these very pictures. Throws CutListError for numbers
 /// beyond the film.
