@@ -35,11 +35,11 @@ def output(*words, **more):
     return run(*words, stdout=subprocess.PIPE, **more).stdout
 
 
-def wait_until(condition, what, seconds=600):
+def wait_until(condition, what, seconds=600, pause=0.02):
     deadline = time.monotonic() + seconds
     while not condition():
         expect(time.monotonic() < deadline, f"waited in vain: {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
 
 
 def end(process):
@@ -323,7 +323,8 @@ class Slurm(Machines):
             env=self.environment, cwd=folder, stdout=subprocess.DEVNULL)
 
     def wait_for_all(self):
-        wait_until(lambda: not self.ask("squeue", "-h"), "the queue is empty", 1800)
+        """It asks a lost node's jobs to wait for two minutes."""
+        wait_until(lambda: not self.ask("squeue", "-h"), "the queue is empty", 1800, 1)
 
 
 def with_slurm(build_folder, scratch, lists):

@@ -73,7 +73,7 @@ const QList<Option>& options()
     static const QByteArray detecting = "de cu pl";
     static const QList<Option> all = {
         {"-h", "--help", "", false, [](CommandLine& line, const QByteArray&) { return line.help = true; }},
-        {"-q", "--quiet", "de cu jo ex", false,
+        {"-q", "--quiet", "de cu pl jo ex", false,
          [](CommandLine& line, const QByteArray&) { return line.isQuiet = true; }},
         {"-f", "--force", "de cu pl jo ex", false,
          [](CommandLine& line, const QByteArray&) { return line.doesAll = true; }},

@@ -225,7 +225,7 @@ bool speaksChinese()
 QString inUsersLanguage(const QString& chinese)
 {
     static const bool isChinese = speaksChinese();
-    return isChinese ? chinese : english(chinese);
+    return isChinese || chinese.isEmpty() ? chinese : english(chinese);
 }
 
 QString printable(const QString& text)
