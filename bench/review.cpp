@@ -1,4 +1,5 @@
-// How long the window for checking transitions takes, on a film and the detector's result for it:
+// How long the window for checking transitions takes, on a film like that of bench/review_film.py, which is parsed
+// first:
 //
 //   first row        from opening until all pictures of the first row are painted, nothing on disk
 //   next row         the same from a key press, stepping once a second, after the first three rows
@@ -8,19 +9,23 @@
 //   second look      from opening until the first row is painted, the pictures on disk
 //   10,000 events    from opening until the window is painted
 //
-//   bench_review VIDEO RESULT.json
+//   memory           the most that the program has had
+//
+//   bench_review VIDEO
 
 #include "BenchApplication.h"
-#include "CutLists/KestrelList.h"
+#include "Models/PayloadDecoder.h"
 #include "Review/ReviewTable.h"
 #include "Review/ReviewWindow.h"
+#include "Services/RuntimeResolver.h"
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
-#include <QFile>
+#include <QEventLoop>
 #include <QKeyEvent>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -66,10 +71,9 @@ void print(const char* name, QList<double> milliseconds)
 
 void rest(int milliseconds)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 double childrenSeconds()
@@ -80,13 +84,14 @@ double childrenSeconds()
            double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-/// A window with its list.
-class Session final
+/// A window with its list. Keys come by the event loop, so that what they cost counts as its work.
+class Session final : public QObject
 {
 public:
     explicit Session(const SegmentList& list)
         : m_table(m_review.findChild<QTableView*>(u"reviewTableView"_s))
     {
+        m_table->viewport()->installEventFilter(this);
         m_timer.start();
         m_review.setRuntime(RuntimeConfiguration{{}, {}, ffmpeg});
         m_review.show();
@@ -96,42 +101,56 @@ public:
     void press(int key)
     {
         m_timer.start();
-        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(m_table, &event);
+        m_isPressed = false;
+        m_isPainted = m_isComplete = false;
+        const auto send = [this, key] {
+            QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+            QCoreApplication::sendEvent(m_table, &event);
+            m_isPressed = true;
+        };
+        QMetaObject::invokeMethod(this, send, Qt::QueuedConnection);
     }
 
-    /// From the last key, or from opening.
-    double untilPainted()
-    {
-        while (!m_review.pictures().isComplete(m_review.currentEvent()) && m_timer.elapsed() < patience)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        m_table->viewport()->repaint();
-        return double(m_timer.nsecsElapsed()) / 1e6;
-    }
+    /// Milliseconds from the last key, or from opening, until the current row is painted with all its pictures.
+    double untilComplete() { return waitFor(m_isComplete); }
+    /// The same with whatever pictures there are.
+    double untilPainted() { return waitFor(m_isPainted); }
 
-    /// Without pictures.
-    double untilShown()
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
     {
-        m_table->viewport()->repaint();
-        return double(m_timer.nsecsElapsed()) / 1e6;
+        if (event->type() == QEvent::Paint && m_isPressed) {
+            m_isPainted = true;
+            m_isComplete = m_review.pictures().isComplete(m_review.currentEvent());
+        }
+        return false;
     }
 
 private:
+    double waitFor(const bool& condition) const
+    {
+        while (!condition && m_timer.elapsed() < patience)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        return double(m_timer.nsecsElapsed()) / 1e6;
+    }
+
     ReviewWindow m_review{nullptr};
     QTableView* m_table;
     QElapsedTimer m_timer;
+    bool m_isPressed = true; ///< or was opened
+    bool m_isPainted = false;
+    bool m_isComplete = false;
 };
 
 void walk(const SegmentList& list)
 {
     const BusyMeter meter;
     Session session(list);
-    std::printf("%-14s %.1f ms\n", "first row", session.untilPainted());
+    std::printf("%-14s %.1f ms\n", "first row", session.untilComplete());
     QList<double> steps;
     for (int i = 0; i < 40; ++i) {
         rest(stepMilliseconds);
         session.press(Qt::Key_Down);
-        const double took = session.untilPainted();
+        const double took = session.untilComplete();
         if (i >= 3)
             steps.append(took);
     }
@@ -140,7 +159,7 @@ void walk(const SegmentList& list)
         session.press(Qt::Key_Down);
         rest(repeatMilliseconds);
     }
-    std::printf("%-14s %.1f ms\n", "arrow held", session.untilPainted());
+    std::printf("%-14s %.1f ms\n", "arrow held", session.untilComplete());
     print("main thread", meter.stretches);
 }
 
@@ -150,7 +169,7 @@ void compareWithDecoding(const SegmentList& list)
     {
         Session session(list);
         for (qsizetype row = 0; row < list.events().size(); ++row) {
-            session.untilPainted();
+            session.untilComplete();
             session.press(Qt::Key_Down);
         }
     }
@@ -173,26 +192,41 @@ void openMany(const FileURL& video)
         list.payload->keepSegments.append({i, double(i), i + 1.0, 1});
     }
     list.segments = buildEditableSegments(*list.payload);
-    std::printf("%-14s %.1f ms\n", "10,000 events", Session(list).untilShown());
+    std::printf("%-14s %.1f ms\n", "10,000 events", Session(list).untilPainted());
+}
+
+/// What the detector makes of the film; it remembers films by itself.
+SegmentList parsed(const FileURL& video)
+{
+    const RuntimeConfiguration runtime = RuntimeResolver::resolve();
+    QProcess detector;
+    detector.start(runtime.pythonURL.path(), {runtime.detectorScriptURL.path(), video.path(), u"--json"_s});
+    detector.waitForFinished(-1);
+    SegmentList list;
+    list.videoURL = video;
+    list.payload = decodePayload(detector.readAllStandardOutput());
+    list.segments = buildEditableSegments(*list.payload);
+    return list;
 }
 
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    if (argc != 2)
+        qFatal("bench_review VIDEO");
+    const BenchApplication application(argc, argv);
+    const SegmentList list = parsed(FileURL::fromUserPath(QString::fromLocal8Bit(argv[1])));
     const QTemporaryDir cache;
     qputenv("XDG_CACHE_HOME", QFile::encodeName(cache.path()));
-    const BenchApplication application(argc, argv);
-    QFile result(argc == 3 ? QString::fromLocal8Bit(argv[2]) : QString());
-    if (!result.open(QIODevice::ReadOnly))
-        qFatal("bench_review VIDEO RESULT.json");
-    SegmentList list = decodeKestrelList(result.readAll()).list;
-    list.videoURL = FileURL::fromUserPath(QString::fromLocal8Bit(argv[1]));
     std::printf("%lld transitions\n", static_cast<long long>(list.events().size()));
-    openMany(*list.videoURL);
     walk(list);
-    std::printf("%-14s %.1f ms\n", "second look", Session(list).untilPainted());
+    std::printf("%-14s %.1f ms\n", "second look", Session(list).untilComplete());
     qputenv("XDG_CACHE_HOME", QFile::encodeName(cache.filePath(u"other"_s)));
     compareWithDecoding(list);
+    openMany(*list.videoURL);
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("%-14s %.0f MB\n", "memory", double(usage.ru_maxrss) / 1024);
     return 0;
 }

@@ -27,7 +27,10 @@ FrameFetch::FrameFetch(const FrameQuery& query, const FileURL& videoURL, const R
                  false,
                  niceness})
 {
-    m_process.onOutput = [this](const QByteArray& chunk) { m_reader.readPictures(chunk); };
+    m_process.onOutput = [this](const QByteArray& chunk) {
+        m_reader.readPictures(chunk);
+        tellProgress();
+    };
     m_process.onErrorOutput = [this](const QByteArray& chunk) { m_lines.append(chunk); };
     m_process.onEnd = [this] {
         m_lines.finish();
@@ -50,6 +53,15 @@ void FrameFetch::stop()
 {
     m_completion = nullptr;
     m_process.kill();
+}
+
+void FrameFetch::tellProgress()
+{
+    if (!m_completion || !onProgress || m_reader.pictureCount() <= m_picturesTold)
+        return;
+    m_picturesTold = m_reader.pictureCount();
+    if (const auto reply = soFar())
+        onProgress(*reply);
 }
 
 void FrameFetch::finish(const QString& failure)

@@ -23,19 +23,25 @@ public:
 
     [[nodiscard]] const FrameQuery& query() const { return m_reader.query(); }
     [[nodiscard]] bool isStopped() const { return !m_completion; }
+    /// What it has brought so far.
+    [[nodiscard]] std::optional<FrameReply> soFar() const { return m_reader.replySoFar(); }
     /// How far it has come: a time of the video.
     [[nodiscard]] double secondsReached() const { return m_reader.secondsReached(); }
 
+    /// Called when further pictures have come, with all that is known so far.
+    std::function<void(const FrameReply& soFar)> onProgress;
     /// Called when the process is gone, whether it was stopped or not.
     std::function<void()> onEnd;
 
 private:
     void finish(const QString& failure);
     [[nodiscard]] QString failure() const;
+    void tellProgress();
 
     FileURL m_videoURL;
     FrameReplyReader m_reader;
     LineSplitter m_lines;
     Completion m_completion;
+    qsizetype m_picturesTold = 0;
     ChildProcess m_process;
 };

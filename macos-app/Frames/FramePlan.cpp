@@ -10,6 +10,8 @@ constexpr qint64 toleranceMicroseconds = 500;
 constexpr double soonSeconds = 1;
 /// How many steps of an edge are looked ahead.
 constexpr int framesNearby = 3;
+/// A transition is not moved: no more pictures around a place than it shows.
+constexpr double picturesByTransition = 2.2;
 
 bool makesClip(const EditableSegment& segment)
 {
@@ -198,9 +200,10 @@ FramePlan planPlace(const EditableSegment& segment, double place, FrameSearch& s
 FramePlan planFrames(const ViewerContent& content, const ViewerSubject& subject, const std::optional<double>& place,
                      const FrameIndex& index, const VideoClock& clock)
 {
-    FrameSearch search(index, clock);
+    const bool isTransition = subject.kind == ViewerSubject::Kind::transition;
+    FrameSearch search(index, clock, isTransition ? picturesByTransition : FrameSearch::picturesByEdge);
     FramePlan plan;
-    if (subject.kind == ViewerSubject::Kind::transition && subject.row >= 0 && subject.row < content.events.size())
+    if (isTransition && subject.row >= 0 && subject.row < content.events.size())
         plan = planTransition(content, content.events[subject.row], search);
     else if (subject.kind == ViewerSubject::Kind::segment && subject.row >= 0 && subject.row < content.segments.size())
         plan = place ? planPlace(content.segments[subject.row], *place, search)

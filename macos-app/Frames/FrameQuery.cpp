@@ -15,7 +15,7 @@ constexpr double pictureSlackSeconds = 0.05;
 /// How much earlier to begin where the first frames after a seek may be lost: the usual distance of key frames.
 constexpr double inexactSeekSeconds = 10;
 /// More pictures than this are never drawn in one call.
-constexpr int mostPictures = 48;
+constexpr int mostPictures = 128;
 
 QString secondsWord(double seconds)
 {
@@ -41,9 +41,10 @@ QString selection(const FrameQuery& query)
 QStringList pictureArguments(const FrameQuery& query, const QString& videoPath)
 {
     const QString filters =
-        u"trim=duration=%1,showinfo,select='%2',scale=w='max(1,min(%3,%4*dar))':h='max(1,min(%4,%3/dar))',showinfo,"
-        "settb=1/25,setpts=N"_s.arg(secondsWord(static_cast<double>(query.lengthMilliseconds) / 1000), selection(query),
-                                    QString::number(query.box.width()), QString::number(query.box.height()));
+        u"trim=duration=%1,showinfo=checksum=0,select='%2',scale=w='max(1,min(%3,%4*dar))':h='max(1,min(%4,%3/dar))',"
+        "showinfo=checksum=0,settb=1/25,setpts=N"_s.arg(
+            secondsWord(static_cast<double>(query.lengthMilliseconds) / 1000), selection(query),
+            QString::number(query.box.width()), QString::number(query.box.height()));
     // The stream is chosen as for a clip. The last two filters and the rate keep ffmpeg from evening out the frames.
     return {u"-nostdin"_s, u"-hide_banner"_s, u"-nostats"_s,   u"-copyts"_s, u"-ss"_s, secondsWord(query.fromSeconds()),
             u"-i"_s,       videoPath,         u"-an"_s,        u"-sn"_s,     u"-dn"_s, u"-vf"_s,
@@ -129,4 +130,10 @@ QStringList FrameQuery::arguments(const QString& videoPath) const
 bool FrameQuery::touches(const FrameNeed& need) const
 {
     return need.from < toSeconds() && fromSeconds() < need.to;
+}
+
+bool FrameQuery::serves(const FrameNeed& need) const
+{
+    return std::any_of(needs.begin(), needs.end(),
+                       [&need](const FrameNeed& served) { return need.from < served.to && served.from < need.to; });
 }

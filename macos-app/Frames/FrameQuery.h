@@ -31,4 +31,6 @@ struct FrameQuery
     [[nodiscard]] double toSeconds() const { return static_cast<double>(fromMilliseconds + lengthMilliseconds) / 1000; }
     /// Whether the stretch and a need have anything in common.
     [[nodiscard]] bool touches(const FrameNeed& need) const;
+    /// Whether it was asked for that need, or for another at the same place.
+    [[nodiscard]] bool serves(const FrameNeed& need) const;
 };

@@ -107,6 +107,17 @@ std::optional<FrameReply> FrameReplyReader::reply() const
     return m_query.readsPackets ? packetReply() : decodedReply();
 }
 
+/// A decoder hands frames over in their order, so that all before the last one are known.
+std::optional<FrameReply> FrameReplyReader::replySoFar() const
+{
+    if (m_query.readsPackets || m_frames.isEmpty() || !std::is_sorted(m_frames.begin(), m_frames.end()))
+        return std::nullopt;
+    auto reply = decodedReply();
+    if (reply)
+        reply->to = m_frames.last();
+    return reply;
+}
+
 std::optional<FrameReply> FrameReplyReader::packetReply() const
 {
     if (!m_packets.tellFrames())
@@ -148,7 +159,7 @@ std::optional<FrameReply> FrameReplyReader::decodedReply() const
                         [last](const FrameNeed& need) { return last < need.from; }))
             reply.to = FrameIndex::end;
     }
-    for (qsizetype i = 0; i < std::min(m_images.size(), m_drawnFrames.size()); ++i) {
+    for (qsizetype i = 0; i < pictureCount(); ++i) {
         // Of several frames at one time a clip begins with the first.
         if (m_drawnFrames[i] && m_drawnFrames.indexOf(m_drawnFrames[i]) == i)
             reply.pictures.append({*m_drawnFrames[i], m_images[i], m_sourceSize, m_query.box});

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QImage>
 
+#include <algorithm>
 #include <optional>
 
 /// A frame as a picture, turned upright and fitted into a box.
@@ -50,6 +51,10 @@ public:
     [[nodiscard]] const FrameQuery& query() const { return m_query; }
     /// Once ffmpeg has ended well; nothing when it found no video at all, or packets that do not tell the frames.
     [[nodiscard]] std::optional<FrameReply> reply() const;
+    /// The same from what has been decoded so far; nothing while it would tell nothing, or what may yet change.
+    [[nodiscard]] std::optional<FrameReply> replySoFar() const;
+    /// Pictures that have come.
+    [[nodiscard]] qsizetype pictureCount() const { return std::min(m_images.size(), m_drawnFrames.size()); }
     /// The time of the frame, or of the packet, that was read last; 0 while there is none.
     [[nodiscard]] double secondsReached() const;
     /// The last line that is neither empty nor about a frame: ffmpeg's reason, when it failed.

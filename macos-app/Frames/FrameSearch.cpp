@@ -6,16 +6,16 @@ namespace {
 
 /// How far around a place frames are asked for, in frames: enough to step a few times before asking again.
 constexpr double framesAround = 9.5;
-constexpr double picturesAround = 3.5;
 /// A gap without frames is searched in strides that grow by this factor.
 constexpr int strideGrowth = 4;
 
 } // namespace
 
-FrameSearch::FrameSearch(const FrameIndex& index, const VideoClock& clock)
+FrameSearch::FrameSearch(const FrameIndex& index, const VideoClock& clock, double picturesAround)
     : m_index(index)
     , m_clock(clock)
     , m_frameSeconds(1 / std::clamp(clock.framesPerSecond(), 5.0, 240.0))
+    , m_picturesAround(picturesAround)
 {}
 
 FrameAnswer FrameSearch::firstFrom(qint64 ticks, FrameUse use)
@@ -25,7 +25,7 @@ FrameAnswer FrameSearch::firstFrom(qint64 ticks, FrameUse use)
         const double asked = m_clock.secondsAt(ticks);
         const double known = m_clock.secondsAt(answer.ticks);
         const double margin = framesAround * m_frameSeconds;
-        const double pictures = picturesAround * m_frameSeconds;
+        const double pictures = m_picturesAround * m_frameSeconds;
         FrameNeed need = {answer.ticks == ticks ? known - margin : known, known + margin};
         if (use == FrameUse::shown) {
             need.picturesFrom = asked - pictures;
@@ -43,7 +43,7 @@ FrameAnswer FrameSearch::lastBefore(qint64 ticks)
         const double asked = m_clock.secondsAt(ticks);
         const double known = m_clock.secondsAt(answer.ticks);
         const double margin = framesAround * m_frameSeconds;
-        const double pictures = picturesAround * m_frameSeconds;
+        const double pictures = m_picturesAround * m_frameSeconds;
         note({known - std::max(margin, strideGrowth * (asked - known)), answer.ticks == ticks ? known + margin : known,
               known - pictures, asked + pictures});
     }

@@ -28,7 +28,10 @@ enum class FrameUse {
 class FrameSearch final
 {
 public:
-    FrameSearch(const FrameIndex& index, const VideoClock& clock);
+    /// How far around an edge pictures are wanted, in frames: some steps of it.
+    static constexpr double picturesByEdge = 3.5;
+
+    FrameSearch(const FrameIndex& index, const VideoClock& clock, double picturesAround = picturesByEdge);
 
     [[nodiscard]] FrameAnswer firstFrom(qint64 ticks, FrameUse use = FrameUse::shown);
     [[nodiscard]] FrameAnswer lastBefore(qint64 ticks);
@@ -48,5 +51,6 @@ private:
     const FrameIndex& m_index;
     const VideoClock& m_clock;
     double m_frameSeconds;
+    double m_picturesAround;
     QList<FrameNeed> m_needs;
 };

@@ -14,9 +14,24 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize usualShape(16, 9);
-/// Needs that lie this close are read in one go: decoding on is cheaper than decoding from a key frame once more.
-constexpr double mergedGapSeconds = 2;
-constexpr double longestMergedSeconds = 10;
+/// Which needs are read in one go: those so close that decoding on costs less than another process, which begins at the
+/// key frame before its need.
+struct Merging
+{
+    double gapSeconds;
+    double longestSeconds;
+};
+constexpr Merging forNow = {2, 10};
+/// Pictures come as they are decoded, so nobody waits for the end of it.
+constexpr Merging forLater = {5, 30};
+/// One call draws only so many. Needs around one place overlap, so this counts most of them twice.
+constexpr double mostMergedPictures = 200;
+
+/// How many pictures a need may bring.
+double pictureCount(const FrameNeed& need, const VideoClock& clock)
+{
+    return need.wantsPictures() ? (need.picturesTo - need.picturesFrom) * clock.framesPerSecond() + 1 : 0;
+}
 
 bool touch(const FrameNeed& left, const FrameNeed& right)
 {
@@ -42,6 +57,7 @@ FrameSource::FrameSource(qsizetype cacheBytes)
 
 FrameSource::~FrameSource()
 {
+    stopFetches();
     m_storeThread.waitForDone();
 }
 
@@ -57,7 +73,7 @@ void FrameSource::setVideo(const FileURL& videoURL, double framesPerSecond)
     m_index = {};
     m_pictures.clear();
     m_stored.clear();
-    m_onDisk.clear();
+    m_storedBytes = 0;
     m_shape = usualShape;
     m_needs.clear();
     m_ahead.clear();
@@ -83,7 +99,7 @@ void FrameSource::setProcessLimit(int limit)
 {
     m_processLimit = limit;
     for (auto i = static_cast<std::size_t>(limit); i < m_fetches.size(); ++i)
-        m_fetches[i]->stop();
+        stop(*m_fetches[i]);
     startNext();
 }
 
@@ -101,7 +117,7 @@ void FrameSource::request(const QList<FrameNeed>& needs, const QList<FrameNeed>&
         const auto isServed = [&fetch](const FrameNeed& need) { return fetch->query().touches(need); };
         if (!fetch->isStopped() && std::none_of(needs.begin(), needs.end(), isServed) &&
             std::none_of(ahead.begin(), ahead.end(), isServed))
-            fetch->stop();
+            stop(*fetch);
     }
     startNext();
 }
@@ -134,6 +150,7 @@ void FrameSource::startNext()
 QList<FrameNeed> FrameSource::nextNeeds() const
 {
     QList<FrameNeed> open;
+    Merging merging = forNow;
     for (const QList<FrameNeed>& list : {m_needs, m_ahead}) {
         for (const FrameNeed& need : list) {
             if (!failure(need) && !isBeingServed(need))
@@ -143,19 +160,25 @@ QList<FrameNeed> FrameSource::nextNeeds() const
             std::any_of(m_needs.begin(), m_needs.end(), [this](const FrameNeed& need) { return isBeingServed(need); });
         if (!open.isEmpty() || isWorking)
             break;
+        merging = forLater;
     }
     if (open.isEmpty())
         return {};
     QList<FrameNeed> merged = {open.takeFirst()};
     double from = merged.first().from;
     double to = merged.first().to;
+    double pictures = pictureCount(merged.first(), m_clock);
     for (bool grown = true; grown;) {
         grown = false;
         for (qsizetype i = 0; i < open.size(); ++i) {
             const FrameNeed need = open[i];
-            const bool isClose = need.from < to + mergedGapSeconds && need.to > from - mergedGapSeconds;
-            if (!isClose || std::max(to, need.to) - std::min(from, need.from) > longestMergedSeconds)
+            const bool isClose = need.from < to + merging.gapSeconds && need.to > from - merging.gapSeconds;
+            const bool isLong = std::max(to, need.to) - std::min(from, need.from) > merging.longestSeconds;
+            if (!isClose || isLong)
                 continue;
+            pictures += pictureCount(need, m_clock);
+            if (pictures > mostMergedPictures)
+                return merged;
             from = std::min(from, need.from);
             to = std::max(to, need.to);
             merged.append(open.takeAt(i));
@@ -169,7 +192,7 @@ QList<FrameNeed> FrameSource::nextNeeds() const
 bool FrameSource::isBeingServed(const FrameNeed& need) const
 {
     return std::any_of(m_fetches.begin(), m_fetches.end(),
-                       [&need](const auto& fetch) { return !fetch->isStopped() && fetch->query().touches(need); });
+                       [&need](const auto& fetch) { return !fetch->isStopped() && fetch->query().serves(need); });
 }
 
 void FrameSource::startFetch(const QList<FrameNeed>& needs)
@@ -181,6 +204,12 @@ void FrameSource::startFetch(const QList<FrameNeed>& needs)
             take(query, reply, failure);
         }));
     FrameFetch* fetch = m_fetches.back().get();
+    fetch->onProgress = [this](const FrameReply& soFar) {
+        if (!m_isClockKnown || soFar.clock != m_clock)
+            return;
+        learn(soFar);
+        announceChange();
+    };
     fetch->onEnd = [this, fetch] { removeFetch(fetch); };
     fetch->start();
 }
@@ -205,7 +234,7 @@ void FrameSource::take(const FrameQuery& query, const std::optional<FrameReply>&
         m_index = {};
         m_pictures.clear();
         m_stored.clear();
-        m_onDisk.clear();
+        m_storedBytes = 0;
         m_tried.clear();
     }
     learn(*reply);
@@ -216,9 +245,18 @@ void FrameSource::learn(const FrameReply& reply)
 {
     m_index.learn(reply.from, reply.to, reply.frames);
     for (const FramePicture& picture : reply.pictures) {
-        m_shape = picture.image.size();
+        learnShape(picture.image.size());
         m_pictures.insert(picture.ticks, new FramePicture(picture), picture.image.sizeInBytes());
     }
+}
+
+/// Sizes are rounded: what differs by less than a fiftieth is the same shape, which stays as it was.
+void FrameSource::learnShape(QSize size)
+{
+    const qint64 one = qint64(m_shape.width()) * size.height();
+    const qint64 other = qint64(m_shape.height()) * size.width();
+    if (std::abs(one - other) * 50 > one)
+        m_shape = size;
 }
 
 const FramePicture* FrameSource::picture(qint64 ticks) const
@@ -233,6 +271,19 @@ const FramePicture* FrameSource::picture(qint64 ticks) const
     }
     m_pictures.insert(ticks, new FramePicture(*picture), picture->image.sizeInBytes());
     return m_pictures.object(ticks);
+}
+
+bool FrameSource::hasPicture(qint64 ticks, QSize room) const
+{
+    const auto fills = [room](QSize box) { return room.boundedTo(box) == room; };
+    const FramePicture* kept = m_pictures.object(ticks);
+    const auto stored = m_stored.constFind(ticks);
+    return (kept && fills(kept->box)) || (stored != m_stored.constEnd() && fills(stored->box));
+}
+
+bool FrameSource::keepsSmallPictures() const
+{
+    return m_storeName && m_storedBytes < m_store->mostBytesOfVideo();
 }
 
 // On disk
@@ -261,29 +312,48 @@ void FrameSource::takeStored(const QList<StoredReply>& replies)
         if (stored.times.clock != m_clock)
             continue;
         learn(stored.times);
-        for (const StoredPicture& picture : stored.pictures) {
-            m_stored.insert(picture.ticks, picture);
-            m_onDisk.insert(picture.ticks);
-        }
+        keepSmall(stored.pictures);
     }
     if (!m_stored.isEmpty()) {
         if (const auto first = m_stored.constBegin()->picture())
-            m_shape = first->image.size();
+            learnShape(first->image.size());
     }
     startNext();
     announceChange();
 }
 
-/// Times, and those pictures that are not on disk yet.
+void FrameSource::keepSmall(const QList<StoredPicture>& pictures)
+{
+    for (const StoredPicture& picture : pictures) {
+        if (!keepsSmallPictures())
+            return;
+        m_storedBytes += picture.jpeg.size() - m_stored.value(picture.ticks).jpeg.size();
+        m_stored.insert(picture.ticks, picture);
+    }
+}
+
+/// Times, and those pictures that are not kept yet.
 void FrameSource::store(const FrameReply& reply)
 {
     if (!m_store || !m_storeName)
         return;
     FrameReply news = reply;
-    news.pictures.removeIf([this](const FramePicture& picture) { return m_onDisk.contains(picture.ticks); });
-    for (const FramePicture& picture : std::as_const(news.pictures))
-        m_onDisk.insert(picture.ticks);
-    m_storeThread.start([store = *m_store, name = *m_storeName, news] { store.append(name, news); });
+    news.pictures.removeIf([this](const FramePicture& picture) {
+        const QSize small = picture.box.boundedTo(PictureStore::box);
+        return small.boundedTo(m_stored.value(picture.ticks).box) == small;
+    });
+    m_storeThread.start([self = QPointer(this), store = *m_store, name = *m_storeName, news] {
+        StoredReply small = {news, {}};
+        small.times.pictures.clear();
+        for (const FramePicture& picture : news.pictures)
+            small.pictures.append(StoredPicture::of(picture));
+        store.append(name, small);
+        const auto keep = [self, name, small] {
+            if (self && self->m_storeName == name && self->m_clock == small.times.clock)
+                self->keepSmall(small.pictures);
+        };
+        QMetaObject::invokeMethod(QCoreApplication::instance(), keep, Qt::QueuedConnection);
+    });
 }
 
 /// Called inside the fetch's own callback, so the fetch goes later.
@@ -316,5 +386,14 @@ void FrameSource::announceChange()
 void FrameSource::stopFetches()
 {
     for (const auto& fetch : m_fetches)
-        fetch->stop();
+        stop(*fetch);
+}
+
+/// What was brought until now is not lost.
+void FrameSource::stop(FrameFetch& fetch)
+{
+    const auto soFar = fetch.isStopped() ? std::nullopt : fetch.soFar();
+    fetch.stop();
+    if (soFar && m_isClockKnown && soFar->clock == m_clock)
+        store(*soFar);
 }

@@ -6,7 +6,6 @@
 #include <QCache>
 #include <QHash>
 #include <QObject>
-#include <QSet>
 #include <QThreadPool>
 
 #include <memory>
@@ -48,6 +47,10 @@ public:
     [[nodiscard]] const FrameIndex& index() const { return m_index; }
     /// Valid until the event loop runs again; null when that frame is not kept.
     [[nodiscard]] const FramePicture* picture(qint64 ticks) const;
+    /// Whether it is kept, large enough for that room. One on disk is believed to be sound until it is shown.
+    [[nodiscard]] bool hasPicture(qint64 ticks, QSize room) const;
+    /// Whether small copies of further pictures are kept, so that none is fetched twice for a box of the store's size.
+    [[nodiscard]] bool keepsSmallPictures() const;
     /// The shape of the pictures, in any unit; the usual one until the first has come.
     [[nodiscard]] QSize shape() const { return m_shape; }
     /// Why a need is not met, when it was tried in vain.
@@ -72,11 +75,14 @@ private:
     void startFetch(const QList<FrameNeed>& needs);
     void take(const FrameQuery& query, const std::optional<FrameReply>& reply, const QString& failure);
     void learn(const FrameReply& reply);
+    void learnShape(QSize size);
     void loadStored();
     void takeStored(const QList<StoredReply>& replies);
+    void keepSmall(const QList<StoredPicture>& pictures);
     void store(const FrameReply& reply);
     void removeFetch(FrameFetch* fetch);
     void stopFetches();
+    void stop(FrameFetch& fetch);
     void announceChange();
 
     FileURL m_videoURL;
@@ -90,8 +96,8 @@ private:
     bool m_mayReadPackets = true; ///< until they have told less than a decoder
     FrameIndex m_index;
     mutable QCache<qint64, FramePicture> m_pictures;
-    mutable QHash<qint64, StoredPicture> m_stored; ///< from disk, not necessarily among the pictures
-    QSet<qint64> m_onDisk;                         ///< those, and what has been written since
+    mutable QHash<qint64, StoredPicture> m_stored; ///< small ones, not necessarily among the pictures
+    qint64 m_storedBytes = 0;
     QSize m_shape;
     QList<Failure> m_failures;
     QList<FrameNeed> m_tried;

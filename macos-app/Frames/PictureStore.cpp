@@ -28,11 +28,7 @@ const QString ending = u".pictures"_s;
 const QByteArray word = "Kestrel1";
 constexpr qsizetype digestBytes = 20;
 constexpr qsizetype headBytes = 8 + 4 + digestBytes;
-/// Pictures are shrunk into this.
-constexpr QSize smallBox(400, 400);
-constexpr int quality = 88;
-/// Of all that is kept one video may take this part.
-constexpr qint64 partOfVideo = 4;
+constexpr int quality = 85;
 
 QByteArray digest(const QByteArray& payload)
 {
@@ -45,21 +41,15 @@ QJsonValue json(qint64 number)
     return QString::number(number);
 }
 
-QByteArray encode(const FrameReply& reply)
+QByteArray encode(const StoredReply& stored)
 {
+    const FrameReply& reply = stored.times;
     QJsonArray pictures;
     QByteArray images;
-    for (const FramePicture& picture : reply.pictures) {
-        const bool isSmall = picture.image.width() <= smallBox.width() && picture.image.height() <= smallBox.height();
-        const QImage image =
-            isSmall ? picture.image : picture.image.scaled(smallBox, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-        QBuffer jpeg;
-        if (!image.save(&jpeg, "JPEG", quality))
-            continue;
-        const QSize box = isSmall ? picture.box : smallBox;
+    for (const StoredPicture& picture : stored.pictures) {
         pictures.append(QJsonArray{json(picture.ticks), picture.sourceSize.width(), picture.sourceSize.height(),
-                                   box.width(), box.height(), jpeg.size()});
-        images += jpeg.data();
+                                   picture.box.width(), picture.box.height(), picture.jpeg.size()});
+        images += picture.jpeg;
     }
     const VideoClock& clock = reply.clock;
     QJsonArray frames;
@@ -116,13 +106,25 @@ std::optional<StoredReply> decode(const QByteArray& payload)
 
 } // namespace
 
+StoredPicture StoredPicture::of(const FramePicture& picture)
+{
+    const QSize size = picture.image.size();
+    const bool isSmall = size.boundedTo(PictureStore::box) == size;
+    const QImage image = isSmall
+                             ? picture.image
+                             : picture.image.scaled(PictureStore::box, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    QBuffer jpeg;
+    image.save(&jpeg, "JPEG", quality);
+    return {picture.ticks, picture.sourceSize, isSmall ? picture.box : PictureStore::box, jpeg.data()};
+}
+
 std::optional<FramePicture> StoredPicture::picture() const
 {
     QByteArray bytes = jpeg;
     QBuffer buffer(&bytes);
     QImageReader reader(&buffer, "JPEG");
     const QSize size = reader.size();
-    if (sourceSize.isEmpty() || size.isEmpty() || size.width() > smallBox.width() || size.height() > smallBox.height())
+    if (sourceSize.isEmpty() || size.isEmpty() || size.boundedTo(PictureStore::box) != size)
         return std::nullopt;
     const QImage image = reader.read().convertToFormat(QImage::Format_RGB32);
     return image.isNull() ? std::nullopt : std::optional(FramePicture{ticks, image, sourceSize, box});
@@ -143,7 +145,7 @@ QList<StoredReply> PictureStore::load(const QString& name) const
 {
     QList<StoredReply> replies;
     QFile file(pathOf(name));
-    if (!open(file, O_RDWR) || file.size() > m_mostBytes)
+    if (!open(file, O_RDWR) || file.size() > mostBytesOfVideo())
         return replies;
     const QByteArray bytes = file.readAll();
     ::futimens(file.handle(), nullptr); // it was looked at now
@@ -162,7 +164,7 @@ QList<StoredReply> PictureStore::load(const QString& name) const
 }
 
 /// One write, so that another Kestrel's lies before or behind it.
-void PictureStore::append(const QString& name, const FrameReply& reply) const
+void PictureStore::append(const QString& name, const StoredReply& reply) const
 {
     const QByteArray payload = encode(reply);
     QByteArray length(4, '\0');
@@ -171,7 +173,7 @@ void PictureStore::append(const QString& name, const FrameReply& reply) const
     if (!QDir().mkpath(m_folder) || !open(file, O_RDWR | O_APPEND | O_CREAT))
         return;
     const QByteArray record = word + length + digest(payload) + payload;
-    if (file.size() + record.size() > m_mostBytes / partOfVideo)
+    if (file.size() + record.size() > mostBytesOfVideo())
         return;
     const qint64 before = file.size();
     if (::write(file.handle(), record.constData(), static_cast<std::size_t>(record.size())) != record.size())

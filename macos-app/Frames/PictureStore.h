@@ -14,6 +14,8 @@ struct StoredPicture
     QSize box;
     QByteArray jpeg;
 
+    /// Shrunk into the box of the store; without data when it cannot be encoded.
+    [[nodiscard]] static StoredPicture of(const FramePicture& picture);
     /// Nothing when it is damaged, or is not of the size that it claims.
     [[nodiscard]] std::optional<FramePicture> picture() const;
 };
@@ -31,6 +33,9 @@ struct StoredReply
 class PictureStore final
 {
 public:
+    /// Device pixels into which pictures are shrunk.
+    static constexpr QSize box = {480, 480};
+
     explicit PictureStore(QString folder, qint64 mostBytes = qint64(256) * 1024 * 1024)
         : m_folder(std::move(folder))
         , m_mostBytes(mostBytes)
@@ -42,7 +47,9 @@ public:
     [[nodiscard]] static std::optional<QString> nameFor(const FileURL& video);
     [[nodiscard]] QList<StoredReply> load(const QString& name) const;
     /// Adds a reply, if there is room for it.
-    void append(const QString& name, const FrameReply& reply) const;
+    void append(const QString& name, const StoredReply& reply) const;
+    /// What one video may take of all that is kept.
+    [[nodiscard]] qint64 mostBytesOfVideo() const { return m_mostBytes / 4; }
 
 private:
     [[nodiscard]] QString pathOf(const QString& name) const;

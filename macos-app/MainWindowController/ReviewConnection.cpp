@@ -45,6 +45,7 @@ void ReviewConnection::connectList()
 void ReviewConnection::connectReview()
 {
     m_review = new ReviewWindow(&m_window);
+    m_review->setAttribute(Qt::WA_DeleteOnClose); // its order lasts no longer
     m_review->setSplitRunning(m_isSplitRunning);
     m_review->addCommands(
         {m_window.findChild<QAction*>(u"undoListAction"_s), m_window.findChild<QAction*>(u"redoListAction"_s)});
@@ -87,14 +88,14 @@ void ReviewConnection::open()
 
 void ReviewConnection::refresh()
 {
-    if (m_review && m_review->isVisible())
+    if (m_review)
         m_review->setContent(m_window.segmentList->list(), m_content());
 }
 
 void ReviewConnection::followTable()
 {
     const int row = m_window.eventTableView->currentIndex().row();
-    if (m_review && m_review->isVisible() && row >= 0)
+    if (m_review && row >= 0)
         m_review->setCurrentEvent(row);
 }
 

@@ -3,6 +3,7 @@
 #include "Frames/ViewerContent.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <functional>
 
@@ -31,7 +32,7 @@ private:
 
     MainWindow& m_window;
     const std::function<ViewerContent()> m_content;
-    ReviewWindow* m_review = nullptr; ///< made when it is first opened; owned by the main window
+    QPointer<ReviewWindow> m_review; ///< while it is open; owned by the main window
     QAction* m_action;
     bool m_isSplitRunning = false;
 };

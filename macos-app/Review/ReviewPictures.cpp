@@ -15,11 +15,12 @@ namespace {
 /// While rows rush past, nothing is fetched; that long a row must stay.
 constexpr int restMilliseconds = 60;
 constexpr int mostProcesses = 2;
-constexpr qsizetype pictureBytes = qsizetype(180) * 1024 * 1024;
+/// What is on disk, at most 64 MB of one video, is kept as it is there besides.
+constexpr qsizetype pictureBytes = qsizetype(130) * 1024 * 1024;
 /// The rows to have at hand whichever way the user steps.
 constexpr int rowsBack = 4;
 /// So much is asked for at a time, the most important first.
-constexpr int mostNeedsAhead = 24;
+constexpr int mostNeedsAhead = 100;
 constexpr int mostPicturesOfRow = 5;
 
 } // namespace
@@ -54,8 +55,10 @@ void ReviewPictures::setContent(const ViewerContent& content)
     m_content = content;
     m_videoModified = modified;
     m_plans.clear();
-    if (isOtherVideo)
+    if (isOtherVideo) {
+        m_complete.clear();
         m_source.setVideo(videoURL, content.framesPerSecond.value_or(0));
+    }
     Q_EMIT changed();
     fetch();
 }
@@ -161,10 +164,10 @@ QList<FrameNeed> ReviewPictures::missing(int event, bool mayBeSmall) const
 {
     const FramePlan& plan = planOf(event);
     QList<FrameNeed> needs = plan.needs;
+    const QSize room = mayBeSmall ? QSize() : m_source.box();
     for (const PlannedFrame& planned : plan.frames) {
         const qint64 ticks = planned.frame.ticks;
-        const FramePicture* picture = planned.frame.isKnown() ? m_source.picture(ticks) : nullptr;
-        if (planned.frame.isKnown() && (!picture || !(mayBeSmall || picture->fills(m_source.box()))))
+        if (planned.frame.isKnown() && !m_source.hasPicture(ticks, room))
             needs.append(FrameSearch::pictureNeed(m_source.clock(), ticks));
     }
     return needs;
@@ -184,32 +187,55 @@ QString ReviewPictures::missingText(const FramePlan& plan, const FrameAnswer& fr
 
 QList<FrameNeed> ReviewPictures::missingAhead() const
 {
-    QList<int> places;
-    for (int place = m_firstInSight; place <= m_lastInSight; ++place)
-        places.append(place);
-    const int ahead = rowsAhead();
-    for (int step = 1; step <= ahead; ++step) {
-        places.append(m_current + step);
-        if (step <= rowsBack)
-            places.append(m_current - step);
-    }
     QList<FrameNeed> needs;
-    for (const int place : std::as_const(places)) {
-        if (place >= 0 && place < m_events.size())
-            needs += missing(m_events[place], m_isBoxForCurrentAlone);
-        needs.removeIf([this](const FrameNeed& need) { return m_source.failure(need).has_value(); });
+    for (const int place : placesAhead()) {
+        const int event = m_events[place];
+        QList<FrameNeed> missed = missing(event, m_isBoxForCurrentAlone);
+        if (missed.isEmpty())
+            m_complete.insert(event);
+        missed.removeIf([this](const FrameNeed& need) { return m_source.failure(need).has_value(); });
+        needs += missed;
         if (needs.size() >= mostNeedsAhead)
             break;
     }
     return needs;
 }
 
-/// As many as the memory holds beside those behind, so that nothing is fetched twice.
-int ReviewPictures::rowsAhead() const
+/// Those in sight, then those that the memory holds around the current one, then, where small copies will do, the
+/// others that have not been looked at yet.
+QList<int> ReviewPictures::placesAhead() const
+{
+    const int count = static_cast<int>(m_events.size());
+    QList<int> places;
+    const auto add = [&](int place) {
+        if (place >= 0 && place < count)
+            places.append(place);
+    };
+    for (int place = m_firstInSight; place <= m_lastInSight; ++place)
+        add(place);
+    const int near = rowsInMemory();
+    for (int step = 1; step <= near; ++step) {
+        add(m_current + step);
+        if (step <= rowsBack)
+            add(m_current - step);
+    }
+    const QSize box = m_source.box();
+    if (box.boundedTo(PictureStore::box) != box || !m_source.keepsSmallPictures())
+        return places;
+    for (int step = near + 1; step < count; ++step) {
+        const int place = (m_current + step) % count;
+        if (!m_complete.contains(m_events[place]))
+            places.append(place);
+    }
+    return places;
+}
+
+/// Beside those behind, so that nothing is fetched twice.
+int ReviewPictures::rowsInMemory() const
 {
     const QSize box = m_source.box();
     const qsizetype bytesOfRow = qsizetype(4) * box.width() * box.height() * mostPicturesOfRow;
-    return static_cast<int>(std::clamp<qsizetype>(pictureBytes / 2 / bytesOfRow, rowsBack, m_events.size() + rowsBack));
+    return static_cast<int>(std::max<qsizetype>(pictureBytes / 2 / bytesOfRow, rowsBack));
 }
 
 void ReviewPictures::fetch()

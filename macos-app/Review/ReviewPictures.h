@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <QTimer>
 
 /// One picture of a row: which it is, and what is to be seen of it.
@@ -17,7 +18,7 @@ struct ReviewPicture
 };
 
 /// The pictures of all transitions, fetched before they are wanted: those of the current row, then those around it,
-/// then onwards in the order shown, as many as the memory holds.
+/// then onwards in the order shown, as long as they are kept.
 class ReviewPictures final : public QObject
 {
     Q_OBJECT
@@ -55,13 +56,15 @@ private:
     [[nodiscard]] QList<FrameNeed> missing(int event, bool mayBeSmall) const;
     [[nodiscard]] QString missingText(const FramePlan& plan, const FrameAnswer& frame) const;
     [[nodiscard]] QList<FrameNeed> missingAhead() const;
-    [[nodiscard]] int rowsAhead() const;
+    [[nodiscard]] QList<int> placesAhead() const;
+    [[nodiscard]] int rowsInMemory() const;
     void fetch();
 
     ViewerContent m_content;
     QDateTime m_videoModified;
     FrameSource m_source;
     mutable QHash<int, FramePlan> m_plans; ///< by event, until more is known
+    mutable QSet<int> m_complete;          ///< events whose pictures had all come
     QList<int> m_events;
     int m_current = -1;
     int m_firstInSight = 0;

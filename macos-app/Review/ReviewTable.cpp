@@ -11,6 +11,12 @@ namespace {
 /// After so long a rest a typed time begins anew.
 constexpr qint64 restMilliseconds = 2000;
 
+/// A key that is held for another one, as Shift for the colon.
+bool isModifier(int key)
+{
+    return (key >= Qt::Key_Shift && key <= Qt::Key_ScrollLock) || key == Qt::Key_AltGr;
+}
+
 } // namespace
 
 ReviewTable::ReviewTable(QWidget* parent)
@@ -30,8 +36,18 @@ ReviewTable::ReviewTable(QWidget* parent)
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
 }
 
+bool ReviewTable::event(QEvent* event)
+{
+    if (event->type() != QEvent::InputMethodQuery)
+        return QTableView::event(event);
+    static_cast<QInputMethodQueryEvent*>(event)->setValue(Qt::ImEnabled, false); // digits are keys here
+    return true;
+}
+
 void ReviewTable::keyPressEvent(QKeyEvent* event)
 {
+    if (isModifier(event->key()))
+        return;
     const QString text = event->text();
     const bool isPlain = !(event->modifiers() & ~(Qt::KeypadModifier | Qt::ShiftModifier));
     const bool isOfTime = text.size() == 1 && (text[0].isDigit() || text == u":" || text == u"：" || text == u".");

@@ -147,8 +147,11 @@ QLayout* ReviewWindow::arrangementRow()
         goToRow(0); // another order is begun at its top
     });
     connect(m_filterBox, &QComboBox::currentIndexChanged, this, &ReviewWindow::arrange);
-    for (const QComboBox* box : {m_orderBox, m_filterBox})
-        connect(box, &QComboBox::activated, m_table, qOverload<>(&QWidget::setFocus));
+    connect(m_orderBox, &QComboBox::activated, m_table, qOverload<>(&QWidget::setFocus));
+    connect(m_filterBox, &QComboBox::activated, this, [this](int filter) {
+        filter == besideShort ? m_secondsField->setFocus() : m_table->setFocus();
+        m_secondsField->selectAll();
+    });
     connect(m_secondsField, &QDoubleSpinBox::valueChanged, this, &ReviewWindow::arrange);
     auto* row = new QHBoxLayout;
     row->addWidget(m_orderBox);
@@ -424,7 +427,10 @@ void ReviewWindow::hideEvent(QHideEvent* event)
 /// What the list has not used.
 void ReviewWindow::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() != Qt::Key_Escape)
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && m_secondsField->hasFocus())
+        m_table->setFocus();
+    else if (event->key() != Qt::Key_Escape)
         QWidget::keyPressEvent(event);
     else if (m_delegate->isLarge())
         toggleLarge();
