@@ -147,11 +147,8 @@ QLayout* ReviewWindow::arrangementRow()
         goToRow(0); // another order is begun at its top
     });
     connect(m_filterBox, &QComboBox::currentIndexChanged, this, &ReviewWindow::arrange);
-    connect(m_orderBox, &QComboBox::activated, m_table, qOverload<>(&QWidget::setFocus));
-    connect(m_filterBox, &QComboBox::activated, this, [this](int filter) {
-        filter == besideShort ? m_secondsField->setFocus() : m_table->setFocus();
-        m_secondsField->selectAll();
-    });
+    for (QComboBox* box : {m_orderBox, m_filterBox})
+        box->setFocusPolicy(Qt::TabFocus); // a click leaves the keys with the list
     connect(m_secondsField, &QDoubleSpinBox::valueChanged, this, &ReviewWindow::arrange);
     auto* row = new QHBoxLayout;
     row->addWidget(m_orderBox);
@@ -427,8 +424,7 @@ void ReviewWindow::hideEvent(QHideEvent* event)
 /// What the list has not used.
 void ReviewWindow::keyPressEvent(QKeyEvent* event)
 {
-    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (isEnter && m_secondsField->hasFocus())
+    if (m_secondsField->hasFocus() && event->matches(QKeySequence::InsertParagraphSeparator)) // Enter
         m_table->setFocus();
     else if (event->key() != Qt::Key_Escape)
         QWidget::keyPressEvent(event);
