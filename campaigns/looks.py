@@ -14,7 +14,7 @@ import tempfile
 import time
 
 from kestrel_at_screen import Desktop, Kestrel, descendants, make_video, wait_until
-from road import OVERVIEW, VIEWER, job_states
+from road import OVERVIEW, REVIEW, VIEWER, job_states
 from screenshots import dark_desktop, place_with_a_name, wait_for_frames, wait_for_rest
 
 SCREENS = {"1024x600": ((1024, 600), "1"), "1280x720": ((1280, 720), "1"), "1920x1080-at-200": ((1920, 1080), "2"),
@@ -43,6 +43,13 @@ def look(screen, scale, environment, video, build_folder, prefix):
         desktop.press("space")
         kestrel.wait_for_text("statusLabel", "解析完成")
         take("results")
+        kestrel.tab_to("eventTableView")
+        desktop.press("Home", "ctrl+e")
+        wait_until(lambda: kestrel.window(REVIEW), "the window for checking")
+        wait_for_rest(kestrel)
+        take("review")
+        desktop.press("Escape")
+        wait_until(lambda: not kestrel.window(REVIEW), "its end")
         kestrel.tab_to("eventTableView")
         desktop.press("Home", "space")
         wait_until(lambda: kestrel.window(VIEWER), "the viewer")

@@ -9,7 +9,7 @@ import tempfile
 import time
 
 from kestrel_at_screen import SCREEN, Desktop, Kestrel, descendants, expect_equal, make_video, wait_until
-from road import JOBS, OVERVIEW, STATE, VIEWER, job_states, use_overview
+from road import JOBS, OVERVIEW, REVIEW, STATE, VIEWER, job_states, use_overview
 
 CONTENT = (1440, 900)  # wide enough for all three panels
 
@@ -126,6 +126,26 @@ def take_viewer(build_folder, pictures):
                 desktop.picture(pictures / f"viewer-{name}.png", (left, top, width, height))
 
 
+def take_review(build_folder, pictures):
+    """One transition confirmed, one rejected, a gradual one in hand."""
+    with Desktop() as desktop, tempfile.TemporaryDirectory() as folder:
+        folder = pathlib.Path(folder)
+        video = folder / "假日.mp4"
+        subprocess.run([pathlib.Path(__file__).parents[1] / "scripts" / "make-sample-video", video], check=True)
+        for name, environment in (("light", None), ("dark", dark_desktop(folder))):
+            with Kestrel(desktop, build_folder, environment=environment) as kestrel:
+                kestrel.place(40, 40, *CONTENT)
+                kestrel.detect(video)
+                kestrel.click_cell("eventTableView", 0, 1)
+                desktop.press("ctrl+e")
+                wait_until(lambda: kestrel.window(REVIEW), "the window for checking")
+                wait_for_rest(kestrel)
+                desktop.press("Return", "Delete")
+                desktop.do("mousemove", 1795, 995)
+                time.sleep(0.3)
+                desktop.picture(pictures / f"review-{name}.png", tuple(kestrel.window(REVIEW)["frame"]))
+
+
 def percentages(kestrel):
     return [int(row[STATE + 1].rstrip("%")) for row in kestrel.rows(JOBS, window=OVERVIEW) if row[STATE] == "运行中"]
 
@@ -161,6 +181,7 @@ def main():
     pictures.mkdir(parents=True, exist_ok=True)
     take_main_window(build_folder, pictures)
     take_viewer(build_folder, pictures)
+    take_review(build_folder, pictures)
     take_overview(build_folder, pictures)
 
 

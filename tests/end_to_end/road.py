@@ -15,6 +15,7 @@ SCENE_SECONDS = 3
 FRAME = 1 / 25
 VIEWER = "画面"
 OVERVIEW = "分解总览"
+REVIEW = "检查换场"
 JOBS = "jobTableView"
 STATE = 3
 
@@ -148,6 +149,13 @@ def with_keys_alone(desktop, build_folder):
         wait_until(lambda: times()[0] == [detected[0][0], detected[1][1]] and checked() == [2, 0, 2], "the event rejected")
         desktop.press("ctrl+z")
         wait_until(lambda: times() == detected and checked() == [2, 2, 2], "the event back")
+        desktop.press("ctrl+e")
+        wait_until(lambda: kestrel.window(REVIEW) and kestrel.window(REVIEW)["active"], "the window for checking")
+        desktop.press("Home", "Return", "Delete")
+        wait_until(lambda: kestrel.text("progressLabel", window=REVIEW) == "已检查 2 / 2，已否决 1" and checked() == [2, 2, 0],
+                   "one transition confirmed, one rejected")
+        desktop.press("ctrl+z", "ctrl+z", "Escape")
+        wait_until(lambda: not kestrel.window(REVIEW) and times() == detected and checked() == [2, 2, 2], "both undone")
         kestrel.tab_to("addSegmentButton")
         desktop.press("space", "space")
         wait_until(lambda: len(rows()) == 5, "two manual rows")
