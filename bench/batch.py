@@ -23,6 +23,7 @@ import time
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 PROGRAM = BUILD / "bin" / "kestrel-batch"
 DETECTOR = BUILD / "share" / "kestrel" / "detect_scene_changes.py"
+SCENES = ["testsrc2", "smptehdbars", "mandelbrot", "rgbtestsrc"]
 SOURCES = 40  # a file has a limited number of names
 
 
@@ -116,11 +117,11 @@ def scale(folder, number):
 
 def xargs(folder, number):
     films = []
-    for index in range(8):
+    for index in range(6):
         films.append(folder / f"film {index}.mp4")
         run("ffmpeg", "-nostdin", "-lavfi", ";".join(
-            f"testsrc2=s=640x360:r=25:d=6,hue=h={index * 40 + scene * 90}:s={scene}[v{scene}]" for scene in range(4)) +
-            ";[v0][v1][v2][v3]concat=n=4", films[-1])
+            f"{scene}=s=480x270:r=25,trim=duration=4,hue=h={index * 40},format=yuv420p[{scene}]" for scene in SCENES) +
+            f";{''.join(f'[{scene}]' for scene in SCENES)}concat=n={len(SCENES)}", films[-1])
     lanes = os.cpu_count()
     environment = dict(os.environ)
     run(PROGRAM, "detect", *films, env=environment | {"XDG_CACHE_HOME": str(folder / "cache")})
