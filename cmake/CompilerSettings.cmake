@@ -17,7 +17,8 @@ if(KESTREL_SANITIZERS)
 endif()
 
 # Qt's headers are most of what the compiler reads. What a source forgets to include itself is seen where they are not
-# precompiled, as in the preset `release`.
+# precompiled, as in the preset `release`. A compiler that cannot use them for some target reads the headers as ever.
+set(CMAKE_PCH_WARN_INVALID OFF)
 function(kestrel_precompile target)
     if(KESTREL_PRECOMPILE)
         target_precompile_headers(${target} ${ARGN})
