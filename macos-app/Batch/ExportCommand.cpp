@@ -9,6 +9,7 @@
 #include "Jobs/OutputSafety.h"
 #include "Models/InputReading.h"
 #include "Models/JobBuilder.h"
+#include "Services/AppRuntimeError.h"
 #include "Services/MessageError.h"
 #include "Services/RuntimeResolver.h"
 
@@ -47,8 +48,15 @@ struct FilmOrReason
 /// The times of all pictures of a film.
 FilmOrReason readFilm(const FileURL& video)
 {
-    FilmScan scan(video, RuntimeResolver::resolve(), FilmScan::Extent::allFrames);
     FilmOrReason read;
+    RuntimeConfiguration runtime;
+    try {
+        runtime = RuntimeResolver::resolve();
+    } catch (const AppRuntimeError& error) {
+        read.reason = error.message();
+        return read;
+    }
+    FilmScan scan(video, runtime, FilmScan::Extent::allFrames);
     scan.onEnd = [&read](const std::optional<FilmTimes>& film, const QString& failure) {
         read = {film, failure};
         QCoreApplication::quit();
